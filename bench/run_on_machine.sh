@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# run_on_machine.sh PROGRAM.EXE [ARGUMENT...] - runs one program on a bench machine of its own and deletes the machine.
+# The build uses it to start every test program. BENCH_KEEP=1 keeps the machine and says where it is.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$here/machine.sh"
+
+bench=${BENCH_FOLDER:-$here/../build/bench}
+mkdir -p "$bench"
+bench=$(cd "$bench" && pwd)
+(
+    flock 9
+    machine_template "$bench/template"
+) 9>"$bench/template.lock"
+
+machine=$(mktemp -d "$bench/machine-XXXXXX")
+rmdir "$machine"
+machine_clone "$bench/template" "$machine"
+if [ -z "${BENCH_KEEP:-}" ]; then
+    trap 'machine_remove "$machine"' EXIT
+else
+    echo "bench: the machine stays in $machine" >&2
+fi
+
+program=$1
+shift
+mkdir -p "$(machine_drive "$machine")/bench"
+# A machine has no drive that leads to the build folder, so the program comes to the machine, with what lies beside it.
+for file in "$program" ${BENCH_BESIDE:-}; do
+    ln "$file" "$(machine_drive "$machine")/bench/" 2>/dev/null || cp "$file" "$(machine_drive "$machine")/bench/"
+done
+status=0
+machine_wine "$machine" "C:\\bench\\${program##*/}" "$@" || status=$?
+exit "$status"

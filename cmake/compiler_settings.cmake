@@ -1,0 +1,45 @@
+# Compiler settings that every target of the project takes from the interface library `project_settings`.
+add_library(project_settings INTERFACE)
+target_compile_features(project_settings INTERFACE cxx_std_20)
+target_compile_definitions(project_settings INTERFACE
+  UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN STRICT
+  _WIN32_WINNT=0x0A00 WINVER=0x0A00)
+
+if(MSVC)
+  target_compile_options(project_settings INTERFACE /W4 /WX /utf-8 /permissive- /EHsc)
+  target_link_options(project_settings INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
+else()
+  target_compile_options(project_settings INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow -Werror
+    -fstack-protector-strong)
+  target_link_options(project_settings INTERFACE
+    -static -fstack-protector-strong
+    -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat
+    -Wl,--no-insert-timestamp)  # the same sources give the same bytes
+  target_compile_options(project_settings INTERFACE
+    $<$<CONFIG:Debug>:-fsanitize=undefined -fsanitize-undefined-trap-on-error -D_GLIBCXX_ASSERTIONS>)
+endif()
+
+# Each line of the log is composed in two buffers of 128 KB on the stack of the thread that writes it. 16 MB leave room
+# for them at every level of the program; threads take the same reserve.
+set(STACK_RESERVE_BYTES 16777216)
+if(MSVC)
+  target_link_options(project_settings INTERFACE /STACK:${STACK_RESERVE_BYTES})
+else()
+  target_link_options(project_settings INTERFACE -Wl,--stack,${STACK_RESERVE_BYTES})
+endif()
+
+# Boost's headers lie in the host's include folder, which must not come into a cross build: a folder of its own holds
+# nothing but boost.
+add_library(boost_headers INTERFACE)
+if(CMAKE_CROSSCOMPILING)
+  if(NOT EXISTS /usr/include/boost/property_tree/json_parser.hpp)
+    message(FATAL_ERROR "Boost's headers are missing: install libboost-dev")
+  endif()
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/boost_include)
+  file(CREATE_LINK /usr/include/boost ${CMAKE_BINARY_DIR}/boost_include/boost SYMBOLIC)
+  target_include_directories(boost_headers SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/boost_include)
+else()
+  set(BOOST_INCLUDE_DIR "" CACHE PATH "Folder that holds boost/")
+  target_include_directories(boost_headers SYSTEM INTERFACE ${BOOST_INCLUDE_DIR})
+endif()

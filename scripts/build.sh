@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# build.sh [release|debug] [TARGET...] - cross-builds the program into build/release or build/debug.
+# Without a TARGET it builds the shipped executable alone.
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+configuration=${1:-release}
+[ $# -gt 0 ] && shift
+case $configuration in
+    release | debug) ;;
+    *) fail "unknown configuration '$configuration'" "say release or debug" ;;
+esac
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=(ORVCleanupUtility)
+
+install_packages "${build_packages[@]}"
+
+cd "$root"
+mkdir -p "build/$configuration"
+log=build/$configuration/build.log
+# Configuring again is left to the build itself, which knows when a CMake file has changed.
+if [ ! -f "build/$configuration/build.ninja" ]; then
+    say "Configuring build/$configuration"
+    cmake --preset "mingw-$configuration" >"$log" 2>&1 || {
+        tail -n 30 "$log" >&2
+        fail "CMake could not configure the build" "look at the lines above; the whole output is in $log"
+    }
+fi
+say "Building ${targets[*]} ($configuration)"
+cmake --build --preset "mingw-$configuration" --target "${targets[@]}" >"$log" 2>&1 || {
+    grep -E 'error|FAILED|undefined' "$log" | head -n 30 >&2
+    fail "the build stopped" "look at the errors above; the whole output is in $log"
+}
+if [ "${targets[0]}" = ORVCleanupUtility ]; then
+    say "Built build/$configuration/ORVCleanupUtility.exe"
+fi

@@ -1,0 +1,45 @@
+# common.sh - what the scripts of this folder share: plain progress lines, the root folder, the packages.
+# Sourced, never run.
+
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# What it takes to build the program, and what it takes to run it on a bench machine.
+build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libboost-dev googletest)
+bench_packages=(wine wine64)
+
+say() { printf '== %s\n' "$*"; }
+
+# fail WHAT WHAT_TO_DO - ends the script with both in plain words.
+fail() {
+    printf 'FAILED: %s\n  What to do: %s\n' "$1" "$2" >&2
+    exit 1
+}
+
+# install_packages NAME... - installs the Debian packages that are not there yet. Asks for nothing.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || fail "these packages are missing: ${missing[*]}" \
+            "install them as root, or install sudo, then start again"
+        as_root=(sudo)
+    fi
+    say "Installing ${missing[*]}"
+    local log
+    log=$(mktemp)
+    if ! { "${as_root[@]}" apt-get update -qq &&
+           "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"; } \
+           >"$log" 2>&1 </dev/null; then
+        tail -n 15 "$log" >&2
+        fail "the packages could not be installed: ${missing[*]}" \
+            "look at the lines above; the whole output is in $log"
+    fi
+    rm -f "$log"
+}
