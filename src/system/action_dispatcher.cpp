@@ -1,0 +1,154 @@
+#include "system/action_dispatcher.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include <windows.h>
+
+#include "system/directory_walk.h"
+#include "system/file_operations.h"
+#include "system/log.h"
+#include "system/long_path.h"
+#include "system/process_launch.h"
+#include "system/registry.h"
+#include "system/services.h"
+#include "system/shortcuts.h"
+
+namespace {
+
+enum class Outcome {
+  Done,
+  DoneAtSecondTry,  // sets the result of the whole list back to true
+  Failed,
+};
+
+Outcome outcomeOf(bool succeeded) {
+  return succeeded ? Outcome::Done : Outcome::Failed;
+}
+
+// The system's tools read * and ? in a name as "all": one bad row would end every process or delete every task.
+bool isPattern(const std::wstring& name) {
+  if (name.find_first_of(L"*?") == std::wstring::npos) {
+    return false;
+  }
+  LogError(L"ExecuteActions - Item[%s] is a pattern and no name, not carried out", name.c_str());
+  return true;
+}
+
+Outcome deleteScheduledTask(const std::wstring& item, bool) {
+  LogDebug(L"%s", item.c_str());
+  if (isPattern(item)) {
+    return Outcome::Failed;
+  }
+  std::wstring command = L"schtasks /delete /tn \"" + item + L"\" /F";
+  // The launcher returns at once and reads this variable for the outcome: the command is still running then, which is
+  // what the variable says. So a started deletion counts as done; what schtasks comes to is not looked at.
+  const DWORD exitCode = STILL_ACTIVE;
+  if (LaunchExeByCreateProcess(command.data(), false, &exitCode) == 0) {
+    LogDebug(L"Deleting Scheduled Task\t:\t%s\tSUCCESSFULL...", item.c_str());
+    return Outcome::Done;
+  }
+  LogDebug(L"Deleting Scheduled Task\t:\t%s\tFAILED!!! Error : %d", item.c_str(), exitCode);
+  return Outcome::Failed;
+}
+
+Outcome stopService(const std::wstring& item, bool) {
+  LogDebug(L"Stopping Service\t:\t%s", item.c_str());
+  return outcomeOf(StopService(item));
+}
+
+Outcome killProcess(const std::wstring& item, bool) {
+  LogDebug(L"Killing Process\t:\t%s", item.c_str());
+  return outcomeOf(!isPattern(item) && KillProcess(item));
+}
+
+Outcome deleteFile(const std::wstring& item, bool factoryResetMode) {
+  LogDebug(L"%s", item.c_str());
+  return outcomeOf(FileOperation::Delete(item, !factoryResetMode));
+}
+
+Outcome deleteRegistryKey(const std::wstring& item, bool) {
+  LogDebug(L"%s", item.c_str());
+  const auto [rootName, subkey] = splitRegistryPath(item);
+  return outcomeOf(::RegDeleteKeyW(ParseRootKey(rootName), subkey.c_str()) == ERROR_SUCCESS);
+}
+
+Outcome deleteRegistryValue(const std::wstring& item, bool) {
+  LogDebug(L"%s", item.c_str());
+  const auto [rootName, rest] = splitRegistryPath(item);
+  const std::size_t backslash = rest.rfind(L'\\');
+  const bool split = backslash != std::wstring::npos;
+  const std::wstring subkey = split ? rest.substr(0, backslash) : rest;
+  const std::wstring valueName = split ? rest.substr(backslash + 1) : rest;
+  return outcomeOf(::RegDeleteKeyValueW(ParseRootKey(rootName), subkey.c_str(), valueName.c_str()) == ERROR_SUCCESS);
+}
+
+Outcome deleteDirectory(const std::wstring& item, bool) {
+  LogDebug(L"%s", item.c_str());
+  if (removeSingleEntry(item)) {
+    return Outcome::Done;
+  }
+  const std::wstring systemPath = toSystemPath(item);
+  const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
+  if (::SetFileAttributesW(systemPath.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) &&
+      removeSingleEntry(item)) {
+    return Outcome::DoneAtSecondTry;
+  }
+  // A directory that waits for the next restart asks for no restart: fileRebootPending stays as it is.
+  return ::MoveFileExW(systemPath.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT) ? Outcome::DoneAtSecondTry
+                                                                                 : Outcome::Failed;
+}
+
+Outcome deleteShortcut(const std::wstring& item, bool) {
+  LogDebug(L"%s", item.c_str());
+  return outcomeOf(DeleteShortcut(item));
+}
+
+struct Operation {
+  ActionKind kind;
+  Outcome (*run)(const std::wstring& item, bool factoryResetMode);
+};
+
+constexpr std::array<Operation, 9> kOperations = {{
+    {ActionKind::ScheduledTask, deleteScheduledTask},
+    {ActionKind::ServiceStop, stopService},
+    {ActionKind::ProcessKill, killProcess},
+    {ActionKind::FileDelete, deleteFile},
+    {ActionKind::RegistryKeyDelete, deleteRegistryKey},
+    {ActionKind::RegistryKeyEmptyDelete, deleteRegistryKey},
+    {ActionKind::RegistryValueDelete, deleteRegistryValue},
+    {ActionKind::DirectoryDelete, deleteDirectory},
+    {ActionKind::ShortcutDelete, deleteShortcut},
+}};
+
+}  // namespace
+
+bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
+                    bool factoryResetMode) {
+  const auto operation = std::find_if(kOperations.begin(), kOperations.end(),
+                                      [kind](const Operation& candidate) { return candidate.kind == kind; });
+  if (operation == kOperations.end()) {
+    return true;
+  }
+  bool result = true;
+  for (const std::wstring& item : items) {
+    switch (operation->run(item, factoryResetMode)) {
+      case Outcome::Done:
+        break;
+      case Outcome::DoneAtSecondTry:
+        result = true;
+        break;
+      case Outcome::Failed:
+        result = false;
+        failures.push_back(item);
+        break;
+    }
+  }
+  return result;
+}
+
+bool KillProcess(const std::wstring& imageName) {
+  RunShellExecuteOnThread(L"taskkill.exe", L" /IM \"" + imageName + L"\" /F");
+  return true;
+}

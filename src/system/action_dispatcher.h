@@ -1,0 +1,30 @@
+// action_dispatcher - the one loop that carries out a work list. It takes items of one kind, performs the kind's
+// operation on each in list order, and collects the items that failed. Knows nothing of the session or of the order of
+// the stages.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The numbers are fixed; 8, 9 and every other value do nothing.
+enum class ActionKind : int {
+  ScheduledTask = 0,           // task name
+  ServiceStop = 1,             // service name
+  ProcessKill = 2,             // image name
+  FileDelete = 3,              // file path
+  RegistryKeyDelete = 4,       // full key path
+  RegistryKeyEmptyDelete = 5,  // full key path; the same operation, on a list that was prepared differently
+  RegistryValueDelete = 6,     // full key path, a backslash and the value's name
+  DirectoryDelete = 7,         // directory path
+  ShortcutDelete = 10,         // path below the Start Menu's Programs folder
+};
+
+// Carries out `items` one after the other on the calling thread and appends each item that failed to `failures`, as it
+// stands. `factoryResetMode` matters to FileDelete alone: nothing is then left for the next restart. Returns true for
+// an empty list; else false after a failure, where a DirectoryDelete that worked at the second try sets it back to
+// true. Exceptions of an operation leave with the rest of the list undone.
+bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
+                    bool factoryResetMode);
+
+// Ends every process of that image name with taskkill.exe. Returns true always: the outcome is not looked at.
+bool KillProcess(const std::wstring& imageName);

@@ -1,0 +1,95 @@
+// handles - owning holders for every kind of Windows handle that the program opens. A new kind is a new traits row
+// here, never a close call written by hand. Knows nothing of what the handles are used for.
+#pragma once
+
+#include <utility>
+
+#include <windows.h>
+
+// Owns one handle and closes it at the end of its scope. release() gives it up for the few handles that stay open on
+// purpose.
+template <class Traits>
+class UniqueHandle {
+ public:
+  using Type = typename Traits::Type;
+
+  explicit UniqueHandle(Type handle = Traits::empty()) : handle_(handle) {}
+  UniqueHandle(UniqueHandle&& other) noexcept : handle_(other.release()) {}
+  UniqueHandle& operator=(UniqueHandle&& other) noexcept {
+    if (this != &other) {
+      reset(other.release());
+    }
+    return *this;
+  }
+  ~UniqueHandle() { reset(); }
+
+  explicit operator bool() const { return handle_ != Traits::empty(); }
+  Type get() const { return handle_; }
+  Type release() { return std::exchange(handle_, Traits::empty()); }
+  void reset(Type handle = Traits::empty()) {
+    if (handle_ != Traits::empty()) {
+      Traits::close(handle_);
+    }
+    handle_ = handle;
+  }
+  // Closes what it holds and returns the place for a call that gives a new handle.
+  Type* put() {
+    reset();
+    return &handle_;
+  }
+
+ private:
+  Type handle_;
+};
+
+struct KernelHandleTraits {
+  using Type = HANDLE;
+  static Type empty() { return nullptr; }
+  static void close(Type handle) { ::CloseHandle(handle); }
+};
+// Processes, threads, mutexes, pipes, file mappings, tokens.
+using KernelHandle = UniqueHandle<KernelHandleTraits>;
+
+struct FileHandleTraits {
+  using Type = HANDLE;
+  static Type empty() { return INVALID_HANDLE_VALUE; }
+  static void close(Type handle) { ::CloseHandle(handle); }
+};
+using FileHandle = UniqueHandle<FileHandleTraits>;
+
+struct FindHandleTraits {
+  using Type = HANDLE;
+  static Type empty() { return INVALID_HANDLE_VALUE; }
+  static void close(Type handle) { ::FindClose(handle); }
+};
+using FindHandle = UniqueHandle<FindHandleTraits>;
+
+struct RegistryKeyTraits {
+  using Type = HKEY;
+  static Type empty() { return nullptr; }
+  static void close(Type key) { ::RegCloseKey(key); }
+};
+using RegistryKey = UniqueHandle<RegistryKeyTraits>;
+
+struct ServiceHandleTraits {
+  using Type = SC_HANDLE;
+  static Type empty() { return nullptr; }
+  static void close(Type handle) { ::CloseServiceHandle(handle); }
+};
+// The service control manager and single services.
+using ServiceHandle = UniqueHandle<ServiceHandleTraits>;
+
+struct LibraryHandleTraits {
+  using Type = HMODULE;
+  static Type empty() { return nullptr; }
+  static void close(Type library) { ::FreeLibrary(library); }
+};
+using LibraryHandle = UniqueHandle<LibraryHandleTraits>;
+
+struct LocalMemoryTraits {
+  using Type = void*;
+  static Type empty() { return nullptr; }
+  static void close(Type memory) { ::LocalFree(memory); }
+};
+// Memory that a call has allocated with LocalAlloc: message texts, access lists.
+using LocalMemory = UniqueHandle<LocalMemoryTraits>;

@@ -1,0 +1,165 @@
+#include "system/process_launch.h"
+
+#include <system_error>
+#include <thread>
+
+#include <objbase.h>
+#include <shellapi.h>
+
+#include "system/handles.h"
+#include "system/log.h"
+
+namespace {
+
+constexpr DWORD kPipeBytes = 4096;
+
+[[noreturn]] void raise(DWORD code, const char* text) {
+  throw std::system_error(static_cast<int>(code), std::system_category(), text);
+}
+
+void enterApartment() {
+  // Never left: the apartment ends with its thread, and the caller's own initialisation is not ours to undo.
+  (void)::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
+}
+
+SECURITY_ATTRIBUTES inheritable() {
+  SECURITY_ATTRIBUTES attributes = {};
+  attributes.nLength = sizeof(attributes);
+  attributes.bInheritHandle = TRUE;
+  return attributes;
+}
+
+SHELLEXECUTEINFOW hiddenOpen(ULONG mask, const std::wstring& file, const std::wstring& parameters) {
+  SHELLEXECUTEINFOW info = {};
+  info.cbSize = sizeof(info);
+  info.fMask = mask;
+  info.lpVerb = L"open";
+  info.lpFile = file.c_str();
+  info.lpParameters = parameters.c_str();
+  info.nShow = SW_HIDE;
+  return info;
+}
+
+}  // namespace
+
+std::wstring systemMessage(DWORD code) {
+  wchar_t* text = nullptr;
+  ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+                       FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                   nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  const LocalMemory owner(text);
+  return text ? text : L"";
+}
+
+int LaunchExeByCreateProcess(wchar_t* commandLine, bool /*ignoredFlag*/, const DWORD* exitCode) {
+  int result = 0;
+  try {
+    STARTUPINFOW startupInfo = {};
+    startupInfo.cb = sizeof(startupInfo);
+    PROCESS_INFORMATION process = {};
+    SECURITY_ATTRIBUTES attributes = inheritable();
+    if (::CreateProcessW(nullptr, commandLine, &attributes, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
+                         &startupInfo, &process)) {
+      ::CloseHandle(process.hProcess);
+      ::CloseHandle(process.hThread);
+      // What the caller's variable happens to hold decides: the dispatcher's reading of the result is built on it.
+      return *exitCode == 0 ? 1 : 0;
+    }
+    LogError(L"CommonHelperUtility::LaunchExeByCreateProcess - CreateProcess failed(%d).", ::GetLastError());
+  } catch (...) {
+    // The log could not be written; the launch itself has failed already and the caller goes on.
+    LogError(L"Exception - CommonHelperUtility::LaunchExeByCreateProcess - Inside Catch");
+  }
+  return result;
+}
+
+DWORD LaunchProcessAndWait(const std::wstring& file, const std::wstring& parameters, DWORD timeoutMilliseconds) {
+  enterApartment();
+  SHELLEXECUTEINFOW info = hiddenOpen(
+      SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI | SEE_MASK_NOZONECHECKS, file, parameters);
+  if (!::ShellExecuteExW(&info)) {
+    const DWORD code = ::GetLastError();
+    LogError(L"Launching process %s %s failed. Error code = %d %s", file.c_str(), parameters.c_str(), code,
+             systemMessage(code).c_str());
+    raise(code, "Unable to create process");
+  }
+  const KernelHandle process(info.hProcess);
+  // A process that outlives the time-out shows as STILL_ACTIVE below and goes on unattended.
+  ::WaitForSingleObject(process.get(), timeoutMilliseconds);
+  DWORD exitCode = 0;
+  if (!::GetExitCodeProcess(process.get(), &exitCode)) {
+    const DWORD code = ::GetLastError();
+    LogError(L"Unable to get exit code for process %s %s. Error code = %d %s", file.c_str(), parameters.c_str(), code,
+             systemMessage(code).c_str());
+    raise(code, "Unable to process exit code");
+  }
+  LogDebug(L"Process %s %s completed with exit code %d", file.c_str(), parameters.c_str(), exitCode);
+  return exitCode;
+}
+
+std::string RunCommandCaptureOutput(const std::wstring& command) {
+  SECURITY_ATTRIBUTES attributes = inheritable();
+  KernelHandle readEnd;
+  KernelHandle writeEnd;
+  KernelHandle secondReadEnd;  // the second pipe is made and configured, and nothing uses it
+  KernelHandle secondWriteEnd;
+  if (!::CreatePipe(readEnd.put(), writeEnd.put(), &attributes, kPipeBytes) ||
+      !::CreatePipe(secondReadEnd.put(), secondWriteEnd.put(), &attributes, kPipeBytes)) {
+    const DWORD code = ::GetLastError();
+    LogDebug(L"Unbale to create pipe handle: %d %s", code, systemMessage(code).c_str());
+  }
+  STARTUPINFOW startupInfo = {};
+  startupInfo.cb = sizeof(startupInfo);
+  if (!::SetHandleInformation(readEnd.get(), HANDLE_FLAG_INHERIT, 0) ||
+      !::SetHandleInformation(secondWriteEnd.get(), HANDLE_FLAG_INHERIT, 0)) {
+    const DWORD code = ::GetLastError();
+    LogDebug(L"Unbale to set security attributes to pipe handle: %d %s", code, systemMessage(code).c_str());
+  } else {
+    startupInfo.hStdOutput = writeEnd.get();
+    startupInfo.hStdError = writeEnd.get();
+    startupInfo.dwFlags = STARTF_USESTDHANDLES;
+  }
+
+  std::wstring commandLine = L"cmd.exe /C \"" + command + L"\"";
+  LogDebug(L"Launching command %s", commandLine.c_str());
+  PROCESS_INFORMATION information = {};
+  // Without a process the query of its exit code fails below, and the loop ends after one pass.
+  ::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr,
+                   &startupInfo, &information);
+  const KernelHandle process(information.hProcess);
+  const KernelHandle thread(information.hThread);
+
+  std::string output;
+  for (;;) {
+    DWORD available = 0;
+    if (!::PeekNamedPipe(readEnd.get(), nullptr, 0, nullptr, &available, nullptr)) {
+      LogDebug(L"Unable to peek pipe %d", ::GetLastError());
+      return output;
+    }
+    if (available != 0) {
+      std::string buffer(std::size_t{2} * available, '\0');
+      DWORD read = 0;
+      const BOOL succeeded = ::ReadFile(readEnd.get(), buffer.data(), 2 * available, &read, nullptr);
+      LogDebug(L"Reading output buffer. Amount read: %d, Amount avaliable: %d", read, available);
+      if (succeeded && read != 0) {
+        output += buffer;  // with the zeros behind what was read
+      }
+    }
+    DWORD exitCode = 0;
+    ::GetExitCodeProcess(process.get(), &exitCode);
+    if (exitCode != STILL_ACTIVE) {
+      LogDebug(L"Output from launched command: \n%hs", output.c_str());
+      return output;
+    }
+  }
+}
+
+void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& parameters) {
+  std::thread thread([&file, &parameters] {
+    enterApartment();
+    SHELLEXECUTEINFOW info = hiddenOpen(SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC, file, parameters);
+    ::ShellExecuteExW(&info);
+    // The process handle stays open to the end of this program: nobody waits for the started one.
+  });
+  thread.join();
+}

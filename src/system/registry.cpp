@@ -1,0 +1,154 @@
+#include "system/registry.h"
+
+#include <stdio.h>
+
+#include <algorithm>
+#include <array>
+#include <cwctype>
+
+#include "system/log.h"
+
+namespace {
+
+struct RootKey {
+  std::wstring_view name;
+  HKEY handle;
+};
+
+const std::array<RootKey, 5> kRootKeys = {{
+    {L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
+    {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
+    {L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
+    {L"HKEY_USERS", HKEY_USERS},
+    {L"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
+}};
+
+// Strings are read into 260 bytes, terminator included; a longer value counts as unreadable.
+constexpr DWORD kStringBufferBytes = 260;
+
+}  // namespace
+
+RegKeyError::RegKeyError(LSTATUS status, const char* text)
+    : std::system_error(static_cast<int>(status), std::system_category(), text) {}
+
+HKEY ParseRootKey(std::wstring_view rootName) {
+  const auto root = std::find_if(kRootKeys.begin(), kRootKeys.end(),
+                                 [rootName](const RootKey& candidate) { return candidate.name == rootName; });
+  return root == kRootKeys.end() ? nullptr : root->handle;
+}
+
+std::wstring_view RootKeyName(HKEY root) {
+  const auto found = std::find_if(kRootKeys.begin(), kRootKeys.end(),
+                                  [root](const RootKey& candidate) { return candidate.handle == root; });
+  return found == kRootKeys.end() ? std::wstring_view() : found->name;
+}
+
+std::pair<std::wstring, std::wstring> splitRegistryPath(std::wstring_view path) {
+  const std::size_t backslash = path.find(L'\\');
+  if (backslash == std::wstring_view::npos) {
+    return {std::wstring(path), std::wstring(path)};
+  }
+  return {std::wstring(path.substr(0, backslash)), std::wstring(path.substr(backslash + 1))};
+}
+
+RegistryKey OpenRegistryKey(HKEY root, const wchar_t* subkey, REGSAM access) {
+  RegistryKey key;
+  const LSTATUS status = ::RegOpenKeyExW(root, subkey, 0, access, key.put());
+  if (status != ERROR_SUCCESS) {
+    throw RegKeyError(status, "Unable to open registry key");
+  }
+  return key;
+}
+
+RegistryKey OpenRegistryKey(HKEY root, std::wstring subkey, REGSAM access) {
+  return OpenRegistryKey(root, subkey.c_str(), access);
+}
+
+std::wstring GetRegistryString(HKEY key, const wchar_t* subkey, const wchar_t* valueName) {
+  wchar_t buffer[kStringBufferBytes / sizeof(wchar_t)] = {};
+  DWORD size = kStringBufferBytes;
+  const LSTATUS status = ::RegGetValueW(key, subkey, valueName, RRF_RT_REG_SZ, nullptr, buffer, &size);
+  if (status != ERROR_SUCCESS) {
+    throw RegKeyError(status, "Unable to get registry value");
+  }
+  return buffer;
+}
+
+std::vector<std::wstring> EnumerateSubkeys(HKEY key) {
+  DWORD count = 0;
+  DWORD longestName = 0;
+  LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, &longestName, nullptr, nullptr, nullptr,
+                                      nullptr, nullptr, nullptr);
+  if (status != ERROR_SUCCESS) {
+    throw RegKeyError(status, "Unable to get query key information");
+  }
+  ++longestName;  // the terminator
+  std::vector<std::wstring> names;
+  names.reserve(count);
+  for (DWORD index = 0; index < count; ++index) {
+    std::wstring name(longestName, L'\0');
+    DWORD length = longestName;
+    status = ::RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+    if (status != ERROR_SUCCESS) {
+      throw RegKeyError(status, "Unable to get enumerate subkeys");
+    }
+    name.resize(length);
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
+RegistryKey CreateCleanupUtilityKey(HKEY parent) {
+  RegistryKey key;
+  const LSTATUS status = ::RegCreateKeyExW(parent, L"ORVCleanupUtility", 0, nullptr, REG_OPTION_VOLATILE,
+                                           KEY_READ | KEY_SET_VALUE | KEY_CREATE_SUB_KEY, nullptr, key.put(), nullptr);
+  if (status != ERROR_SUCCESS) {
+    throw RegKeyError(status, "Unable to get create registry key");
+  }
+  return key;
+}
+
+void SetRegistryDwordOne(HKEY key, const wchar_t* valueName) {
+  constexpr DWORD kOne = 1;
+  const LSTATUS status =
+      ::RegSetValueExW(key, valueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&kOne), sizeof(kOne));
+  if (status != ERROR_SUCCESS) {
+    char text[260] = {};
+    ::_snprintf(text, sizeof(text) - 1, "Unable to write to registry for value = %ls data = %d.", valueName, 1);
+    throw RegKeyError(status, text);
+  }
+}
+
+bool IsVirtualMachine() {
+  RegistryKey key;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\SystemInformation", 0, KEY_ALL_ACCESS,
+                      key.put()) != ERROR_SUCCESS) {
+    return false;
+  }
+  wchar_t product[MAX_PATH] = {};
+  DWORD type = REG_SZ;
+  DWORD size = kStringBufferBytes;
+  if (::RegQueryValueExW(key.get(), L"SystemProductName", nullptr, &type, reinterpret_cast<BYTE*>(product), &size) !=
+      ERROR_SUCCESS) {
+    return false;
+  }
+  std::wstring text = product;
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](wchar_t character) { return static_cast<wchar_t>(std::towlower(character)); });
+  return text.find(L"virtual") != std::wstring::npos;
+}
+
+std::wstring GetOSDrive() {
+  std::wstring drive;
+  try {
+    wchar_t buffer[MAX_PATH] = {};
+    ::GetSystemDirectoryW(buffer, 255);
+    drive = buffer;
+    drive = drive.substr(0, drive.find(L'\\') + 1);
+    LogDebug(L"CommonHelperUtilities::GetOSDrive: %s", drive.c_str());
+  } catch (...) {
+    // The callers go on with what there is.
+    LogError(L"Exception - CommonHelperUtilities::GetOSDrive - Inside Catch with error code: %d", ::GetLastError());
+  }
+  return drive;
+}

@@ -1,0 +1,57 @@
+// registry - registry paths as the manifest writes them (root's full name, backslash, subkey), single keys and values,
+// and facts of the system that are read from the registry. The process is 64-bit and passes no view flag: 32-bit keys
+// are reached through explicit WOW6432Node paths. Walking whole trees is the business of registry_walk.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <windows.h>
+
+#include "system/handles.h"
+
+// A registry call that a caller cannot do without has failed: the Win32 status in the system category, and a fixed
+// text.
+class RegKeyError : public std::system_error {
+ public:
+  RegKeyError(LSTATUS status, const char* text);
+};
+
+// The five roots by their full names, "HKEY_LOCAL_MACHINE" and so on, compared whole and with case. Null for anything
+// else; a delete call on a null handle fails, which is how a misspelt root shows.
+HKEY ParseRootKey(std::wstring_view rootName);
+
+// The full name of a predefined root handle; empty for any other handle.
+std::wstring_view RootKeyName(HKEY root);
+
+// Splits a registry path at its first backslash into root name and subkey. Without a backslash both are the whole text.
+std::pair<std::wstring, std::wstring> splitRegistryPath(std::wstring_view path);
+
+// RegOpenKeyExW. Throws RegKeyError "Unable to open registry key".
+RegistryKey OpenRegistryKey(HKEY root, const wchar_t* subkey, REGSAM access);
+RegistryKey OpenRegistryKey(HKEY root, std::wstring subkey, REGSAM access);
+
+// Reads a REG_SZ value through RegGetValueW into a buffer of 260 bytes, terminator included: a value of more than 129
+// characters counts as unreadable. Throws RegKeyError "Unable to get registry value".
+std::wstring GetRegistryString(HKEY key, const wchar_t* subkey, const wchar_t* valueName);
+
+// The names of the direct subkeys in enumeration order. `key` needs KEY_READ. Throws RegKeyError "Unable to get query
+// key information" or "Unable to get enumerate subkeys".
+std::vector<std::wstring> EnumerateSubkeys(HKEY key);
+
+// Creates or opens the volatile key ORVCleanupUtility below `parent`: it lives only until the next restart, just as
+// long as what it tells is true. Throws RegKeyError "Unable to get create registry key".
+RegistryKey CreateCleanupUtilityKey(HKEY parent);
+
+// Writes the REG_DWORD value 1. Throws RegKeyError "Unable to write to registry for value = <name> data = 1.".
+void SetRegistryDwordOne(HKEY key, const wchar_t* valueName);
+
+// True when the system's product name holds "virtual" in any case. False when it cannot be read, also when the name
+// does not fit into 260 bytes.
+bool IsVirtualMachine();
+
+// The root of the drive that holds the system folder, with its backslash: "C:\". Logs the result.
+std::wstring GetOSDrive();

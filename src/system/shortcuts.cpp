@@ -1,0 +1,81 @@
+#include "system/shortcuts.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
+#include <shlobj.h>
+#include <shlwapi.h>
+
+#include "system/directory_walk.h"
+#include "system/log.h"
+
+namespace {
+
+// The product's folder goes with its shortcut. A path without a folder of its own, or one that climbs out of it, would
+// take the whole Programs folder or worse along.
+bool namesProductFolder(const std::wstring& relativePath) {
+  std::size_t start = 0;
+  std::size_t folders = 0;
+  for (std::size_t end; (end = relativePath.find_first_of(L"\\/", start)) != std::wstring::npos; start = end + 1) {
+    const std::wstring folder = relativePath.substr(start, end - start);
+    if (folder.find_first_not_of(L". ") == std::wstring::npos || folder.find(L':') != std::wstring::npos) {
+      return false;
+    }
+    ++folders;
+  }
+  const std::wstring name = relativePath.substr(start);
+  return folders > 0 && name.find_first_not_of(L". ") != std::wstring::npos && name.find(L':') == std::wstring::npos;
+}
+
+std::wstring belowShellFolder(int csidl, const std::wstring& relativePath) {
+  std::wstring folder;
+  GetShellFolderPath(csidl, folder);
+  return folder.empty() ? folder : folder + L'\\' + relativePath;
+}
+
+}  // namespace
+
+bool GetShellFolderPath(int csidl, std::wstring& out) {
+  PIDLIST_ABSOLUTE list = nullptr;
+  const bool found = SUCCEEDED(::SHGetFolderLocation(nullptr, csidl, nullptr, 0, &list));
+  if (list) {
+    wchar_t buffer[MAX_PATH] = {};
+    ::SHGetPathFromIDListW(list, buffer);
+    out = buffer;
+    IMalloc* allocator = nullptr;
+    if (SUCCEEDED(::SHGetMalloc(&allocator))) {
+      allocator->Free(list);
+      allocator->Release();
+    }
+  }
+  return found;
+}
+
+bool DeleteShortcut(const std::wstring& relativePath) {
+  if (!namesProductFolder(relativePath)) {
+    LogError(L"DeleteShortcut - Shortcut[%s] names no folder of its own, not deleted", relativePath.c_str());
+    return false;
+  }
+  std::wstring path = belowShellFolder(CSIDL_COMMON_PROGRAMS, relativePath);
+  if (!::PathFileExistsW(path.c_str())) {
+    path = belowShellFolder(CSIDL_PROGRAMS, relativePath);
+  }
+  if (path.empty()) {
+    return false;
+  }
+  return ShellDeleteAndRemoveFolder(path, path.substr(0, path.rfind(L'\\')));
+}
+
+bool ShellDeleteAndRemoveFolder(const std::wstring& path, const std::wstring& folder) {
+  std::wstring from = path;
+  from.push_back(L'\0');  // the shell takes a list that ends with an empty text
+  SHFILEOPSTRUCTW operation = {};
+  operation.wFunc = FO_DELETE;
+  operation.pFrom = from.c_str();
+  operation.fFlags = FOF_SILENT | FOF_NOCONFIRMATION | FOF_NOCONFIRMMKDIR | FOF_NOERRORUI;
+  if (::SHFileOperationW(&operation) != 0) {
+    return false;
+  }
+  removeTree(folder);
+  return true;
+}
