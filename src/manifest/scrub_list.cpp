@@ -1,0 +1,207 @@
+#include "manifest/scrub_list.h"
+
+#include <cstring>
+#include <utility>
+
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include "system/handles.h"
+#include "system/log.h"
+
+namespace {
+
+using boost::property_tree::wptree;
+
+constexpr wchar_t kResourceType[] = L"BINARY";
+constexpr wchar_t kManifestName[] = L"CleanUp\\ScrubList.JSON";
+
+// The display driver packages, which a factory reset keeps.
+constexpr wchar_t kDisplayDriver[] = L"DisplayDriver";
+constexpr wchar_t kDisplayDriver64[] = L"DisplayDriver64";
+// What the installer that starts a factory reset still needs afterwards.
+constexpr wchar_t kGraphicTypeValue[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\GraphicType";
+
+// The JSON reader takes a narrow path. Only the low byte of each character is kept, so a temporary folder with other
+// characters leads to a file that cannot be opened, which ends the run before anything is removed.
+std::string manifestPath() {
+  wchar_t folder[MAX_PATH] = {};
+  if (::GetTempPathW(MAX_PATH, folder) == 0) {
+    return {};
+  }
+  std::string narrow;
+  for (const wchar_t character : std::wstring(folder) + kManifestName) {
+    narrow.push_back(static_cast<char>(character & 0xFF));
+  }
+  return narrow;
+}
+
+// Every piece as it stands, the one behind the last comma included.
+std::vector<std::wstring> splitAtCommas(const std::wstring& text) {
+  std::vector<std::wstring> pieces;
+  std::size_t start = 0;
+  for (std::size_t comma; (comma = text.find(L',', start)) != std::wstring::npos; start = comma + 1) {
+    pieces.push_back(text.substr(start, comma - start));
+  }
+  pieces.push_back(text.substr(start));
+  return pieces;
+}
+
+void fillApplicationInfo(const wptree& package, ApplicationPackage* record) {
+  record->Type = L"Application";
+  record->CommandLine = package.get<std::wstring>(L"Info.CommandLine");
+  record->UpgradeID = package.get<std::wstring>(L"Info.UpgradeID");
+  record->BasicInf.emplace(L"", L"");
+  record->CommonApp = package.get_optional<bool>(L"Info.CommonApp").value_or(false);
+}
+
+void fillDriverInfo(const wptree& package, DriverPackage* record) {
+  record->Id = package.get<std::wstring>(L"Info.ID");
+  if (record->Id.empty()) {
+    LogDebug(L"Getting Drivers Data ------------- HWID's Empty-------");
+  } else {
+    LogDebug(L"Getting Drivers Data ------------- HWID's %s-------", record->Id.c_str());
+    record->HardwareIds = splitAtCommas(record->Id);
+  }
+  record->Type = L"Driver";
+  const std::pair<const wchar_t*, std::wstring PackageRecord::*> fields[] = {
+      {L"Info.InfName", &PackageRecord::InfName},
+      {L"Info.PID", &PackageRecord::PID},
+      {L"Info.ClassName", &PackageRecord::ClassName},
+      {L"Info.ProductVersion", &PackageRecord::ProductVersion},
+      {L"Info.CompatibleId", &PackageRecord::CompatibleId},
+      {L"Info.SibblingCompatibleId", &PackageRecord::SibblingCompatibleId},
+      {L"Info.SibblingClassName", &PackageRecord::SibblingClassName},
+      {L"Info.DeviceDesc", &PackageRecord::DeviceDesc},
+      {L"Info.DeviceID", &PackageRecord::DeviceID},
+  };
+  for (const auto& [path, field] : fields) {
+    record->*field = package.get<std::wstring>(path);
+  }
+  const auto infName = package.get<std::wstring>(L"Info.BasicINF.BasicINFName");
+  const auto load = package.get<std::wstring>(L"Info.BasicINF.LoadBasicDriver");
+  record->BasicInf.emplace(load, infName);
+}
+
+}  // namespace
+
+struct ScrubList::Tree {
+  wptree root;
+};
+
+bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path) {
+  const HRSRC resource = ::FindResourceW(module, MAKEINTRESOURCEW(resourceId), kResourceType);
+  const HGLOBAL loaded = resource ? ::LoadResource(module, resource) : nullptr;
+  const void* bytes = loaded ? ::LockResource(loaded) : nullptr;
+  const DWORD size = resource ? ::SizeofResource(module, resource) : 0;
+
+  // Failures are not reported: the reader of the file finds the older file, or none.
+  const FileHandle file(::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+  const KernelHandle mapping(::CreateFileMappingW(file.get(), nullptr, PAGE_READWRITE, 0, size, nullptr));
+  if (void* view = mapping ? ::MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, size) : nullptr) {
+    if (bytes) {
+      std::memcpy(view, bytes, size);
+    }
+    ::UnmapViewOfFile(view);
+  }
+  return false;
+}
+
+ScrubList::ScrubList() : tree_(std::make_unique<Tree>()), data_(std::make_unique<ScrubListData>()) {}
+
+ScrubList::~ScrubList() = default;
+
+void ScrubList::parseScrubList(bool launchedForFactoryReset) {
+  LogDebug(L"Parsing ScrubList.JSON File");
+  loadScrubListFile();
+  readGenericData();
+  readInclusionData(launchedForFactoryReset);
+  readExclusionData();
+  readApplicationPackages();
+  readDriverPackages();
+}
+
+void ScrubList::readStringList(const std::wstring& path, std::vector<std::wstring>& list) const {
+  for (const auto& [key, row] : tree_->root.get_child(path)) {
+    list.push_back(row.data());
+  }
+}
+
+void ScrubList::loadScrubListFile() {
+  LogDebug(L"Loading ScrubList.JSON File");
+  try {
+    boost::property_tree::read_json(manifestPath(), tree_->root);
+  } catch (const boost::property_tree::json_parser_error&) {
+    // The first required path is then missing, and that ends the run.
+    LogDebug(L"Loading ScrubList.JSON File Failed!!!");
+    tree_->root.clear();
+  }
+}
+
+void ScrubList::readGenericData() {
+  LogDebug(L"Getting Generic Data from ScrubList.JSON File");
+  readStringList(L"Generic.ScheduledTasks", data_->ScheduledTasks);
+  readStringList(L"Generic.Services", data_->Services);
+  readStringList(L"Generic.Shortcuts", data_->Shortcuts);
+  readStringList(L"Generic.Files", data_->Files);
+  readStringList(L"Generic.RegistryKeys", data_->RegistryKeys);
+  readStringList(L"Generic.RegistryKeysEmpty", data_->RegistryKeysEmpty);
+  readStringList(L"Generic.RegistryValues", data_->RegistryValues);
+  readStringList(L"Generic.Process", data_->Process);
+  readStringList(L"Generic.Directories", data_->Directories);
+}
+
+void ScrubList::readInclusionData(bool launchedForFactoryReset) {
+  LogDebug(L"Getting Inclusion List Data from ScrubList.JSON File");
+  readStringList(L"InclusionList.Drivers", data_->InclusionDrivers);
+  readStringList(L"InclusionList.Applications", data_->InclusionApplications);
+  readStringList(L"InclusionList.UWP", data_->InclusionUWP);
+  if (launchedForFactoryReset) {
+    data_->ExcludedRegistryValues.push_back(kGraphicTypeValue);
+  } else {
+    data_->InclusionDrivers.insert(data_->InclusionDrivers.begin(), {kDisplayDriver, kDisplayDriver64});
+  }
+}
+
+void ScrubList::readExclusionData() {
+  readStringList(L"ExclusionList.ScheduledTasks", data_->ExcludedScheduledTasks);
+  readStringList(L"ExclusionList.Services", data_->ExcludedServices);
+  readStringList(L"ExclusionList.Files", data_->ExcludedFiles);
+  readStringList(L"ExclusionList.RegistryKeys", data_->ExcludedRegistryKeys);
+  readStringList(L"ExclusionList.RegistryValues", data_->ExcludedRegistryValues);
+  readStringList(L"ExclusionList.Process", data_->ExcludedProcess);
+  readStringList(L"ExclusionList.Directories", data_->ExcludedDirectories);
+}
+
+void ScrubList::readApplicationPackages() {
+  LogDebug(L"Getting Applications Data from ScrubList.JSON File");
+  for (const auto& [name, package] : tree_->root.get_child(L"Packages.ORVApplications")) {
+    ApplicationPackage record;
+    record.Name = name;
+    fillApplicationInfo(package, &record);
+    // The lists are reached through the full dotted path, so a package whose name holds a dot cannot be read.
+    const std::wstring path = L"Packages.ORVApplications." + name;
+    readStringList(path + L".Files", record.Files);
+    readStringList(path + L".RegistryKeys", record.RegistryKeys);
+    readStringList(path + L".RegistryValues", record.RegistryValues);
+    readStringList(path + L".Process", record.Process);
+    readStringList(path + L".Directories", record.Directories);
+    data_->ApplicationPackages.push_back(std::move(record));
+  }
+}
+
+void ScrubList::readDriverPackages() {
+  LogDebug(L"Getting Drivers Data from ScrubList.JSON File");
+  for (const auto& [name, package] : tree_->root.get_child(L"Packages.ORVDrivers")) {
+    DriverPackage record;
+    record.Name = name;
+    fillDriverInfo(package, &record);
+    const std::wstring path = L"Packages.ORVDrivers." + name;
+    readStringList(path + L".RegistryKeys", record.RegistryKeys);
+    readStringList(path + L".RegistryValues", record.RegistryValues);
+    readStringList(path + L".Services", record.Services);
+    readStringList(path + L".Directories", record.Directories);
+    data_->DriverPackages.push_back(std::move(record));
+  }
+}

@@ -1,0 +1,46 @@
+// scrub_list - reads the cleanup manifest ScrubList.JSON from the work folder into records. The JSON library stays
+// behind this header.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "manifest/records.h"
+
+// Writes a resource of type BINARY to a file, replacing an older one. The result is always false and says nothing: the
+// reader of the file finds out. FindResourceW, CreateFileMappingW, MapViewOfFile.
+bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path);
+
+// The manifest of one run: the document's tree and the records made from it.
+class ScrubList {
+ public:
+  ScrubList();
+  ~ScrubList();
+
+  // Reads the manifest and fills data(). With `launchedForFactoryReset` the display driver packages are not considered
+  // and the registry value GraphicType is protected; without it both display packages are considered. A document that
+  // cannot be read is logged and counts as empty. Throws boost::property_tree::ptree_bad_path, a std::exception, for
+  // every required path that is missing; then data() is incomplete.
+  void parseScrubList(bool launchedForFactoryReset);
+
+  // Appends the values of the array at the dotted path, in order. Throws ptree_bad_path when there is no such path.
+  void readStringList(const std::wstring& path, std::vector<std::wstring>& list) const;
+
+  ScrubListData& data() { return *data_; }
+
+ private:
+  struct Tree;
+
+  void loadScrubListFile();
+  void readGenericData();
+  void readInclusionData(bool launchedForFactoryReset);
+  void readExclusionData();
+  void readApplicationPackages();
+  void readDriverPackages();
+
+  std::unique_ptr<Tree> tree_;
+  std::unique_ptr<ScrubListData> data_;
+};
