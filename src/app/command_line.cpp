@@ -1,0 +1,110 @@
+#include "app/command_line.h"
+
+#include <algorithm>
+#include <array>
+#include <regex>
+#include <string_view>
+
+#include "app/cleanup_session.h"
+#include "system/log.h"
+
+namespace {
+
+using Tokens = std::vector<std::wstring>;
+
+enum class Switch { None, Silent, SafeMode, Reboot, FactoryReset, Gpu, SaveOrv };
+
+struct SwitchWord {
+  std::wstring_view word;
+  Switch meaning;
+  const wchar_t* logLine;  // null for none
+};
+
+// A word counts wherever it stands in a token; the first row that occurs decides.
+constexpr std::array<SwitchWord, 6> kSwitchWords = {{
+    {L"silent", Switch::Silent, L"---------------------CleanUp will run silently--------------------"},
+    {L"safemode", Switch::SafeMode, L"---------------------CleanUp will run in safe mode--------------------"},
+    {L"reboot", Switch::Reboot,
+     L"---------------------CleanUp will restart the machine after running--------------------"},
+    {L"launchedForFactoryReset", Switch::FactoryReset,
+     L"---------------------CleanUp is launched by instaler for Factory reset--------------------"},
+    {L"gpu", Switch::Gpu,
+     L"---------------------CleanUp is launched by instaler with GPU's to exclude--------------------"},
+    {L"saveORV", Switch::SaveOrv, nullptr},
+}};
+
+// Takes empty pieces out and cuts trailing blanks off the others.
+Tokens cleanUp(Tokens tokens) {
+  std::erase_if(tokens, [](const std::wstring& token) { return token.empty(); });
+  for (std::wstring& token : tokens) {
+    token.resize(token.find_last_not_of(L' ') + 1);
+  }
+  return tokens;
+}
+
+Switch findSwitch(const std::wstring& token) {
+  const auto row = std::find_if(kSwitchWords.begin(), kSwitchWords.end(), [&token](const SwitchWord& candidate) {
+    return token.find(candidate.word) != std::wstring::npos;
+  });
+  if (row == kSwitchWords.end()) {
+    return Switch::None;
+  }
+  if (row->logLine) {
+    LogDebug(row->logLine);
+  }
+  return row->meaning;
+}
+
+// The pairs of a value such as "A&B"@"C&D". An item that is no pair keeps nothing from being removed.
+std::list<std::pair<std::wstring, std::wstring>> parseExcludedGpus(const std::wstring& value) {
+  std::list<std::pair<std::wstring, std::wstring>> gpus;
+  for (const std::wstring& item : cleanUp(splitByPattern(L"[\"@]", value))) {
+    const Tokens parts = splitByPattern(L"[&]", item);
+    if (parts.size() >= 2) {
+      gpus.emplace_back(parts[1], parts[0]);
+    }
+  }
+  return gpus;
+}
+
+}  // namespace
+
+std::vector<std::wstring> splitByPattern(const std::wstring& pattern, const std::wstring& text) {
+  if (text.empty()) {
+    return {};
+  }
+  const std::wregex expression(pattern);
+  return {std::wsregex_token_iterator(text.begin(), text.end(), expression, -1), std::wsregex_token_iterator()};
+}
+
+void CleanupSession::parseCommandLine() {
+  const Tokens tokens = cleanUp(splitByPattern(L"[ ]", commandLine));
+  for (auto token = tokens.begin(); token != tokens.end(); ++token) {
+    switch (findSwitch(*token)) {
+      case Switch::Silent:
+        silent = true;
+        break;
+      case Switch::SafeMode:
+        safeModeRequested = true;
+        break;
+      case Switch::Reboot:
+        rebootAfterRun = true;
+        break;
+      case Switch::FactoryReset:
+        factoryReset = true;
+        break;
+      case Switch::Gpu:
+        gpuExclusionRequested = true;
+        // The next token is the value, whatever it holds; behind the last token the value is empty.
+        if (std::next(token) != tokens.end()) {
+          excludedGpus.splice(excludedGpus.end(), parseExcludedGpus(*++token));
+        }
+        break;
+      case Switch::SaveOrv:
+        removeInstallManager = false;
+        break;
+      case Switch::None:
+        break;
+    }
+  }
+}

@@ -1,0 +1,10 @@
+// restore_point - makes a System Restore point before anything is removed. Its messages go to standard output, not to
+// the log; a machine without System Restore only loses the restore point.
+#pragma once
+
+// Initialises COM for the process and its security, makes and closes the restore point, uninitialises COM.
+void createRestorePoint();
+
+// Lets administrators, the system's own accounts and the process itself call into the process's COM objects. True only
+// when every call succeeded.
+bool configureComSecurity();
