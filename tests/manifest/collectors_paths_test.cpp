@@ -1,0 +1,233 @@
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "collectors_fixture.h"
+#include "support/captured_log.h"
+#include "support/link_seam.h"
+#include "support/test_folder.h"
+#include "support/test_registry.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::UnorderedElementsAre;
+
+namespace {
+
+// A bench machine's administrator can read every folder.
+std::wstring unreadable;
+
+}  // namespace
+
+LINK_SEAM(HANDLE, FindFirstFileExW,
+          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS search, LPVOID filter, DWORD flags)) {
+  if (!unreadable.empty() && std::wstring(name).find(unreadable) != std::wstring::npos) {
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+  }
+  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, search,
+                                                                                          filter, flags);
+}
+
+namespace {
+
+class PathCollectors : public CollectorsTest {
+ protected:
+  PathCollectors() { removeKey(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems"); }
+  ~PathCollectors() override { unreadable.clear(); }
+
+  TestFolder folder;
+};
+
+using DirectoryCollector = PathCollectors;
+using FileCollector = PathCollectors;
+
+TEST_F(DirectoryCollector, TakesGenericThenApplicationThenDriverRowsEachOnce) {
+  data.Directories = {L"ORV\\generic", L"", L"INSTALL_DIR\\generic", L"ORV\\generic"};
+  data.TrackerDirectories = {L"ORV\\tracker", L"C:\\ORV\\generic", L"ORV\\tracker"};
+  addDriver().Directories = {L"ORV\\driver", L"ORV\\generic"};
+  addApplication().Directories = {L"ORV\\application 1"};
+  addApplication().Directories = {L"C:\\ORV\\application 1", L"ORV\\application 2", L"ORV\\Application 2"};
+  const CapturedLog log;
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories,
+              ElementsAre(L"C:\\ORV\\generic", L"C:\\Program Files\\ORV\\generic", L"C:\\ORV\\application 1",
+                          L"C:\\ORV\\application 2", L"C:\\ORV\\Application 2", L"C:\\ORV\\driver"));
+  EXPECT_THAT(session.directoriesForce, ElementsAre(L"C:\\ORV\\tracker", L"C:\\ORV\\generic"));
+  EXPECT_THAT(session.files, IsEmpty());
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleDirectories Getting all data-------------"));
+}
+
+TEST_F(DirectoryCollector, SpellsOutWhatLiesInExistingDirectories) {
+  const std::wstring inner = folder.makeDirectory(L"one\\inner");
+  const std::wstring file = folder.makeFile(L"one\\a.txt");
+  const std::wstring deepFile = folder.makeFile(L"one\\inner\\b.txt");
+  data.Directories = {folder / L"one", folder / L"missing"};
+  session.files = {L"C:\\before"};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, ElementsAre(folder / L"one", folder / L"missing", inner));
+  EXPECT_THAT(session.files, UnorderedElementsAre(L"C:\\before", file, deepFile));
+  EXPECT_EQ(L"C:\\before", session.files.front());
+}
+
+TEST_F(DirectoryCollector, DirectoriesToRemoveWhenEmptyAreNotWalked) {
+  folder.makeFile(L"tracker\\inner\\a.txt");
+  data.TrackerDirectories = {folder / L"tracker"};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directoriesForce, ElementsAre(folder / L"tracker"));
+  EXPECT_THAT(session.directories, IsEmpty());
+  EXPECT_THAT(session.files, IsEmpty());
+}
+
+TEST_F(DirectoryCollector, FileInThePlaceOfADirectoryStaysARow) {
+  const std::wstring file = folder.makeFile(L"file");
+  data.Directories = {file};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, ElementsAre(file));
+  EXPECT_THAT(session.files, IsEmpty());
+}
+
+TEST_F(DirectoryCollector, LinkIsARowAndNeverAWay) {
+  folder.makeFile(L"elsewhere\\precious.txt");
+  folder.makeDirectory(L"listed");
+  const std::wstring link = folder.makeDirectoryLink(L"listed\\link", folder / L"elsewhere");
+  const std::wstring linkedRow = folder.makeDirectoryLink(L"row", folder / L"elsewhere");
+  data.Directories = {folder / L"listed", linkedRow};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, ElementsAre(folder / L"listed", linkedRow, link));
+  EXPECT_THAT(session.files, IsEmpty()) << "nothing behind a link is ever touched";
+}
+
+TEST_F(DirectoryCollector, ExcludedDirectoryTakesItsContentsOut) {
+  const std::wstring keep = folder.makeDirectory(L"listed\\keep");
+  const std::wstring keepInner = folder.makeDirectory(L"listed\\keep\\inner");
+  const std::wstring keepFile = folder.makeFile(L"listed\\keep\\inner\\a.txt");
+  const std::wstring other = folder.makeDirectory(L"listed\\other");
+  const std::wstring otherFile = folder.makeFile(L"listed\\other\\b.txt");
+  data.Directories = {folder / L"listed"};
+  data.ExcludedDirectories = {keep};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, ElementsAre(folder / L"listed", other)) << "a parent stays on the list";
+  EXPECT_THAT(session.excludedDirectories, ElementsAre(keep, keepInner));
+  EXPECT_THAT(session.excludedFiles, ElementsAre(keepFile));
+  EXPECT_THAT(session.files, UnorderedElementsAre(keepFile, otherFile)) << "the file collector takes it away";
+  HandleFiles(session);
+  EXPECT_THAT(session.files, ElementsAre(otherFile));
+}
+
+TEST_F(DirectoryCollector, BothDirectoryListsLoseExcludedRows) {
+  data.Directories = {L"ORV\\keep", L"ORV\\go"};
+  data.TrackerDirectories = {L"ORV\\keep", L"ORV\\tracker"};
+  data.ExcludedDirectories = {L"ORV\\keep"};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, ElementsAre(L"C:\\ORV\\go"));
+  EXPECT_THAT(session.directoriesForce, ElementsAre(L"C:\\ORV\\tracker"));
+}
+
+TEST_F(DirectoryCollector, ExcludedDirectoryThatIsMissingTakesTheEqualRowAway) {
+  data.Directories = {L"ORV\\missing", L"ORV\\Missing"};
+  data.ExcludedDirectories = {L"C:\\ORV\\missing"};
+  HandleDirectories(session);
+  EXPECT_THAT(session.excludedDirectories, ElementsAre(L"C:\\ORV\\missing"));
+  EXPECT_THAT(session.directories, ElementsAre(L"C:\\ORV\\Missing"));
+  EXPECT_THAT(session.excludedFiles, IsEmpty());
+}
+
+TEST_F(DirectoryCollector, ExclusionsThatStandAlreadyCount) {
+  const std::wstring file = folder.makeFile(L"manager\\bin\\a.exe");
+  session.excludedDirectories = {folder / L"manager"};
+  data.Directories = {folder / L"manager"};
+  data.ExcludedDirectories = {L"ORV\\other"};
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, IsEmpty());
+  EXPECT_THAT(session.excludedDirectories,
+              ElementsAre(folder / L"manager", L"C:\\ORV\\other", folder / L"manager\\bin"));
+  EXPECT_THAT(session.excludedFiles, ElementsAre(file));
+}
+
+TEST_F(DirectoryCollector, RowsThatNameAPlaceOfTheSystemAreRefused) {
+  data.Directories = {L"Program Files", L"ORV\\go", L"INSTALL_DIR\\.."};
+  data.TrackerDirectories = {L"Windows", L"ORV\\tracker"};
+  const CapturedLog log;
+  HandleDirectories(session);
+  EXPECT_THAT(session.directories, ElementsAre(L"C:\\ORV\\go"));
+  EXPECT_THAT(session.directoriesForce, ElementsAre(L"C:\\ORV\\tracker"));
+  EXPECT_THAT(session.files, IsEmpty());
+  EXPECT_THAT(log.lines(),
+              ElementsAre("DEBUG -----------HandleDirectories Getting all data-------------",
+                          "ERROR Row[C:\\Program Files] names a place of the system and is not carried out",
+                          "ERROR Row[C:\\Program Files\\ORV\\..] names a place of the system and is not carried out",
+                          "ERROR Row[C:\\Windows] names a place of the system and is not carried out"));
+}
+
+TEST_F(DirectoryCollector, FailureOfTheWalkLeaves) {
+  folder.makeFile(L"listed\\inner\\a.txt");
+  unreadable = L"listed\\inner";
+  data.Directories = {folder / L"listed"};
+  EXPECT_THROW(HandleDirectories(session), std::filesystem::filesystem_error);
+}
+
+TEST_F(DirectoryCollector, EmptyListsGiveEmptyLists) {
+  HandleDirectories(session);
+  HandleFiles(session);
+  EXPECT_THAT(session.directories, IsEmpty());
+  EXPECT_THAT(session.directoriesForce, IsEmpty());
+  EXPECT_THAT(session.files, IsEmpty());
+  EXPECT_THAT(session.excludedDirectories, IsEmpty());
+  EXPECT_THAT(session.excludedFiles, IsEmpty());
+}
+
+TEST_F(FileCollector, TakesGenericThenApplicationRowsEachOnce) {
+  data.Files = {L"ORV\\generic.dll", L"", L"INSTALL_DIR\\a.dll"};
+  addApplication().Files = {L"ORV\\generic.dll", L"ORV\\application.dll", L"ORV\\APPLICATION.dll"};
+  addApplication().Files = {L"C:\\ORV\\application.dll"};
+  data.ApplicationPackages.emplace_back().Files = {L"ORV\\not eligible.dll"};
+  session.files = {L"C:\\before"};
+  const CapturedLog log;
+  HandleFiles(session);
+  EXPECT_THAT(session.files, ElementsAre(L"C:\\before", L"C:\\ORV\\generic.dll", L"C:\\Program Files\\ORV\\a.dll",
+                                         L"C:\\ORV\\application.dll", L"C:\\ORV\\APPLICATION.dll"));
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
+}
+
+TEST_F(FileCollector, ExclusionInOtherCaseProtectsNothing) {
+  data.Files = {L"ORV\\keep.dll", L"ORV\\a.dll"};
+  data.ExcludedFiles = {L"ORV\\Keep.dll", L"ORV\\a.dll", L"ORV\\\\keep.dll"};
+  HandleFiles(session);
+  EXPECT_THAT(session.files, ElementsAre(L"C:\\ORV\\keep.dll"));
+}
+
+TEST_F(FileCollector, WildcardsInBothListsMeanWhatExistsNow) {
+  const std::wstring keep = folder.makeFile(L"keep-1.log");
+  const std::wstring go = folder.makeFile(L"go-1.log");
+  data.Files = {folder / L"*.log", folder / L"keep-2.log"};
+  data.ExcludedFiles = {folder / L"keep-*.log"};
+  session.excludedFiles = {L"C:\\before"};
+  HandleFiles(session);
+  EXPECT_THAT(session.files, ElementsAre(go, folder / L"keep-2.log")) << "a pattern protects only what is on the disk";
+  EXPECT_THAT(session.excludedFiles, ElementsAre(L"C:\\before", keep));
+}
+
+TEST_F(FileCollector, ManyRowsAreCollectedWhole) {
+  constexpr std::size_t kRows = 50'000;
+  ApplicationPackage& application = addApplication();
+  for (std::size_t i = 0; i < kRows; ++i) {
+    data.Files.push_back(L"C:\\ORV\\row " + std::to_wstring(i));
+    data.ExcludedFiles.push_back(L"C:\\ORV\\row " + std::to_wstring(2 * i));
+    application.Files.push_back(L"C:\\ORV\\row " + std::to_wstring(i));
+  }
+  HandleFiles(session);
+  EXPECT_THAT(session.files, SizeIs(kRows / 2));
+  EXPECT_THAT(session.files, Not(Contains(L"C:\\ORV\\row 100")));
+  EXPECT_THAT(session.files, Contains(L"C:\\ORV\\row 101"));
+}
+
+}  // namespace

@@ -1,0 +1,350 @@
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <windows.h>
+
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "manifest/scrub_list.h"
+#include "manifest_document.h"
+#include "manifest_rules.h"
+#include "resource_ids.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+namespace {
+
+using namespace manifest_rules;
+using boost::property_tree::ptree;
+using Names = std::vector<std::string>;
+using Rows = std::vector<std::wstring>;
+
+std::string_view shippedBytes() {
+  const HRSRC resource = ::FindResourceW(nullptr, MAKEINTRESOURCEW(IDR_SCRUB_LIST), L"BINARY");
+  const HGLOBAL loaded = resource ? ::LoadResource(nullptr, resource) : nullptr;
+  return loaded
+             ? std::string_view(static_cast<const char*>(::LockResource(loaded)), ::SizeofResource(nullptr, resource))
+             : std::string_view();
+}
+
+const ptree& shippedTree() {
+  static const ptree tree = [] {
+    ptree result;
+    std::istringstream stream{std::string(shippedBytes())};
+    boost::property_tree::read_json(stream, result);
+    return result;
+  }();
+  return tree;
+}
+
+Names keysOf(const ptree& object) {
+  Names keys;
+  for (const auto& [key, child] : object) {
+    keys.push_back(key);
+  }
+  return keys;
+}
+
+Rows rowsOf(const ptree& array) {
+  Rows rows;
+  for (const auto& [key, row] : array) {
+    rows.emplace_back(row.data().begin(), row.data().end());
+  }
+  return rows;
+}
+
+// Each list of the document with its dotted path: the generic rows and those of every package.
+std::vector<std::pair<std::string, Rows>> workLists() {
+  std::vector<std::pair<std::string, Rows>> lists;
+  const auto add = [&lists](const std::string& path, const ptree& object) {
+    for (const auto& [key, child] : object) {
+      if (key != "Info") {
+        lists.emplace_back(path + "." + key, rowsOf(child));
+      }
+    }
+  };
+  add("Generic", shippedTree().get_child("Generic"));
+  for (const char* kind : {"Packages.ORVDrivers", "Packages.ORVApplications"}) {
+    for (const auto& [name, package] : shippedTree().get_child(kind)) {
+      add(std::string(kind) + "." + name, package);
+    }
+  }
+  return lists;
+}
+
+// The rows of all work lists of one kind.
+Rows workRows(const std::string& kind) {
+  Rows rows;
+  for (const auto& [path, list] : workLists()) {
+    if (path.ends_with("." + kind)) {
+      rows.insert(rows.end(), list.begin(), list.end());
+    }
+  }
+  return rows;
+}
+
+TEST(ShippedManifest, IsPlainAsciiWithWindowsLineEnds) {
+  const std::string_view bytes = shippedBytes();
+  ASSERT_GT(bytes.size(), 1000u);
+  EXPECT_EQ('{', bytes.front()) << "nothing stands before the document";
+  EXPECT_TRUE(bytes.ends_with("}\r\n"));
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const char c = bytes[i];
+    ASSERT_TRUE((c >= ' ' && c < '\x7F') || c == '\r' || c == '\n') << "byte " << i;
+    ASSERT_EQ(c == '\n', i > 0 && bytes[i - 1] == '\r') << "byte " << i;
+  }
+}
+
+TEST(ShippedManifest, HasOneElementALineAndTwoSpacesALevel) {
+  const std::regex line(R"(( *)(("([^"\\]|\\.)*": )?([\[{]|"([^"\\]|\\.)*",?|true,?|false,?|\[\],?|\{\},?)|[\]}],?))");
+  std::istringstream stream{std::string(shippedBytes())};
+  std::size_t level = 0;
+  std::size_t number = 0;
+  for (std::string text; std::getline(stream, text);) {
+    ++number;
+    text.pop_back();
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(text, match, line)) << "line " << number << ": " << text;
+    const char last = text.back() == ',' ? text[text.size() - 2] : text.back();
+    const char first = text[match[1].str().size()];
+    level -= first == ']' || first == '}' ? 1 : 0;
+    ASSERT_EQ(2 * level, match[1].str().size()) << "line " << number << ": " << text;
+    level += last == '[' || last == '{' ? 1 : 0;
+  }
+  EXPECT_EQ(0u, level);
+}
+
+TEST(ShippedManifest, KeysStandInTheShippedOrder) {
+  const ptree& tree = shippedTree();
+  EXPECT_THAT(keysOf(tree), ElementsAre("Generic", "ExclusionList", "InclusionList", "Packages"));
+  EXPECT_THAT(keysOf(tree.get_child("Generic")),
+              ElementsAre("ScheduledTasks", "Services", "Shortcuts", "Files", "RegistryKeys", "RegistryKeysEmpty",
+                          "RegistryValues", "Process", "Directories"));
+  EXPECT_THAT(
+      keysOf(tree.get_child("ExclusionList")),
+      ElementsAre("ScheduledTasks", "Services", "Files", "RegistryKeys", "RegistryValues", "Process", "Directories"));
+  EXPECT_THAT(keysOf(tree.get_child("InclusionList")), ElementsAre("Drivers", "Applications", "UWP"));
+}
+
+TEST(ShippedManifest, GenericAndExclusionRowsAreComplete) {
+  const std::map<std::string, std::size_t> counts = {
+      {"Generic.ScheduledTasks", 11},    {"Generic.Services", 1},
+      {"Generic.Shortcuts", 3},          {"Generic.Files", 8},
+      {"Generic.RegistryKeys", 33},      {"Generic.RegistryKeysEmpty", 1},
+      {"Generic.RegistryValues", 3},     {"Generic.Process", 6},
+      {"Generic.Directories", 51},       {"ExclusionList.ScheduledTasks", 0},
+      {"ExclusionList.Services", 0},     {"ExclusionList.Files", 1},
+      {"ExclusionList.RegistryKeys", 4}, {"ExclusionList.RegistryValues", 0},
+      {"ExclusionList.Process", 0},      {"ExclusionList.Directories", 2},
+      {"InclusionList.UWP", 7},
+  };
+  for (const auto& [path, count] : counts) {
+    EXPECT_EQ(count, shippedTree().get_child(path).size()) << path;
+  }
+}
+
+TEST(ShippedManifest, EveryPackageIsComplete) {
+  for (const auto& [name, package] : shippedTree().get_child("Packages.ORVDrivers")) {
+    EXPECT_THAT(keysOf(package), ElementsAre("Info", "RegistryKeys", "RegistryValues", "Directories", "Services"))
+        << name;
+    EXPECT_THAT(keysOf(package.get_child("Info")),
+                ElementsAre("ID", "ProductVersion", "InfName", "PID", "ClassName", "CompatibleId", "SibblingClassName",
+                            "SibblingCompatibleId", "DeviceID", "DeviceDesc", "BasicINF"))
+        << name;
+    EXPECT_THAT(keysOf(package.get_child("Info.BasicINF")), ElementsAre("LoadBasicDriver", "BasicINFName")) << name;
+    EXPECT_NE("", package.get<std::string>("Info.ClassName")) << name << " would match no device";
+    EXPECT_EQ(std::string::npos, name.find('.')) << name;
+  }
+  for (const auto& [name, package] : shippedTree().get_child("Packages.ORVApplications")) {
+    Names keys = keysOf(package);
+    if (keys.size() == 7) {  // application services may be there and are never read
+      EXPECT_EQ("Services", keys.back()) << name;
+      keys.pop_back();
+    }
+    EXPECT_THAT(keys, ElementsAre("Info", "Files", "RegistryKeys", "RegistryValues", "Process", "Directories")) << name;
+    Names info = keysOf(package.get_child("Info"));
+    if (info.size() == 3) {
+      EXPECT_EQ("CommonApp", info.back()) << name;
+      info.pop_back();
+    }
+    EXPECT_THAT(info, ElementsAre("UpgradeID", "CommandLine")) << name;
+    EXPECT_EQ(std::string::npos, name.find('.')) << name;
+  }
+}
+
+TEST(ShippedManifest, InclusionListsNameThePackages) {
+  const Names drivers = keysOf(shippedTree().get_child("Packages.ORVDrivers"));
+  EXPECT_THAT(drivers, ::testing::IsSupersetOf({"DisplayDriver", "DisplayDriver64"}));
+  const Rows included = rowsOf(shippedTree().get_child("InclusionList.Drivers"));
+  EXPECT_FALSE(contains(included, L"DisplayDriver")) << "an ordinary run adds it, a factory reset must not";
+  EXPECT_FALSE(contains(included, L"DisplayDriver64"));
+  for (const std::wstring& name : included) {
+    const std::string narrow(name.begin(), name.end());
+    EXPECT_TRUE(shippedTree().get_child_optional("Packages.ORVDrivers." + narrow) ||
+                shippedTree().get_child_optional("Packages." + narrow))
+        << narrow;
+  }
+  const Names applications = keysOf(shippedTree().get_child("Packages.ORVApplications"));
+  EXPECT_EQ(Rows(rowsOf(shippedTree().get_child("InclusionList.Applications"))), [&] {
+    Rows rows;
+    for (const std::string& name : applications) {
+      rows.emplace_back(name.begin(), name.end());
+    }
+    return rows;
+  }());
+  for (const std::wstring& pattern : rowsOf(shippedTree().get_child("InclusionList.UWP"))) {
+    EXPECT_TRUE(pattern.starts_with(L"OrvaneDevicesInc-2.") && pattern.ends_with(L"*") && pattern.size() > 25)
+        << ::testing::PrintToString(pattern);
+  }
+}
+
+TEST(ShippedManifest, OnePackageIsCommonAndOneHasServicesThatNobodyReads) {
+  Names common;
+  Names withServices;
+  for (const auto& [name, package] : shippedTree().get_child("Packages.ORVApplications")) {
+    if (package.get<bool>("Info.CommonApp", false)) {
+      common.push_back(name);
+    }
+    if (const auto services = package.get_child_optional("Services")) {
+      withServices.push_back(name);
+      EXPECT_TRUE(services->empty());
+    }
+  }
+  EXPECT_THAT(common, SizeIs(1));
+  EXPECT_THAT(withServices, SizeIs(1));
+}
+
+TEST(ShippedManifest, UpgradeCodesAreWellFormedAndUnique) {
+  const std::regex code(R"(\{[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}\})");
+  std::set<std::string> codes;
+  for (const auto& [name, package] : shippedTree().get_child("Packages.ORVApplications")) {
+    const auto text = package.get<std::string>("Info.UpgradeID");
+    EXPECT_TRUE(std::regex_match(text, code)) << name;
+    EXPECT_TRUE(codes.insert(text).second) << name;
+    EXPECT_EQ("", package.get<std::string>("Info.CommandLine")) << name;
+  }
+}
+
+TEST(ShippedManifest, NoListHoldsARowTwiceInAnyCase) {
+  auto lists = workLists();
+  for (const char* parent : {"ExclusionList", "InclusionList"}) {
+    for (const auto& [key, list] : shippedTree().get_child(parent)) {
+      lists.emplace_back(std::string(parent) + "." + key, rowsOf(list));
+    }
+  }
+  for (const auto& [path, rows] : lists) {
+    std::set<std::wstring> seen;
+    for (const std::wstring& row : rows) {
+      EXPECT_TRUE(seen.insert(lowerCase(row)).second) << path << ": " << ::testing::PrintToString(row);
+    }
+  }
+}
+
+TEST(ShippedManifest, EveryRowNamesTheMakersThingsOnly) {
+  struct Rule {
+    const char* kind;
+    bool (*isSafe)(const std::wstring&);
+  };
+  const Rule rules[] = {
+      {"ScheduledTasks", isSafeName}, {"Services", isSafeName},         {"Shortcuts", isSafeShortcut},
+      {"Files", isSafeFile},          {"RegistryKeys", isSafeKey},      {"RegistryValues", isSafeValue},
+      {"Process", isSafeProcess},     {"Directories", isSafeDirectory},
+  };
+  for (const Rule& rule : rules) {
+    const Rows rows = workRows(rule.kind);
+    EXPECT_THAT(rows, ::testing::Not(IsEmpty())) << rule.kind;
+    for (const std::wstring& row : rows) {
+      EXPECT_TRUE(rule.isSafe(row)) << rule.kind << ": " << ::testing::PrintToString(row);
+      EXPECT_FALSE(namesChipset(row)) << rule.kind << ": " << ::testing::PrintToString(row);
+    }
+  }
+  EXPECT_THAT(workRows("RegistryKeysEmpty"), ElementsAre(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV"));
+}
+
+TEST(ShippedManifest, UsesEveryFormOfAPathRow) {
+  const auto count = [](const Rows& rows, const std::wstring& start) {
+    return std::count_if(rows.begin(), rows.end(),
+                         [&start](const std::wstring& row) { return lowerCase(row).starts_with(lowerCase(start)); });
+  };
+  const Rows files = workRows("Files");
+  const Rows directories = workRows("Directories");
+  for (const wchar_t* start : {L"INSTALL_DIR\\", L"INSTALL_DIR32\\", L"%LOCALAPPDATA%\\", L"Program Files\\",
+                               L"ProgramData\\", L"Windows\\System32\\", L"Windows\\SysWOW64\\"}) {
+    EXPECT_GT(count(files, start), 0) << ::testing::PrintToString(std::wstring(start));
+    EXPECT_GT(count(directories, start), 0) << ::testing::PrintToString(std::wstring(start));
+  }
+  EXPECT_GT(count(directories, L"%APPDATA%\\"), 0);
+  EXPECT_GT(count(directories, L"Program Files (x86)\\"), 0);
+  EXPECT_EQ(1, count(directories, L"%SystemRoot%\\"));
+  EXPECT_TRUE(std::any_of(files.begin(), files.end(),
+                          [](const std::wstring& row) { return row.find(L'*') != std::wstring::npos; }));
+}
+
+// The install manager's own keys tell the last stage of a run which folders to keep; only that stage may end them.
+TEST(ShippedManifest, LeavesTheInstallersKeysAlone) {
+  for (const char* kind : {"RegistryKeys", "RegistryValues", "RegistryKeysEmpty"}) {
+    for (const std::wstring& row : workRows(kind)) {
+      EXPECT_EQ(std::wstring::npos, lowerCase(row).find(L"\\software\\qbx")) << ::testing::PrintToString(row);
+    }
+  }
+}
+
+// Protection is by equal rows only, so an excluded row that a work list could never hold protects nothing.
+TEST(ShippedManifest, EveryExclusionLiesInsideOrBesideWhatIsRemoved) {
+  const auto liesIn = [](const Rows& rows, const std::wstring& row) {
+    return std::any_of(rows.begin(), rows.end(),
+                       [&row](const std::wstring& listed) { return row.starts_with(listed + L"\\"); });
+  };
+  const Rows keys = rowsOf(shippedTree().get_child("ExclusionList.RegistryKeys"));
+  Rows listedKeys = workRows("RegistryKeys");
+  EXPECT_TRUE(std::any_of(keys.begin(), keys.end(), [&](const std::wstring& row) { return liesIn(listedKeys, row); }));
+  listedKeys.insert(listedKeys.end(),
+                    {L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV", L"HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\ORV"});
+  for (const std::wstring& row : keys) {
+    EXPECT_TRUE(liesIn(listedKeys, row)) << ::testing::PrintToString(row);
+    EXPECT_TRUE(isSafeKey(row)) << ::testing::PrintToString(row);
+  }
+  const Rows directories = rowsOf(shippedTree().get_child("ExclusionList.Directories"));
+  Rows listedDirectories = workRows("Directories");
+  EXPECT_TRUE(std::any_of(directories.begin(), directories.end(),
+                          [&](const std::wstring& row) { return liesIn(listedDirectories, row); }));
+  listedDirectories.push_back(L"Program Files\\ORV");
+  for (const std::wstring& row : directories) {
+    EXPECT_TRUE(liesIn(listedDirectories, row)) << ::testing::PrintToString(row);
+  }
+  for (const std::wstring& row : rowsOf(shippedTree().get_child("ExclusionList.Files"))) {
+    EXPECT_TRUE(liesIn(listedDirectories, row)) << ::testing::PrintToString(row);
+  }
+}
+
+TEST(ShippedManifest, ReaderTakesTheWholeDocument) {
+  const TemporaryFolder temporary;
+  temporary.writeManifest("");
+  extractBinaryResource(nullptr, IDR_SCRUB_LIST, temporary.manifestPath());
+  EXPECT_TRUE(readFile(temporary.manifestPath()) == shippedBytes());
+  ScrubList list;
+  list.parseScrubList(false);
+  EXPECT_EQ(shippedTree().get_child("Packages.ORVDrivers").size(), list.data().DriverPackages.size());
+  EXPECT_EQ(shippedTree().get_child("Packages.ORVApplications").size(), list.data().ApplicationPackages.size());
+  EXPECT_EQ(workRows("Services").size(), [&list] {
+    std::size_t count = list.data().Services.size();
+    for (const DriverPackage& driver : list.data().DriverPackages) {
+      count += driver.Services.size();
+    }
+    return count;
+  }());
+  EXPECT_EQ(rowsOf(shippedTree().get_child("ExclusionList.Directories")), list.data().ExcludedDirectories);
+}
+
+}  // namespace
