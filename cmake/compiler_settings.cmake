@@ -32,6 +32,7 @@ endif()
 # Boost's headers lie in the host's include folder, which must not come into a cross build: a folder of its own holds
 # nothing but boost.
 add_library(boost_headers INTERFACE)
+target_compile_definitions(boost_headers INTERFACE BOOST_BIND_GLOBAL_PLACEHOLDERS)  # silences a note of Boost's own use
 if(CMAKE_CROSSCOMPILING)
   if(NOT EXISTS /usr/include/boost/property_tree/json_parser.hpp)
     message(FATAL_ERROR "Boost's headers are missing: install libboost-dev")

@@ -10,6 +10,7 @@
 #include "system/file_operations.h"
 #include "system/handles.h"
 #include "system/log.h"
+#include "system/protected_places.h"
 #include "system/registry.h"
 #include "system/registry_walk.h"
 #include "system/unique_rows.h"
@@ -24,6 +25,18 @@ void appendFromPackages(const std::vector<Package>& packages, Rows Package::*lis
   for (const Package& package : packages) {
     appendMissing(package.*list, target);
   }
+}
+
+// A directory or key goes with all that lies in it, so a row that names a place of the system itself is refused, whoever
+// wrote it.
+void refuseProtected(Rows& rows, bool (*isProtected)(const std::wstring&)) {
+  std::erase_if(rows, [isProtected](const std::wstring& row) {
+    if (!isProtected(row)) {
+      return false;
+    }
+    LogError(L"Row[%s] names a place of the system and is not carried out", row.c_str());
+    return true;
+  });
 }
 
 }  // namespace
@@ -69,6 +82,8 @@ void HandleDirectories(CleanupSession& session) {
       expandDirectoryRows(package.Directories, directories);
     }
   }
+  refuseProtected(session.directories, isProtectedDirectory);
+  refuseProtected(session.directoriesForce, isProtectedDirectory);
   ExpandDirectories(session.directories, session.files);
   // The same walk over what is protected: a protected directory takes all that lies in it out of the work lists.
   expandDirectoryRows(data.ExcludedDirectories, session.excludedDirectories);
@@ -109,6 +124,8 @@ void HandleRegistries(CleanupSession& session) {
     appendFromPackages(session.eligibleApplications, &ApplicationPackage::RegistryKeys, keys);
     appendFromPackages(session.eligibleDrivers, &DriverPackage::RegistryKeys, keys);
   }
+  refuseProtected(session.registryKeys, isProtectedKey);
+  refuseProtected(session.registryKeysEmpty, isProtectedKey);
   LogDebug(L"-----------getRegistryKeysValuesRecursively Getting all data-------------");
   getRegistryKeysValuesRecursively(session.registryKeys, session.registryValues);
 

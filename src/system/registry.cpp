@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cwctype>
 
 #include "system/log.h"
+#include "system/text_case.h"
 
 namespace {
 
@@ -132,10 +132,7 @@ bool IsVirtualMachine() {
       ERROR_SUCCESS) {
     return false;
   }
-  std::wstring text = product;
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](wchar_t character) { return static_cast<wchar_t>(std::towlower(character)); });
-  return text.find(L"virtual") != std::wstring::npos;
+  return toLower(product).find(L"virtual") != std::wstring::npos;
 }
 
 std::wstring GetOSDrive() {

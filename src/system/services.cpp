@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cwctype>
 #include <regex>
 #include <unordered_set>
 
 #include "system/handles.h"
 #include "system/log.h"
 #include "system/registry.h"
+#include "system/text_case.h"
 
 namespace {
 
@@ -26,12 +26,6 @@ constexpr wchar_t kServicesKey[] = L"SYSTEM\\CurrentControlSet\\Services";
 
 constexpr DWORD kKeyNameCharacters = 256;
 constexpr DWORD kValueNameCharacters = 16384;
-
-std::wstring toLower(std::wstring text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](wchar_t character) { return static_cast<wchar_t>(std::towlower(character)); });
-  return text;
-}
 
 bool isDisplayServiceName(const std::wstring& lowerCaseName) {
   static const std::wregex expression(L"^orv.{4}g$");

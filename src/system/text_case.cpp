@@ -1,0 +1,18 @@
+#include "system/text_case.h"
+
+#include <algorithm>
+#include <cwctype>
+
+std::wstring toLower(std::wstring text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](wchar_t character) { return static_cast<wchar_t>(std::towlower(character)); });
+  return text;
+}
+
+bool equalsNoCase(std::wstring_view left, std::wstring_view right) {
+  const auto fold = [](wchar_t character) {
+    return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
+  };
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [&fold](wchar_t one, wchar_t other) { return fold(one) == fold(other); });
+}
