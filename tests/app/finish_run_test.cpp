@@ -1,0 +1,371 @@
+// finish_run_test - the tail of the sequence: failure lists, outcome, what is left behind, the end of the run.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "app/cleanup_session.h"
+#include "app/finish_run.h"
+#include "support/captured_log.h"
+#include "support/link_seam.h"
+#include "support/test_folder.h"
+#include "support/test_registry.h"
+#include "system/file_operations.h"
+#include "system/log.h"
+
+namespace {
+
+struct Restart {
+  UINT flags;
+  DWORD reason;
+};
+
+std::vector<Restart> restarts;
+std::vector<std::wstring> questions;
+UINT questionStyle = 0;
+int answer = IDNO;
+bool tokenRefused = false;
+DWORD privilegeError = ERROR_SUCCESS;
+bool noTempPath = false;
+bool keyCreationFails = false;
+
+}  // namespace
+
+LINK_SEAM(BOOL, ExitWindowsEx, (UINT flags, DWORD reason)) {
+  restarts.push_back({flags, reason});
+  return TRUE;
+}
+
+LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
+  questions.push_back(std::wstring(title) + L": " + text);
+  questionStyle = style;
+  return answer;
+}
+
+LINK_SEAM(BOOL, OpenProcessToken, (HANDLE process, DWORD access, PHANDLE token)) {
+  return tokenRefused
+             ? FALSE
+             : realFunction<decltype(&::OpenProcessToken)>(L"advapi32.dll", "OpenProcessToken")(process, access, token);
+}
+
+LINK_SEAM(BOOL, AdjustTokenPrivileges, (HANDLE, BOOL, PTOKEN_PRIVILEGES, DWORD, PTOKEN_PRIVILEGES, PDWORD)) {
+  ::SetLastError(privilegeError);
+  return TRUE;
+}
+
+LINK_SEAM(LSTATUS, RegCreateKeyExW,
+          (HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR className, DWORD options, REGSAM access,
+           LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition)) {
+  return keyCreationFails ? ERROR_ACCESS_DENIED
+                          : realFunction<decltype(&::RegCreateKeyExW)>(L"advapi32.dll", "RegCreateKeyExW")(
+                                key, subkey, reserved, className, options, access, security, result, disposition);
+}
+
+LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
+  return noTempPath ? 0 : realFunction<decltype(&::GetTempPathW)>(L"kernel32.dll", "GetTempPathW")(size, buffer);
+}
+
+namespace {
+
+constexpr wchar_t kMarkerKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORVCleanupUtility";
+constexpr char kDriverFilesHeader[] = "DEBUG -----------Failed Deletion of Driver Files ---------------";
+constexpr char kRestartLine[] = "DEBUG Reboot is required to finish cleanup.";
+constexpr wchar_t kInstallManagerLogFolder[] = L"C:\\Program Files\\ORV\\PKM\\Log";
+
+std::wstring tempFolder() {
+  wchar_t temp[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, temp);
+  return temp;
+}
+
+void writeFile(const std::wstring& path) {
+  const FileHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  ASSERT_TRUE(static_cast<bool>(file)) << ::GetLastError();
+}
+
+template <class Package>
+Package named(const std::wstring& name) {
+  Package package;
+  package.Name = name;
+  return package;
+}
+
+class FinishRun : public testing::Test {
+ protected:
+  FinishRun() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.silent = true; }
+
+  void SetUp() override {
+    restarts.clear();
+    questions.clear();
+    answer = IDNO;
+    tokenRefused = false;
+    privilegeError = ERROR_SUCCESS;
+    noTempPath = false;
+    keyCreationFails = false;
+    quitRequested = 0;
+    rebootAfterRun = false;
+    fileRebootPending = false;
+    applicationRebootNeeded = false;
+    deviceRebootNeeded = false;
+    removeKey(kMarkerKey);
+  }
+
+  std::vector<std::string> finish() {
+    const CapturedLog log;
+    session.finishRun();
+    return log.lines();
+  }
+
+  wchar_t arguments[1] = L"";
+  CleanupSession session;
+};
+
+}  // namespace
+
+TEST_F(FinishRun, WithoutFailuresTheLogHoldsTheOneHeaderAndTheOutcomeIsSuccess) {
+  EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader}));
+  EXPECT_EQ(RunOutcome, 1);
+}
+
+TEST_F(FinishRun, EveryFailureListStandsUnderItsHeaderInTheFixedOrder) {
+  session.failedDriverFiles = {L"driver file"};
+  session.failedServices = {L"service 1", L"service 2"};
+  session.failedProcesses = {L"process"};
+  session.failedScheduledTasks = {L"task"};
+  session.failedDrivers = {named<DriverPackage>(L"driver")};
+  session.failedFiles = {L"file"};
+  session.failedDirectories = {L"directory"};
+  session.failedRegistryKeys = {L"key"};
+  session.failedRegistryValues = {L"value"};
+  session.failedPreUninstallRegistryValues = {L"early value"};
+  session.failedPreUninstallRegistryKeys = {L"early key"};
+  session.failedShortcuts = {L"shortcut"};  // listed nowhere
+  EXPECT_EQ(finish(), (std::vector<std::string>{
+                          kDriverFilesHeader,
+                          "DEBUG driver file",
+                          "DEBUG -----------Failed Stopping Services---------------",
+                          "DEBUG service 1",
+                          "DEBUG service 2",
+                          "DEBUG -----------Failed Termination of Processes---------------",
+                          "DEBUG process",
+                          "DEBUG -----------Failed Deletions of Scheduled Tasks---------------",
+                          "DEBUG task",
+                          "DEBUG -----------Failed Deletions of Drivers---------------",
+                          "DEBUG driver",
+                          "DEBUG -----------Failed Deletion of Files---------------",
+                          "DEBUG file",
+                          "DEBUG -----------Failed Deletion of Directories---------------",
+                          "DEBUG directory",
+                          "DEBUG -----------Failed Deletion of Registry Keys---------------",
+                          "DEBUG key",
+                          "DEBUG -----------Failed Deletion of Registry Values---------------",
+                          "DEBUG value",
+                          "DEBUG -----------Failed Deletion of PreUninstall Registry Values---------------",
+                          "DEBUG early value",
+                          "DEBUG -----------Failed Deletion of PreUninstall Registry Values---------------",
+                          "DEBUG early key",
+                      }));
+}
+
+TEST_F(FinishRun, NamesWithPercentSignsAreListedAsTheyStand) {
+  session.failedFiles = {L"C:\\%s%n%d\\100%"};
+  EXPECT_EQ(finish().back(), "DEBUG C:\\%s%n%d\\100%");
+}
+
+TEST_F(FinishRun, OutcomeIsDecidedByApplicationsAndDriversAlone) {
+  const struct {
+    const char* what;
+    bool failedFile;
+    bool failedApplication;
+    bool failedDriver;
+    int outcome;
+  } rows[] = {
+      {"nothing failed", false, false, false, 1},        {"files alone", true, false, false, 1},
+      {"an application", false, true, false, 0},         {"a driver", false, false, true, -1},
+      {"application and driver", false, true, true, -1}, {"everything", true, true, true, -1},
+  };
+  for (const auto& row : rows) {
+    session.failedFiles.assign(row.failedFile ? 1 : 0, L"file");
+    session.failedDirectories = session.failedRegistryKeys = session.failedServices = session.failedFiles;
+    session.failedApplications.assign(row.failedApplication ? 1 : 0, named<ApplicationPackage>(L"application"));
+    session.failedDrivers.assign(row.failedDriver ? 1 : 0, named<DriverPackage>(L"driver"));
+    finish();
+    EXPECT_EQ(RunOutcome, row.outcome) << row.what;
+  }
+}
+
+TEST_F(FinishRun, EachRestartFlagAloneLeavesWordInAVolatileKey) {
+  for (bool* flag : {&fileRebootPending, &applicationRebootNeeded, &deviceRebootNeeded}) {
+    SetUp();
+    *flag = true;
+    const std::vector<std::string> lines = finish();
+    EXPECT_EQ(lines.back(), kRestartLine);
+    EXPECT_EQ(readDword(kMarkerKey, L"RebootRequired"), std::optional<DWORD>(1));
+    // Only a volatile key refuses a child that is not.
+    RegistryKey key;
+    ASSERT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ORVCleanupUtility", 0, KEY_ALL_ACCESS, key.put()),
+              ERROR_SUCCESS);
+    RegistryKey child;
+    EXPECT_EQ(::RegCreateKeyExW(key.get(), L"child", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_READ, nullptr,
+                                child.put(), nullptr),
+              ERROR_CHILD_MUST_BE_VOLATILE);
+  }
+}
+
+TEST_F(FinishRun, WithoutARestartFlagNoWordIsLeft) {
+  finish();
+  EXPECT_FALSE(keyExists(kMarkerKey));
+}
+
+TEST_F(FinishRun, MarkerThatCannotBeWrittenIsPassedOverInSilence) {
+  fileRebootPending = true;
+  keyCreationFails = true;
+  EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRestartLine}));
+  EXPECT_EQ(quitRequested, 1);
+}
+
+TEST_F(FinishRun, ExtractedManifestIsDeletedAlsoWhenItIsReadOnly) {
+  const std::wstring manifest = tempFolder() + L"CleanUp\\ScrubList.JSON";
+  for (const DWORD attributes : {FILE_ATTRIBUTE_NORMAL, FILE_ATTRIBUTE_READONLY}) {
+    writeFile(manifest);
+    ASSERT_TRUE(::SetFileAttributesW(manifest.c_str(), attributes));
+    finish();
+    EXPECT_FALSE(pathExists(manifest)) << attributes;
+  }
+}
+
+TEST_F(FinishRun, ExtractedManifestInUseIsMarkedForTheNextRestart) {
+  const std::wstring manifest = tempFolder() + L"CleanUp\\ScrubList.JSON";
+  writeFile(manifest);
+  {
+    const FileHandle lock = lockFile(manifest);
+    EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader}));
+  }
+  const std::vector<std::wstring> pending = pendingDeletions();
+  EXPECT_NE(std::find(pending.begin(), pending.end(), manifest), pending.end());
+  EXPECT_FALSE(fileRebootPending);
+  ::DeleteFileW(manifest.c_str());
+}
+
+TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
+  DriverPackage first = named<DriverPackage>(L"Twice");
+  first.ClassName = L"display";
+  DriverPackage second = named<DriverPackage>(L"Twice");
+  second.ClassName = L"media";
+  session.removedDrivers = {first, named<DriverPackage>(L"Once"), second};
+  session.failedDrivers = {second, first};
+  session.eligibleDrivers = {named<DriverPackage>(L"twice"), first, second};
+  finish();
+  ASSERT_EQ(session.removedDrivers.size(), 2u);
+  EXPECT_EQ(session.removedDrivers[0].ClassName, L"display");
+  EXPECT_EQ(session.removedDrivers[1].Name, L"Once");
+  ASSERT_EQ(session.failedDrivers.size(), 1u);
+  EXPECT_EQ(session.failedDrivers[0].ClassName, L"media");
+  ASSERT_EQ(session.eligibleDrivers.size(), 2u);
+}
+
+TEST_F(FinishRun, WithoutATempFolderTheRestOfTheEndIsDoneAllTheSame) {
+  noTempPath = true;
+  fileRebootPending = true;
+  session.removedDrivers.assign(2, named<DriverPackage>(L"Twice"));
+  EXPECT_EQ(finish().back(), kRestartLine);
+  EXPECT_EQ(session.removedDrivers.size(), 2u);
+  EXPECT_EQ(quitRequested, 1);
+}
+
+TEST_F(FinishRun, FactoryResetCopiesTheLogToTheInstallManager) {
+  session.factoryReset = true;
+  ::CreateDirectoryW(L"C:\\Program Files\\ORV", nullptr);
+  ::CreateDirectoryW(L"C:\\Program Files\\ORV\\PKM", nullptr);
+  ::CreateDirectoryW(kInstallManagerLogFolder, nullptr);
+  finish();
+  const std::wstring copy = std::wstring(kInstallManagerLogFolder) + L"\\ORVCleanup.log";
+  EXPECT_FALSE(readFile(copy).empty());
+  EXPECT_EQ(readFile(copy), readFile(Logger::GetPath()));
+  ::DeleteFileW(copy.c_str());
+  ::RemoveDirectoryW(kInstallManagerLogFolder);
+}
+
+TEST_F(FinishRun, FactoryResetWithoutTheTargetFolderLogsTheFailureAndMakesNoFolder) {
+  session.factoryReset = true;
+  EXPECT_EQ(finish().back(),
+            "DEBUG Failed to copy log file to C:\\Program Files\\ORV\\PKM\\Log\\ORVCleanup.log. Error 3");
+  EXPECT_FALSE(pathExists(kInstallManagerLogFolder));
+}
+
+TEST_F(FinishRun, SilentAloneNeverRestarts) {
+  fileRebootPending = applicationRebootNeeded = deviceRebootNeeded = true;
+  finish();
+  EXPECT_TRUE(restarts.empty());
+  EXPECT_TRUE(questions.empty());
+  EXPECT_EQ(quitRequested, 1);
+}
+
+TEST_F(FinishRun, SilentRebootRestartsWithoutAQuestionEvenIfNothingNeedsIt) {
+  rebootAfterRun = true;
+  finish();
+  EXPECT_TRUE(questions.empty());
+  ASSERT_EQ(restarts.size(), 1u);
+  EXPECT_EQ(restarts[0].flags, static_cast<UINT>(EWX_REBOOT | EWX_FORCE));
+  EXPECT_EQ(restarts[0].reason, 0x80000001u);
+  EXPECT_EQ(quitRequested, 1);
+}
+
+TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
+  session.silent = false;
+  finish();
+  EXPECT_EQ(questions,
+            (std::vector<std::wstring>{L"ORV Cleanup Utility: Actions taken by ORV Cleanup Utility require a system "
+                                       L"reboot. Would you like to reboot now?"}));
+  EXPECT_EQ(questionStyle, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+  EXPECT_TRUE(restarts.empty());
+  EXPECT_EQ(quitRequested, 1);
+  MSG message = {};
+  EXPECT_TRUE(::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+  EXPECT_EQ(message.wParam, 0u);
+}
+
+TEST_F(FinishRun, OnFinishRestartsOnYesAndPostsNoQuitMessage) {
+  answer = IDYES;
+  session.onFinish(nullptr);
+  EXPECT_EQ(restarts.size(), 1u);
+  MSG message = {};
+  EXPECT_FALSE(::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+}
+
+TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
+  rebootAfterRun = true;
+  session.onFinish(nullptr);
+  EXPECT_TRUE(questions.empty());
+  EXPECT_EQ(restarts.size(), 1u);
+}
+
+TEST_F(FinishRun, OnFinishDeletesTheTwoOldFilesFromTheTempFolder) {
+  const std::wstring xml = tempFolder() + L"PKMCONFIG.XML";
+  const std::wstring library = tempFolder() + L"Cleanup.dll";
+  const std::wstring neighbour = tempFolder() + L"Cleanup.dl";
+  writeFile(xml);
+  writeFile(library);
+  writeFile(neighbour);
+  session.onFinish(nullptr);
+  EXPECT_FALSE(pathExists(xml));
+  EXPECT_FALSE(pathExists(library));
+  EXPECT_TRUE(pathExists(neighbour));
+  ::DeleteFileW(neighbour.c_str());
+  MSG message = {};
+  ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
+}
+
+TEST_F(FinishRun, RestartIsGivenUpWithoutTheTokenOrThePrivilege) {
+  tokenRefused = true;
+  rebootMachine();
+  tokenRefused = false;
+  privilegeError = ERROR_NOT_ALL_ASSIGNED;
+  rebootMachine();
+  EXPECT_TRUE(restarts.empty());
+}

@@ -1,0 +1,221 @@
+// main_test - the program from its entry point to its exit code, with the shipped resources.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "app/cleanup_session.h"
+#include "support/captured_log.h"
+#include "support/link_seam.h"
+#include "support/test_registry.h"
+
+int WINAPI wWinMain(HINSTANCE instance, HINSTANCE previousInstance, wchar_t* commandLine, int showCommand);
+
+namespace {
+
+struct ShownMessage {
+  std::wstring text;
+  std::wstring title;
+  UINT style;
+};
+
+std::vector<ShownMessage> shownMessages;
+int messageAnswer = IDCANCEL;
+bool windowCreationFails = false;
+int createdWindows = 0;
+bool getMessageFails = false;
+
+constexpr wchar_t kCleanupKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX Installer\\Install\\Cleanup";
+
+}  // namespace
+
+LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
+  shownMessages.push_back({text, title, style});
+  return messageAnswer;
+}
+
+LINK_SEAM(HWND, CreateWindowExW,
+          (DWORD extendedStyle, LPCWSTR className, LPCWSTR windowName, DWORD style, int x, int y, int width, int height,
+           HWND parent, HMENU menu, HINSTANCE instance, LPVOID parameter)) {
+  ++createdWindows;
+  if (windowCreationFails) {
+    return nullptr;
+  }
+  return realFunction<decltype(&::CreateWindowExW)>(L"user32.dll", "CreateWindowExW")(
+      extendedStyle, className, windowName, style, x, y, width, height, parent, menu, instance, parameter);
+}
+
+LINK_SEAM(BOOL, GetMessageW, (LPMSG message, HWND window, UINT first, UINT last)) {
+  return getMessageFails
+             ? -1
+             : realFunction<decltype(&::GetMessageW)>(L"user32.dll", "GetMessageW")(message, window, first, last);
+}
+
+namespace {
+
+class Program : public testing::Test {
+ protected:
+  void SetUp() override {
+    shownMessages.clear();
+    messageAnswer = IDCANCEL;
+    windowCreationFails = false;
+    createdWindows = 0;
+    getMessageFails = false;
+    removeKey(kCleanupKey);
+    // Leave no quit message of an earlier run behind.
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    }
+  }
+
+  static int start(std::wstring commandLine) {
+    return ::wWinMain(::GetModuleHandleW(nullptr), nullptr, commandLine.data(), SW_SHOW);
+  }
+
+  static std::wstring workFolder() {
+    wchar_t temp[MAX_PATH] = {};
+    ::GetTempPathW(MAX_PATH, temp);
+    return std::wstring(temp) + L"CleanUp";
+  }
+
+  static std::string narrowWorkFolder() {
+    const std::wstring folder = workFolder();
+    return {folder.begin(), folder.end()};
+  }
+};
+
+// The mutex of an instance that runs already.
+class OtherInstance {
+ public:
+  OtherInstance() : mutex_(::CreateMutexW(nullptr, FALSE, L"ORVCleanupUtility Instance")) {}
+
+ private:
+  KernelHandle mutex_;
+};
+
+bool anyLineStartsWith(const std::vector<std::string>& lines, const std::string& start) {
+  return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
+}
+
+}  // namespace
+
+TEST_F(Program, EmptyCommandLineGivesAnInteractiveRun) {
+  EXPECT_EQ(start(L""), 0);
+  EXPECT_EQ(createdWindows, 1);
+  ASSERT_EQ(shownMessages.size(), 1u);  // the consent, which the user refuses here
+  EXPECT_EQ(shownMessages[0].text,
+            L"This process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV "
+            L"Software. This process will not remove or modify ORV chipset drivers.");
+  EXPECT_EQ(shownMessages[0].title, L"ORV Cleanup Utility");
+  EXPECT_EQ(shownMessages[0].style, static_cast<UINT>(MB_OKCANCEL | MB_ICONINFORMATION));
+}
+
+TEST_F(Program, FirstLinesTellTheFolderTheSwitchesAndTheManifest) {
+  const CapturedLog log;
+  EXPECT_EQ(start(L"unknown"), 0);
+  const std::string folder = narrowWorkFolder();
+  const std::string temp = folder.substr(0, folder.size() - std::string("CleanUp").size());
+  const std::vector<std::string> expected = {
+      "ERROR Failed Opening Registry Key of CleanUpProgressPercentage registry value",
+      "DEBUG Localization XML PATH\t:\t" + temp + "\\CleanUp",
+      "DEBUG Localization File\t\t:\t",
+      "DEBUG PKMCONFIG JSON Path is: " + temp + "\\CleanUp\\\\ScrubList.JSON",
+      "DEBUG ------------------Parsing JSON -----------------",
+      "DEBUG Parsing ScrubList.JSON File",
+      "DEBUG Loading ScrubList.JSON File",
+  };
+  std::vector<std::string> lines = log.lines();
+  ASSERT_GE(lines.size(), expected.size());
+  lines.resize(expected.size());
+  EXPECT_EQ(lines, expected);
+}
+
+TEST_F(Program, SecondInteractiveInstanceIsRefusedWithAMessage) {
+  const OtherInstance other;
+  const CapturedLog log;
+  EXPECT_EQ(start(L""), 0);
+  ASSERT_EQ(shownMessages.size(), 1u);
+  EXPECT_EQ(shownMessages[0].text, L"Another instance is running.");
+  EXPECT_EQ(shownMessages[0].title, L"ORV Cleanup Utility");
+  EXPECT_EQ(shownMessages[0].style, static_cast<UINT>(MB_ICONINFORMATION));
+  EXPECT_EQ(createdWindows, 0);
+  EXPECT_FALSE(anyLineStartsWith(log.lines(), "DEBUG PKMCONFIG"));
+}
+
+TEST_F(Program, SecondSilentInstanceRunsBesideTheFirst) {
+  const OtherInstance other;
+  const CapturedLog log;
+  EXPECT_EQ(start(L"silent"), 0);
+  EXPECT_TRUE(shownMessages.empty());
+  EXPECT_TRUE(anyLineStartsWith(log.lines(), "DEBUG -----------Failed Deletion of Driver Files ---------------"));
+}
+
+TEST_F(Program, EndedInstanceLeavesNoMutexBehind) {
+  EXPECT_EQ(start(L""), 0);
+  const HANDLE mutex = ::OpenMutexW(SYNCHRONIZE, FALSE, L"ORVCleanupUtility Instance");
+  EXPECT_EQ(mutex, nullptr);
+}
+
+TEST_F(Program, SilentRunCreatesNoWindowAndAsksNothing) {
+  EXPECT_EQ(start(L"silent"), 0);
+  EXPECT_EQ(createdWindows, 0);
+  EXPECT_TRUE(shownMessages.empty());
+  EXPECT_EQ(quitRequested, 1);
+}
+
+TEST_F(Program, MainWindowThatCannotBeCreatedEndsTheRunAtOnce) {
+  windowCreationFails = true;
+  const CapturedLog log;
+  EXPECT_EQ(start(L""), 0);
+  EXPECT_TRUE(shownMessages.empty());
+  EXPECT_FALSE(anyLineStartsWith(log.lines(), "DEBUG PKMCONFIG"));
+}
+
+TEST_F(Program, FailingGetMessageGivesMinusOne) {
+  getMessageFails = true;
+  EXPECT_EQ(start(L""), -1);
+}
+
+TEST_F(Program, EscapedExceptionIsLoggedAndExitsWithZero) {
+  // A folder in the manifest's place: it can be neither written nor read.
+  const std::wstring obstacle = workFolder() + L"\\ScrubList.JSON";
+  ::DeleteFileW(obstacle.c_str());
+  ASSERT_TRUE(::CreateDirectoryW(obstacle.c_str(), nullptr));
+  const CapturedLog log;
+  EXPECT_EQ(start(L"silent"), 0);
+  ::RemoveDirectoryW(obstacle.c_str());
+  const std::vector<std::string> lines = log.lines();
+  ASSERT_GE(lines.size(), 3u);
+  EXPECT_EQ(lines[lines.size() - 3], "DEBUG Loading ScrubList.JSON File Failed!!!");
+  EXPECT_EQ(lines[lines.size() - 2], "DEBUG Getting Generic Data from ScrubList.JSON File");
+  EXPECT_EQ(lines[lines.size() - 1], "DEBUG CleanUp:: No such node (Generic.ScheduledTasks)");
+}
+
+TEST_F(Program, ProgressPercentageIsZeroAfterTheStart) {
+  plantDword(kCleanupKey, L"ProgressPercentage", 73);
+  const CapturedLog log;
+  EXPECT_EQ(start(L""), 0);
+  EXPECT_EQ(readDword(kCleanupKey, L"ProgressPercentage"), std::optional<DWORD>(0));
+  EXPECT_EQ(log.lines().at(0), "ERROR Setting CleanUpProgressPercentage - 0");
+}
+
+TEST_F(Program, MachineWithoutTheProgressKeyIsLeftWithoutIt) {
+  EXPECT_EQ(start(L""), 0);
+  EXPECT_FALSE(keyExists(kCleanupKey));
+}
+
+TEST_F(Program, LibrariesComeFromTheSystemFolderAlone) {
+  EXPECT_EQ(start(L""), 0);
+  wchar_t own[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, own, MAX_PATH);
+  const std::wstring beside = std::filesystem::path(own).parent_path().wstring() + L"\\beside.dll";
+  ASSERT_TRUE(::CopyFileW(L"C:\\windows\\system32\\version.dll", beside.c_str(), FALSE));
+  const HMODULE library = ::LoadLibraryW(L"beside.dll");
+  EXPECT_EQ(library, nullptr);
+  ::DeleteFileW(beside.c_str());
+}
