@@ -1,7 +1,6 @@
 #include "manifest/collectors.h"
 
 #include <set>
-#include <unordered_set>
 
 #include <windows.h>
 
@@ -27,8 +26,8 @@ void appendFromPackages(const std::vector<Package>& packages, Rows Package::*lis
   }
 }
 
-// A directory or key goes with all that lies in it, so a row that names a place of the system itself is refused, whoever
-// wrote it.
+// A directory or key goes with all that lies in it, so a row that names a place of the system itself is refused,
+// whoever wrote it.
 void refuseProtected(Rows& rows, bool (*isProtected)(const std::wstring&)) {
   std::erase_if(rows, [isProtected](const std::wstring& row) {
     if (!isProtected(row)) {
@@ -152,7 +151,7 @@ void HandleRegistries(CleanupSession& session) {
 }
 
 void excludeFromVector(std::vector<std::wstring> exclusions, std::vector<std::wstring>& target) {
-  const std::unordered_set<std::wstring> excluded(exclusions.begin(), exclusions.end());
+  const RowIndex excluded(exclusions);
   std::erase_if(target, [&excluded](const std::wstring& row) { return excluded.contains(row); });
 }
 

@@ -41,7 +41,7 @@ Outcome deleteScheduledTask(const std::wstring& item, bool) {
   if (isPattern(item)) {
     return Outcome::Failed;
   }
-  std::wstring command = L"schtasks /delete /tn \"" + item + L"\" /F";
+  std::wstring command = L"schtasks /delete /TN \"" + item + L"\" /F";
   // The launcher returns at once and reads this variable for the outcome: the command is still running then, which is
   // what the variable says. So a started deletion counts as done; what schtasks comes to is not looked at.
   const DWORD exitCode = STILL_ACTIVE;

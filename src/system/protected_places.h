@@ -1,5 +1,5 @@
-// protected_places - folders and keys that belong to the system or to the user as a whole. No document may name them for
-// removal with all they hold; a row that does is a mistake of its author. Knows no document and removes nothing.
+// protected_places - folders and keys that belong to the system or to the user as a whole. No document may name them
+// for removal with all they hold; a row that does is a mistake of its author. Knows no document and removes nothing.
 #pragma once
 
 #include <string>
@@ -8,6 +8,6 @@
 // the temporary folder, and every folder above one of these. Compares without case, after GetFullPathNameW.
 bool isProtectedDirectory(const std::wstring& path);
 
-// True for a root, for keys such as SOFTWARE, SYSTEM or a user's whole profile, for the system's own keys directly below
-// them, and for every key above one of these. `path` is in the manifest's form; compares without case.
+// True for a root, for keys such as SOFTWARE, SYSTEM or a user's whole profile, for the system's own keys directly
+// below them, and for every key above one of these. `path` is in the manifest's form; compares without case.
 bool isProtectedKey(const std::wstring& path);

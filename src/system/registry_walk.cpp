@@ -73,8 +73,8 @@ class Walk {
     return result;
   }
 
-  std::wstring fullName(const OpenKey& key, const std::wstring& name) const {
-    return key.subkey.empty() ? prefix_ + name : prefix_ + key.subkey + L'\\' + name;
+  std::wstring keyName(const OpenKey& parent, const std::wstring& name) const {
+    return parent.subkey.empty() ? prefix_ + name : prefix_ + parent.subkey + L'\\' + name;
   }
 
   // Puts the next subkey on the list. True when it is to be walked; then `below` is its path below the root.
@@ -86,7 +86,7 @@ class Walk {
       return false;
     }
     *below = current.subkey + L'\\' + name;
-    return keys_.append(fullName(current, name));
+    return keys_.append(keyName(current, name));
   }
 
   void collectValues(const OpenKey& current) {
@@ -95,7 +95,8 @@ class Walk {
       valueName_[0] = L'\0';
       if (::RegEnumValueW(current.key, index, valueName_.data(), &length, nullptr, nullptr, nullptr, nullptr) ==
           ERROR_SUCCESS) {
-        values_.append(fullName(current, valueName_.c_str()));
+        // Also below a root, whose values then have two backslashes: the deletion splits at the last one.
+        values_.append(prefix_ + current.subkey + L'\\' + valueName_.c_str());
       }
     }
   }

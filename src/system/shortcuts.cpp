@@ -12,19 +12,21 @@
 namespace {
 
 // The product's folder goes with its shortcut. A path without a folder of its own, or one that climbs out of it, would
-// take the whole Programs folder or worse along.
+// take the whole Programs folder or worse along. The other kind of slash would hide where the folder ends.
 bool namesProductFolder(const std::wstring& relativePath) {
+  if (relativePath.find_first_of(L"/:") != std::wstring::npos) {
+    return false;
+  }
+  const auto isName = [](const std::wstring& part) { return part.find_first_not_of(L". ") != std::wstring::npos; };
   std::size_t start = 0;
   std::size_t folders = 0;
-  for (std::size_t end; (end = relativePath.find_first_of(L"\\/", start)) != std::wstring::npos; start = end + 1) {
-    const std::wstring folder = relativePath.substr(start, end - start);
-    if (folder.find_first_not_of(L". ") == std::wstring::npos || folder.find(L':') != std::wstring::npos) {
+  for (std::size_t end; (end = relativePath.find(L'\\', start)) != std::wstring::npos; start = end + 1) {
+    if (!isName(relativePath.substr(start, end - start))) {
       return false;
     }
     ++folders;
   }
-  const std::wstring name = relativePath.substr(start);
-  return folders > 0 && name.find_first_not_of(L". ") != std::wstring::npos && name.find(L':') == std::wstring::npos;
+  return folders > 0 && isName(relativePath.substr(start));
 }
 
 std::wstring belowShellFolder(int csidl, const std::wstring& relativePath) {
