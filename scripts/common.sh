@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What it takes to build the program, and what it takes to run it on a bench machine.
 build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libboost-dev googletest)
-bench_packages=(wine wine64)
+bench_packages=(wine wine64 jq)
 
 say() { printf '== %s\n' "$*"; }
 
@@ -42,4 +42,17 @@ install_packages() {
             "look at the lines above; the whole output is in $log"
     fi
     rm -f "$log"
+}
+
+# make_bench_template - makes the machine that all bench machines are cloned from, unless it stands.
+make_bench_template() {
+    # shellcheck source=/dev/null
+    . "$root/bench/machine.sh"
+    mkdir -p "$root/build/bench"
+    [ -f "$root/build/bench/template/complete" ] || say "Making the bench machine's template"
+    (
+        flock 9
+        machine_template "$root/build/bench/template"
+    ) 9>"$root/build/bench/template.lock" ||
+        fail "the bench machine could not be made" "run 'wine --version'; if it answers, delete build/bench and start again"
 }

@@ -1,0 +1,271 @@
+// machine_session LIST RECORD - one sitting at a bench machine: sets the stage, runs programs, and writes down what can
+// only be seen while the machine is on. At its end it takes away what it has set up, so that the machine can settle.
+//
+//   start-service  NAME              starts a planted service and waits until it runs
+//   start-process  PATH              starts a program that stays
+//   hold-file      PATH              keeps a file open without letting anybody delete it
+//   refuse-delete  KEY               takes every right to a registry key away; a key with a subkey then refuses
+//   deletion run            COMMAND_LINE      runs a program until it and everything that it has started have ended
+//   run-twice      COMMAND_LINE      the same with two of them at once
+//   record-value   KEY NAME
+//   record-service NAME
+//   record-processes                 whether the programs of start-process still run
+//   record-pending                   what the next restart is to delete
+//
+// RECORD gets lines cut at tabs: `exit CODE`, `value KEY NAME DATA` (DATA is `absent` where there is none), `service
+// NAME STATE`, `process PATH running|ended`, `pending PATH`.
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <windows.h>
+
+#include "bench_list.h"
+#include "system/handles.h"
+
+namespace {
+
+struct StartedProcess {
+  std::wstring path;
+  KernelHandle process;
+};
+
+std::vector<StartedProcess> startedProcesses;
+std::vector<KernelHandle> serviceProcesses;
+std::vector<FileHandle> heldFiles;
+FileHandle recordFile;
+
+void record(const std::wstring& text) {
+  const std::string line = toUtf8(text) + "\n";
+  DWORD written = 0;
+  ::WriteFile(recordFile.get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+}
+
+KernelHandle startSuspended(const BenchLine& line, std::wstring commandLine, KernelHandle& mainThread) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION started{};
+  if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr, nullptr,
+                        &startup, &started)) {
+    failLine(line, "the program cannot be started", ::GetLastError());
+  }
+  mainThread.reset(started.hThread);
+  return KernelHandle(started.hProcess);
+}
+
+void startProcess(const BenchLine& line) {
+  KernelHandle mainThread;
+  KernelHandle process = startSuspended(line, L"\"" + line.argument(0) + L"\"", mainThread);
+  ::ResumeThread(mainThread.get());
+  startedProcesses.push_back({line.argument(0), std::move(process)});
+}
+
+DWORD serviceState(SC_HANDLE service, DWORD* processId = nullptr) {
+  SERVICE_STATUS_PROCESS status{};
+  DWORD needed = 0;
+  ::QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status, &needed);
+  if (processId) {
+    *processId = status.dwProcessId;
+  }
+  return status.dwCurrentState;
+}
+
+void startService(const BenchLine& line) {
+  const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  const ServiceHandle service(::OpenServiceW(manager.get(), line.argument(0).c_str(), SERVICE_ALL_ACCESS));
+  if (!service || !::StartServiceW(service.get(), 0, nullptr)) {
+    failLine(line, "the service cannot be started", ::GetLastError());
+  }
+  // There is no event for this; the service reports that it runs within some milliseconds.
+  constexpr DWORD kPollMilliseconds = 20;
+  constexpr int kPolls = 500;
+  for (int poll = 0; serviceState(service.get()) != SERVICE_RUNNING; ++poll) {
+    if (poll == kPolls) {
+      failLine(line, "the service does not come up", ERROR_SERVICE_REQUEST_TIMEOUT);
+    }
+    ::Sleep(kPollMilliseconds);
+  }
+  DWORD processId = 0;
+  serviceState(service.get(), &processId);
+  serviceProcesses.emplace_back(::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, processId));
+}
+
+void holdFile(const BenchLine& line) {
+  FileHandle file(::CreateFileW(line.argument(0).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) {
+    failLine(line, "the file cannot be held", ::GetLastError());
+  }
+  heldFiles.push_back(std::move(file));
+}
+
+void refuseDelete(const BenchLine& line) {
+  std::wstring subkey;
+  const HKEY root = splitKeyPath(line, line.argument(0), subkey);
+  RegistryKey key;
+  ACL emptyList;
+  SECURITY_DESCRIPTOR descriptor;
+  ::InitializeAcl(&emptyList, sizeof emptyList, ACL_REVISION);
+  ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+  ::SetSecurityDescriptorDacl(&descriptor, TRUE, &emptyList, FALSE);
+  LSTATUS status = ::RegOpenKeyExW(root, subkey.c_str(), 0, KEY_ALL_ACCESS, key.put());
+  if (status == ERROR_SUCCESS) {
+    status = ::RegSetKeySecurity(key.get(), DACL_SECURITY_INFORMATION, &descriptor);
+  }
+  if (status != ERROR_SUCCESS) {
+    failLine(line, "the key's rights cannot be taken away", static_cast<DWORD>(status));
+  }
+}
+
+// Starts `count` programs at once in a job, which holds whatever they start as well, and waits until it is empty.
+void runPrograms(const BenchLine& line, int count) {
+  const KernelHandle job(::CreateJobObjectW(nullptr, nullptr));
+  const KernelHandle port(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1));
+  JOBOBJECT_ASSOCIATE_COMPLETION_PORT association{job.get(), port.get()};
+  if (!::SetInformationJobObject(job.get(), JobObjectAssociateCompletionPortInformation, &association,
+                                 sizeof association)) {
+    failLine(line, "no job", ::GetLastError());
+  }
+  std::vector<KernelHandle> processes;
+  std::vector<KernelHandle> threads(static_cast<size_t>(count));
+  for (KernelHandle& thread : threads) {
+    processes.push_back(startSuspended(line, line.argument(0), thread));
+    if (!::AssignProcessToJobObject(job.get(), processes.back().get())) {
+      failLine(line, "the program cannot be put into the job", ::GetLastError());
+    }
+  }
+  for (const KernelHandle& thread : threads) {
+    ::ResumeThread(thread.get());
+  }
+  DWORD message = 0;
+  do {
+    ULONG_PTR key = 0;
+    OVERLAPPED* processId = nullptr;
+    ::GetQueuedCompletionStatus(port.get(), &message, &key, &processId, INFINITE);
+  } while (message != JOB_OBJECT_MSG_ACTIVE_PROCESS_ZERO);
+  for (const KernelHandle& process : processes) {
+    DWORD exitCode = 0;
+    ::GetExitCodeProcess(process.get(), &exitCode);
+    record(L"exit\t" + std::to_wstring(exitCode));
+  }
+}
+
+void recordValue(const BenchLine& line) {
+  std::wstring subkey;
+  const HKEY root = splitKeyPath(line, line.argument(0), subkey);
+  wchar_t data[4096];
+  DWORD size = sizeof data;
+  DWORD type = 0;
+  std::wstring text = L"absent";
+  if (::RegGetValueW(root, subkey.c_str(), line.argument(1).c_str(), RRF_RT_REG_SZ | RRF_RT_REG_DWORD, &type, data,
+                     &size) == ERROR_SUCCESS) {
+    DWORD number = 0;
+    std::memcpy(&number, data, sizeof number);
+    text = type == REG_DWORD ? std::to_wstring(number) : std::wstring(data);
+  }
+  record(L"value\t" + line.argument(0) + L"\t" + line.argument(1) + L"\t" + text);
+}
+
+void recordService(const BenchLine& line) {
+  static const wchar_t* const kStates[] = {L"unknown", L"stopped",    L"starting", L"stopping",
+                                           L"running", L"continuing", L"pausing",  L"paused"};
+  const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  const ServiceHandle service(::OpenServiceW(manager.get(), line.argument(0).c_str(), SERVICE_QUERY_STATUS));
+  record(L"service\t" + line.argument(0) + L"\t" + (service ? kStates[serviceState(service.get())] : L"absent"));
+}
+
+void recordProcesses() {
+  for (const StartedProcess& started : startedProcesses) {
+    const bool ended = ::WaitForSingleObject(started.process.get(), 0) == WAIT_OBJECT_0;
+    record(L"process\t" + started.path + (ended ? L"\tended" : L"\trunning"));
+  }
+}
+
+// The value holds pairs of texts: what is to be moved, and where to; an empty second text means deletion.
+void recordPending() {
+  DWORD size = 0;
+  constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+  constexpr wchar_t kValue[] = L"PendingFileRenameOperations";
+  ::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kValue, RRF_RT_REG_MULTI_SZ, nullptr, nullptr, &size);
+  std::wstring texts(size / sizeof(wchar_t), L'\0');
+  if (size == 0 || ::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kValue, RRF_RT_REG_MULTI_SZ, nullptr, texts.data(),
+                                  &size) != ERROR_SUCCESS) {
+    return;
+  }
+  for (size_t begin = 0; begin < texts.size() && texts[begin] != L'\0';) {
+    const std::wstring from = texts.c_str() + begin;
+    const std::wstring to = texts.c_str() + begin + from.size() + 1;
+    constexpr wchar_t kNativePrefix[] = L"\\??\\";
+    record(L"pending\t" + (from.starts_with(kNativePrefix) ? from.substr(4) : from) + (to.empty() ? L"" : L"\t" + to));
+    begin += from.size() + to.size() + 2;
+  }
+}
+
+// A service that still runs is ended with its process, since it would keep the machine from settling; it may be marked
+// for deletion by now and no longer be there for the asking.
+void endServices() {
+  for (const KernelHandle& process : serviceProcesses) {
+    ::TerminateProcess(process.get(), 0);
+    ::WaitForSingleObject(process.get(), INFINITE);
+  }
+}
+
+void endProcesses() {
+  for (const StartedProcess& started : startedProcesses) {
+    ::TerminateProcess(started.process.get(), 0);
+  }
+}
+
+void doLine(const BenchLine& line) {
+  const std::wstring& verb = line.verb();
+  if (verb == L"start-service") {
+    startService(line);
+  } else if (verb == L"start-process") {
+    startProcess(line);
+  } else if (verb == L"hold-file") {
+    holdFile(line);
+  } else if (verb == L"refuse-delete") {
+    refuseDelete(line);
+  } else if (verb == L"run") {
+    runPrograms(line, 1);
+  } else if (verb == L"run-twice") {
+    runPrograms(line, 2);
+  } else if (verb == L"record-value") {
+    recordValue(line);
+  } else if (verb == L"record-service") {
+    recordService(line);
+  } else if (verb == L"record-processes") {
+    recordProcesses();
+  } else if (verb == L"record-pending") {
+    recordPending();
+  } else {
+    failLine(line, "unknown verb", ERROR_INVALID_PARAMETER);
+  }
+}
+
+}  // namespace
+
+int wmain(int argumentCount, wchar_t** arguments) {
+  if (argumentCount != 3) {
+    std::fprintf(stderr, "usage: machine_session LIST RECORD\n");
+    return 2;
+  }
+  recordFile.reset(::CreateFileW(arguments[2], GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!recordFile) {
+    std::fprintf(stderr, "bench: %ls cannot be written (%lu)\n", arguments[2], ::GetLastError());
+    return 2;
+  }
+  // The first program that needs a desktop starts the program that keeps it. It must not be one of those that are
+  // waited for, since the desktop stays for as long as this sitting does.
+  ::GetDesktopWindow();
+  for (const BenchLine& line : readBenchList(arguments[1])) {
+    doLine(line);
+  }
+  endServices();
+  endProcesses();
+  return 0;
+}

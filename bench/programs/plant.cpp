@@ -1,0 +1,190 @@
+// plant LIST - makes on the machine what a list names: files, folders, registry keys and values, services, scheduled
+// tasks, shortcuts. Made through Windows calls, so that a name lands where Windows would put it, whatever its case and
+// however long its path. Stops at the first line that cannot be carried out.
+//
+//   folder         PATH
+//   file           PATH [TEXT]         with its folders; a read-only-file the same, with the attribute
+//   key            KEY
+//   value          KEY NAME DATA       REG_SZ; an empty NAME is the key's default value
+//   number         KEY NAME DECIMAL    REG_DWORD
+//   texts          KEY NAME A|B|C      REG_MULTI_SZ
+//   service        NAME COMMAND_LINE
+//   driver         NAME PATH           a kernel driver's entry
+//   task           NAME
+//   shortcut       PATH TARGET
+
+#include <cstdio>
+#include <string>
+
+#include <windows.h>
+#include <objbase.h>
+#include <shlobj.h>
+
+#include "bench_list.h"
+#include "system/handles.h"
+
+namespace {
+
+// The form of a path that Windows takes at any length.
+std::wstring unlimited(const std::wstring& path) {
+  return L"\\\\?\\" + path;
+}
+
+void plantFolder(const BenchLine& line, const std::wstring& path) {
+  for (size_t end = path.find(L'\\', 3); end != std::wstring::npos; end = path.find(L'\\', end + 1)) {
+    ::CreateDirectoryW(unlimited(path.substr(0, end)).c_str(), nullptr);
+  }
+  if (!::CreateDirectoryW(unlimited(path).c_str(), nullptr) && ::GetLastError() != ERROR_ALREADY_EXISTS) {
+    failLine(line, "folder", ::GetLastError());
+  }
+}
+
+void plantFile(const BenchLine& line, const std::wstring& path, const std::wstring& text, DWORD attributes) {
+  plantFolder(line, path.substr(0, path.rfind(L'\\')));
+  const FileHandle file(
+      ::CreateFileW(unlimited(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, attributes, nullptr));
+  // A file without a text of its own holds its path: no two planted files are equal.
+  const std::string content = toUtf8(text.empty() ? path : text);
+  DWORD written = 0;
+  if (!file || !::WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr)) {
+    failLine(line, "file", ::GetLastError());
+  }
+}
+
+RegistryKey plantKey(const BenchLine& line, const std::wstring& path) {
+  std::wstring subkey;
+  const HKEY root = splitKeyPath(line, path, subkey);
+  RegistryKey key;
+  const LSTATUS status =
+      ::RegCreateKeyExW(root, subkey.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.put(), nullptr);
+  if (status != ERROR_SUCCESS) {
+    failLine(line, "key", static_cast<DWORD>(status));
+  }
+  return key;
+}
+
+void plantValue(const BenchLine& line, DWORD type, const void* data, size_t sizeBytes) {
+  const RegistryKey key = plantKey(line, line.argument(0));
+  const LSTATUS status = ::RegSetValueExW(key.get(), line.argument(1).c_str(), 0, type, static_cast<const BYTE*>(data),
+                                          static_cast<DWORD>(sizeBytes));
+  if (status != ERROR_SUCCESS) {
+    failLine(line, "value", static_cast<DWORD>(status));
+  }
+}
+
+void plantText(const BenchLine& line, DWORD type) {
+  std::wstring text = line.argument(2);
+  if (type == REG_MULTI_SZ) {
+    for (wchar_t& unit : text) {
+      unit = unit == L'|' ? L'\0' : unit;
+    }
+    text.push_back(L'\0');
+  }
+  plantValue(line, type, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+}
+
+void plantService(const BenchLine& line, DWORD type) {
+  const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  const ServiceHandle service(::CreateServiceW(manager.get(), line.argument(0).c_str(), line.argument(0).c_str(),
+                                               SERVICE_ALL_ACCESS, type, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                               line.argument(1).c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+  if (!service) {
+    failLine(line, "service", ::GetLastError());
+  }
+}
+
+void plantTask(const BenchLine& line) {
+  wchar_t temp[MAX_PATH];
+  ::GetTempPathW(MAX_PATH, temp);
+  const std::wstring document = std::wstring(temp) + L"planted_task.xml";
+  plantFile(line, document,
+            L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
+            L"<Task version=\"1.2\" xmlns=\"http://schemas.microsoft.com/windows/2004/02/mit/task\">"
+            L"<RegistrationInfo/><Triggers/><Settings/>"
+            L"<Actions><Exec><Command>C:\\windows\\notepad.exe</Command></Exec></Actions></Task>\r\n",
+            FILE_ATTRIBUTE_NORMAL);
+  std::wstring command = L"schtasks.exe /create /tn \"" + line.argument(0) + L"\" /xml \"" + document + L"\"";
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION started{};
+  if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
+                        &started)) {
+    failLine(line, "schtasks", ::GetLastError());
+  }
+  const KernelHandle process(started.hProcess);
+  const KernelHandle thread(started.hThread);
+  DWORD exitCode = 0;
+  ::WaitForSingleObject(process.get(), INFINITE);
+  ::GetExitCodeProcess(process.get(), &exitCode);
+  ::DeleteFileW(document.c_str());
+  if (exitCode != 0) {
+    failLine(line, "schtasks ended with its exit code", exitCode);
+  }
+}
+
+void plantShortcut(const BenchLine& line) {
+  plantFolder(line, line.argument(0).substr(0, line.argument(0).rfind(L'\\')));
+  IShellLinkW* link = nullptr;
+  IPersistFile* file = nullptr;
+  HRESULT result = ::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                      reinterpret_cast<void**>(&link));
+  if (SUCCEEDED(result)) {
+    link->SetPath(line.argument(1).c_str());
+    result = link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file));
+  }
+  if (SUCCEEDED(result)) {
+    result = file->Save(line.argument(0).c_str(), TRUE);
+    file->Release();
+  }
+  if (link) {
+    link->Release();
+  }
+  if (FAILED(result)) {
+    failLine(line, "shortcut", static_cast<DWORD>(result));
+  }
+}
+
+void plantLine(const BenchLine& line) {
+  const std::wstring& verb = line.verb();
+  if (verb == L"folder") {
+    plantFolder(line, line.argument(0));
+  } else if (verb == L"file") {
+    plantFile(line, line.argument(0), line.argument(1), FILE_ATTRIBUTE_NORMAL);
+  } else if (verb == L"read-only-file") {
+    plantFile(line, line.argument(0), line.argument(1), FILE_ATTRIBUTE_READONLY);
+  } else if (verb == L"key") {
+    plantKey(line, line.argument(0));
+  } else if (verb == L"value") {
+    plantText(line, REG_SZ);
+  } else if (verb == L"texts") {
+    plantText(line, REG_MULTI_SZ);
+  } else if (verb == L"number") {
+    const DWORD number = std::stoul(line.argument(2));
+    plantValue(line, REG_DWORD, &number, sizeof number);
+  } else if (verb == L"service") {
+    plantService(line, SERVICE_WIN32_OWN_PROCESS);
+  } else if (verb == L"driver") {
+    plantService(line, SERVICE_KERNEL_DRIVER);
+  } else if (verb == L"task") {
+    plantTask(line);
+  } else if (verb == L"shortcut") {
+    plantShortcut(line);
+  } else {
+    failLine(line, "unknown verb", ERROR_INVALID_PARAMETER);
+  }
+}
+
+}  // namespace
+
+int wmain(int argumentCount, wchar_t** arguments) {
+  if (argumentCount != 2) {
+    std::fprintf(stderr, "usage: plant LIST\n");
+    return 2;
+  }
+  ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  for (const BenchLine& line : readBenchList(arguments[1])) {
+    plantLine(line);
+  }
+  ::CoUninitialize();
+  return 0;
+}

@@ -1,0 +1,174 @@
+// benchmark - shows how the work on long lists grows with the number of rows. No test runs it: a shared machine's clock
+// decides nothing. By hand, on a bench machine:
+//
+//   cmake --preset mingw-release
+//   cmake --build build/release --target benchmark
+//   bench/run_on_machine.sh build/release/tests/benchmarks/benchmark.exe
+//
+// Each line gives the best of several calls, the heap allocations of one call, and both as multiples of the line
+// before. Ten times the rows may cost at most fifteen times as much; the program ends with 1 when a line costs more.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <limits>
+#include <new>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <windows.h>
+
+#include "manifest/collectors.h"
+#include "manifest/path_expansion.h"
+#include "support/test_registry.h"
+#include "system/depth_order.h"
+#include "system/registry_walk.h"
+
+namespace {
+
+std::size_t allocations = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* const memory = std::malloc(size != 0 ? size : 1)) {
+    return memory;
+  }
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+using Rows = std::vector<std::wstring>;
+
+constexpr std::size_t kMostRows = 100'000;
+constexpr std::size_t kRows[] = {1'000, 10'000, kMostRows};
+constexpr std::size_t kMostKeys = 10'000;
+constexpr std::size_t kKeys[] = {100, 1'000, kMostKeys};
+constexpr int kBatches = 5;
+constexpr double kMostForTenTimesTheRows = 15.0;
+
+struct Cost {
+  double milliseconds = std::numeric_limits<double>::max();
+  std::size_t allocations = 0;
+};
+
+// The best of several batches of calls. Each call works on lists of its own, which are copied outside the measurement;
+// a batch works on `calls` of them, so that short and long lists meet the same state of the processor's caches and of
+// the machine.
+Cost measure(const Rows& first, const Rows& second, std::size_t calls, const std::function<void(Rows&, Rows&)>& call) {
+  Cost best;
+  for (int batch = 0; batch < kBatches; ++batch) {
+    std::vector<Rows> firsts(calls, first);
+    std::vector<Rows> seconds(calls, second);
+    const std::size_t allocationsBefore = allocations;
+    const auto start = std::chrono::steady_clock::now();
+    for (std::size_t i = 0; i < calls; ++i) {
+      call(firsts[i], seconds[i]);
+    }
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    best.milliseconds = std::min(best.milliseconds, time.count() / static_cast<double>(calls));
+    best.allocations = (allocations - allocationsBefore) / calls;
+  }
+  return best;
+}
+
+// Paths as the work lists hold them: long common beginnings and a dozen different depths.
+Rows paths(std::size_t count) {
+  std::mt19937 random(1);
+  std::uniform_int_distribution<int> depth(2, 13);
+  Rows rows;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::wstring row = L"C:\\Program Files\\ORV";
+    for (int level = depth(random); level > 0; --level) {
+      row += L"\\folder";
+    }
+    rows.push_back(row + L"\\file" + std::to_wstring(i) + L".dll");
+  }
+  return rows;
+}
+
+const std::wstring kKey = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Benchmark";
+
+// Keys in groups of a hundred, each with one value.
+void plantKeys(std::size_t count) {
+  removeKey(kKey);
+  for (std::size_t i = 0; i < count; ++i) {
+    plantDword(kKey + L"\\group" + std::to_wstring(i / 100) + L"\\key" + std::to_wstring(i % 100), L"value", 1);
+  }
+}
+
+class Table {
+ public:
+  void begin(const char* name) {
+    name_ = name;
+    before_ = Cost();
+  }
+
+  void add(std::size_t rows, const Cost& cost) {
+    std::printf("%-18s %7zu rows %10.3f ms %9zu allocations", name_, rows, cost.milliseconds, cost.allocations);
+    if (before_.allocations != 0) {
+      const double time = cost.milliseconds / before_.milliseconds;
+      const double memory = static_cast<double>(cost.allocations) / static_cast<double>(before_.allocations);
+      const bool tooMuch = time > kMostForTenTimesTheRows || memory > kMostForTenTimesTheRows;
+      std::printf("   x %.1f time, x %.1f allocations%s", time, memory, tooMuch ? "   TOO MUCH" : "");
+      failed_ |= tooMuch;
+    }
+    std::printf("\n");
+    before_ = cost;
+  }
+
+  bool failed() const { return failed_; }
+
+ private:
+  const char* name_ = "";
+  Cost before_;
+  bool failed_ = false;
+};
+
+}  // namespace
+
+int main() {
+  Table table;
+
+  table.begin("appendMissing");
+  for (const std::size_t count : kRows) {
+    Rows rows = paths(count);
+    rows.insert(rows.end(), rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(count / 2));
+    table.add(count, measure(rows, {}, kMostRows / count,
+                             [](Rows& source, Rows& target) { appendMissing(std::move(source), target); }));
+  }
+
+  table.begin("excludeFromVector");
+  for (const std::size_t count : kRows) {
+    const Rows rows = paths(count);
+    const Rows exclusions(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(count / 2));
+    table.add(count, measure(exclusions, rows, kMostRows / count,
+                             [](Rows& excluded, Rows& target) { excludeFromVector(std::move(excluded), target); }));
+  }
+
+  table.begin("SortByDepth");
+  for (const std::size_t count : kRows) {
+    table.add(count, measure(paths(count), {}, kMostRows / count, [](Rows& list, Rows&) { SortByDepth(list); }));
+  }
+
+  table.begin("registry walk");
+  for (const std::size_t count : kKeys) {
+    plantKeys(count);
+    table.add(count, measure({kKey}, {}, kMostKeys / count,
+                             [](Rows& keys, Rows& values) { getRegistryKeysValuesRecursively(keys, values); }));
+  }
+  removeKey(kKey);
+
+  return table.failed() ? 1 : 0;
+}

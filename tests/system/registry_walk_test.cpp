@@ -1,0 +1,397 @@
+#include "system/registry_walk.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <windows.h>
+
+#include "support/captured_log.h"
+#include "support/test_registry.h"
+#include "support/text.h"
+#include "system/handles.h"
+#include "system/registry.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Rows = std::vector<std::wstring>;
+
+const std::wstring kSubkey = L"SOFTWARE\\WalkTest";
+const std::wstring kKey = L"HKEY_LOCAL_MACHINE\\" + kSubkey;
+
+class RegistryWalk : public testing::Test {
+ protected:
+  RegistryWalk() {
+    removeKey(kKey);
+    plantKey(kKey);
+  }
+  ~RegistryWalk() override { removeKey(kKey); }
+
+  static RegistryKey open(const std::wstring& below = L"") {
+    return OpenRegistryKey(HKEY_LOCAL_MACHINE, kSubkey + below, KEY_READ);
+  }
+
+  Rows keys_;
+  Rows values_;
+};
+
+void appendOnce(Rows& rows, const std::wstring& row) {
+  if (std::find(rows.begin(), rows.end(), row) == rows.end()) {
+    rows.push_back(row);
+  }
+}
+
+// The rule as it is put in words, each list searched from the front for each row.
+void plainQueryKey(HKEY key, HKEY root, const std::wstring& prefix, const std::wstring& subkeyPath, Rows& keys,
+                   Rows& values) {
+  wchar_t name[16384];
+  DWORD length = 256;
+  for (DWORD index = 0; ::RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+       ++index, length = 256) {
+    const std::wstring below = subkeyPath + L"\\" + name;
+    const std::wstring row = prefix + below;
+    if (std::find(keys.begin(), keys.end(), row) != keys.end()) {
+      continue;
+    }
+    keys.push_back(row);
+    HKEY child = nullptr;
+    if (::RegOpenKeyExW(root, below.c_str(), 0, KEY_READ, &child) == ERROR_SUCCESS) {
+      plainQueryKey(child, root, prefix, below, keys, values);
+      ::RegCloseKey(child);
+    }
+  }
+  length = 16384;
+  for (DWORD index = 0; ::RegEnumValueW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+       ++index, length = 16384) {
+    appendOnce(values, prefix + subkeyPath + L"\\" + name);
+  }
+}
+
+void plainWalk(Rows& keys, Rows& values) {
+  const std::wstring prefix = L"HKEY_LOCAL_MACHINE\\";
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (keys[i].starts_with(prefix)) {
+      const std::wstring subkey = keys[i].substr(prefix.size());
+      HKEY key = nullptr;
+      if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, subkey.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
+        plainQueryKey(key, HKEY_LOCAL_MACHINE, prefix, subkey, keys, values);
+        ::RegCloseKey(key);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+TEST_F(RegistryWalk, ListsEachKeyBeforeItsSubkeysAndTheValuesAfterAllSubkeys) {
+  plantString(kKey, L"top", L"");
+  plantString(kKey + L"\\a", L"inA", L"");
+  plantString(kKey + L"\\a\\x", L"inX", L"");
+  plantString(kKey + L"\\b", L"inB", L"");
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\a", kKey + L"\\a\\x", kKey + L"\\b"));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\x\\inX", kKey + L"\\a\\inA", kKey + L"\\b\\inB", kKey + L"\\top"));
+}
+
+TEST_F(RegistryWalk, EndsThePathOfADefaultValueWithABackslash) {
+  plantString(kKey, L"", L"default");
+  plantString(kKey + L"\\a", L"", L"default");
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\", kKey + L"\\"));
+}
+
+TEST_F(RegistryWalk, GivesNothingForAnEmptyKey) {
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, IsEmpty());
+  EXPECT_THAT(values_, IsEmpty());
+}
+
+TEST_F(RegistryWalk, GivesNothingForAKeyThatCannotBeQueried) {
+  plantString(kKey + L"\\gone", L"name", L"");
+  const RegistryKey key = open(L"\\gone");
+  removeKey(kKey + L"\\gone");
+  QueryKey(key.get(), HKEY_LOCAL_MACHINE, kSubkey + L"\\gone", keys_, values_);
+  EXPECT_THAT(keys_, IsEmpty());
+  EXPECT_THAT(values_, IsEmpty());
+}
+
+TEST_F(RegistryWalk, AppendsToWhatTheListsHold) {
+  plantString(kKey + L"\\a", L"name", L"");
+  keys_ = {L"first"};
+  values_ = {L"second"};
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(L"first", kKey + L"\\a"));
+  EXPECT_THAT(values_, ElementsAre(L"second", kKey + L"\\a\\name"));
+}
+
+TEST_F(RegistryWalk, PassesOverAListedSubkeyWithAllThatIsBelowIt) {
+  plantString(kKey + L"\\a\\x", L"name", L"");
+  plantString(kKey + L"\\b\\y", L"name", L"");
+  keys_ = {kKey + L"\\a"};
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\a", kKey + L"\\b", kKey + L"\\b\\y"));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\b\\y\\name"));
+}
+
+TEST_F(RegistryWalk, TakesARowThatDiffersInCaseForAnother) {
+  plantKey(kKey + L"\\a");
+  keys_ = {kKey + L"\\A"};
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\A", kKey + L"\\a"));
+}
+
+// The list of user profiles is built on this: a child's relative path then begins with a backslash and opens nothing.
+TEST_F(RegistryWalk, StopsAtTheFirstLevelWithoutASubkeyPath) {
+  plantString(L"HKEY_USERS\\WalkTest\\below", L"name", L"");
+  QueryKey(HKEY_USERS, HKEY_USERS, L"", keys_, values_);
+  EXPECT_EQ(keys_.size(), EnumerateSubkeys(HKEY_USERS).size());
+  EXPECT_THAT(keys_, Contains(L"HKEY_USERS\\WalkTest"));
+  EXPECT_THAT(keys_, testing::Not(Contains(L"HKEY_USERS\\WalkTest\\below")));
+  EXPECT_THAT(values_, IsEmpty());
+  removeKey(L"HKEY_USERS\\WalkTest");
+}
+
+// The row of a root's own value has an empty key path between two backslashes, as the deletion of values wants it.
+TEST_F(RegistryWalk, GivesTheValuesOfARootADoubledBackslash) {
+  const RegistryKey root = OpenRegistryKey(HKEY_CURRENT_USER, L"", KEY_ALL_ACCESS);
+  ASSERT_EQ(::RegSetValueExW(root.get(), L"WalkTest", 0, REG_SZ, nullptr, 0), ERROR_SUCCESS);
+  QueryKey(HKEY_CURRENT_USER, HKEY_CURRENT_USER, L"", keys_, values_);
+  ::RegDeleteValueW(root.get(), L"WalkTest");
+  EXPECT_THAT(values_, ElementsAre(L"HKEY_CURRENT_USER\\\\WalkTest"));
+}
+
+TEST_F(RegistryWalk, NamesEachOfTheFiveRoots) {
+  for (const wchar_t* name :
+       {L"HKEY_CLASSES_ROOT", L"HKEY_CURRENT_USER", L"HKEY_LOCAL_MACHINE", L"HKEY_USERS", L"HKEY_CURRENT_CONFIG"}) {
+    plantKey(kKey + L"\\a");
+    Rows keys;
+    QueryKey(open().get(), ParseRootKey(name), L"there", keys, values_);
+    EXPECT_THAT(keys, ElementsAre(std::wstring(name) + L"\\there\\a"));
+  }
+}
+
+TEST_F(RegistryWalk, PutsNoNameInFrontBelowAnyOtherRoot) {
+  plantString(kKey + L"\\sub\\a\\x", L"name", L"");
+  const RegistryKey root = open();
+  QueryKey(open(L"\\sub").get(), root.get(), L"sub", keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(L"sub\\a", L"sub\\a\\x"));
+  EXPECT_THAT(values_, ElementsAre(L"sub\\a\\x\\name"));
+}
+
+TEST_F(RegistryWalk, LogsANullRootForEachSubkeyAndGoesNoDeeper) {
+  plantKey(kKey + L"\\a\\x");
+  plantKey(kKey + L"\\b");
+  const CapturedLog log;
+  QueryKey(open().get(), nullptr, L"sub", keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(L"sub\\a", L"sub\\b"));
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG QueryKey: ---------hkey is NULL---------------sub\\a",
+                                       "DEBUG QueryKey: ---------hkey is NULL---------------sub\\b"));
+}
+
+// The buffers leave one character less than the longest names need: such a name counts as one that cannot be read.
+TEST_F(RegistryWalk, ReadsKeyNamesOfUpTo254Characters) {
+  const std::wstring longest(254, L'k');
+  plantKey(kKey + L"\\" + longest);
+  plantKey(kKey + L"\\" + std::wstring(255, L'k'));
+  plantKey(kKey + L"\\z");
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\" + longest, kKey + L"\\z"));
+}
+
+TEST_F(RegistryWalk, ReadsValueNamesOfUpTo16382Characters) {
+  const std::wstring longest(16382, L'v');
+  plantString(kKey, longest, L"");
+  plantString(kKey, std::wstring(16383, L'v'), L"");
+  plantString(kKey, L"z", L"");
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  ASSERT_EQ(values_.size(), 2u);
+  EXPECT_TRUE(values_.front() == kKey + L"\\" + longest);
+  EXPECT_EQ(values_.back(), kKey + L"\\z");
+}
+
+TEST_F(RegistryWalk, KeepsASubkeyThatCannotBeOpenedWithNothingBelowIt) {
+  plantString(kKey + L"\\closed\\x", L"name", L"");
+  SECURITY_DESCRIPTOR nobody = {};
+  ACL emptyList = {};
+  ::InitializeSecurityDescriptor(&nobody, SECURITY_DESCRIPTOR_REVISION);
+  ::InitializeAcl(&emptyList, sizeof(emptyList), ACL_REVISION);
+  ::SetSecurityDescriptorDacl(&nobody, TRUE, &emptyList, FALSE);
+  const RegistryKey closed = OpenRegistryKey(HKEY_LOCAL_MACHINE, kSubkey + L"\\closed", KEY_ALL_ACCESS);
+  ASSERT_EQ(::RegSetKeySecurity(closed.get(), DACL_SECURITY_INFORMATION, &nobody), ERROR_SUCCESS);
+  ASSERT_FALSE(keyExists(kKey + L"\\closed"));
+  QueryKey(open().get(), HKEY_LOCAL_MACHINE, kSubkey, keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\closed"));
+  EXPECT_THAT(values_, IsEmpty());
+  ::SetSecurityDescriptorDacl(&nobody, TRUE, nullptr, FALSE);
+  ::RegSetKeySecurity(closed.get(), DACL_SECURITY_INFORMATION, &nobody);
+}
+
+TEST_F(RegistryWalk, OfAKeyWithValuesAloneLeavesItsRowAlone) {
+  plantString(kKey, L"one", L"");
+  plantString(kKey, L"two", L"");
+  keys_ = {kKey};
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\one", kKey + L"\\two"));
+}
+
+TEST_F(RegistryWalk, OfAKeyThatIsListedTwiceGivesNoDuplicateBelowIt) {
+  plantString(kKey + L"\\a", L"name", L"");
+  keys_ = {kKey, kKey};
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey, kKey, kKey + L"\\a"));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\name"));
+}
+
+TEST_F(RegistryWalk, OfAMissingKeyGivesNothing) {
+  const CapturedLog log;
+  keys_ = {kKey + L"\\missing", L"HKEY_USERS\\S-1-5-21-***\\Software"};
+  const Rows before = keys_;
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_EQ(keys_, before);
+  EXPECT_THAT(values_, IsEmpty());
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(RegistryWalk, LogsAnUnknownRootAndGoesOn) {
+  plantKey(kKey + L"\\a");
+  const CapturedLog log;
+  keys_ = {L"hkey_local_machine\\SOFTWARE\\X", L"nothing", L"", kKey};
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(L"hkey_local_machine\\SOFTWARE\\X", L"nothing", L"", kKey, kKey + L"\\a"));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(
+          "DEBUG getRegistryKeysValuesRecursively: hkey_local_machine---------hkey is NULL---------------SOFTWARE\\X",
+          "DEBUG getRegistryKeysValuesRecursively: nothing---------hkey is NULL---------------nothing",
+          "DEBUG getRegistryKeysValuesRecursively: ---------hkey is NULL---------------"));
+}
+
+TEST_F(RegistryWalk, ReachesTwoHundredLevels) {
+  RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kSubkey, KEY_ALL_ACCESS);
+  Rows expectedKeys = {kKey};
+  Rows expectedValues;
+  for (int level = 0; level < 200; ++level) {
+    RegistryKey child;
+    ASSERT_EQ(::RegCreateKeyExW(key.get(), L"k", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, child.put(), nullptr),
+              ERROR_SUCCESS);
+    ASSERT_EQ(::RegSetValueExW(child.get(), L"v", 0, REG_SZ, nullptr, 0), ERROR_SUCCESS);
+    expectedKeys.push_back(expectedKeys.back() + L"\\k");
+    expectedValues.insert(expectedValues.begin(), expectedKeys.back() + L"\\v");
+    key = std::move(child);
+  }
+  keys_ = {kKey};
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_EQ(keys_, expectedKeys);
+  EXPECT_EQ(values_, expectedValues);
+}
+
+// Rows in another spelling, rows above and below each other, and duplicates must all come out as the plain rule has it.
+TEST_F(RegistryWalk, GivesWhatThePlainRuleGivesForRandomTrees) {
+  std::mt19937 random(4711);
+  const auto pick = [&random](std::size_t count) {
+    return std::uniform_int_distribution<std::size_t>(0, count - 1)(random);
+  };
+  for (int round = 0; round < 60; ++round) {
+    const std::wstring top = kKey + L"\\round" + std::to_wstring(round);
+    Rows planted = {top};
+    plantKey(top);
+    for (std::size_t count = pick(40); count > 0; --count) {
+      const std::wstring key = planted[pick(planted.size())] + L"\\" + std::wstring(1 + pick(2), L"aBc"[pick(3)]);
+      plantKey(key);
+      planted.push_back(key);
+      if (pick(2) == 0) {
+        plantString(key, pick(4) == 0 ? L"" : std::wstring(1, L"xYz"[pick(3)]), L"");
+      }
+    }
+    Rows keys;
+    for (std::size_t count = 1 + pick(6); count > 0; --count) {
+      std::wstring row = planted[pick(planted.size())];
+      const std::size_t kind = pick(8);
+      if (kind == 0) {
+        row += L"\\missing";
+      } else if (kind == 1) {
+        row += L"\\";
+      } else if (kind == 2) {
+        row.replace(row.find(L"SOFTWARE"), 8, L"software");
+      }
+      keys.push_back(row);
+    }
+    Rows values;
+    if (pick(2) == 0) {
+      values.push_back(planted.back() + L"\\x");
+    }
+    Rows plainKeys = keys;
+    Rows plainValues = values;
+    plainWalk(plainKeys, plainValues);
+    getRegistryKeysValuesRecursively(keys, values);
+    ASSERT_EQ(keys, plainKeys) << "round " << round;
+    ASSERT_EQ(values, plainValues) << "round " << round;
+  }
+}
+
+using SkipKeys = RegistryWalk;
+
+TEST_F(SkipKeys, LeavesAnEmptyListAlone) {
+  const CapturedLog log;
+  SkipKeysWithChildren(keys_);
+  EXPECT_THAT(keys_, IsEmpty());
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(SkipKeys, TakesOutAKeyThatHasASubkey) {
+  plantKey(kKey + L"\\parent\\child");
+  keys_ = {kKey + L"\\parent"};
+  const CapturedLog log;
+  SkipKeysWithChildren(keys_);
+  EXPECT_THAT(keys_, IsEmpty());
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------Skipping Registry key -- " + narrow(kKey) +
+                                       "\\parent -- as it contains other registries-------------"));
+}
+
+TEST_F(SkipKeys, KeepsAKeyThatHasOnlyValues) {
+  plantString(kKey, L"name", L"text");
+  keys_ = {kKey};
+  const CapturedLog log;
+  SkipKeysWithChildren(keys_);
+  EXPECT_THAT(keys_, ElementsAre(kKey));
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(SkipKeys, KeepsAKeyThatIsNotThere) {
+  keys_ = {kKey + L"\\missing"};
+  SkipKeysWithChildren(keys_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\missing"));
+}
+
+TEST_F(SkipKeys, KeepsAKeyWithAnUnknownRoot) {
+  keys_ = {L"HKLM\\SOFTWARE"};
+  const CapturedLog log;
+  SkipKeysWithChildren(keys_);
+  EXPECT_THAT(keys_, ElementsAre(L"HKLM\\SOFTWARE"));
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG getRegistryKeysValuesRecursively: HKLM---------hkey is "
+                                       "NULL---------------SOFTWARE"));
+}
+
+TEST_F(SkipKeys, LooksAtEachKeyOfARowOfSeveral) {
+  plantKey(kKey + L"\\p\\child");
+  plantKey(kKey + L"\\q\\child");
+  plantKey(kKey + L"\\r");
+  keys_ = {kKey + L"\\p", kKey + L"\\q", kKey + L"\\r", kKey + L"\\p", kKey + L"\\r"};
+  const CapturedLog log;
+  SkipKeysWithChildren(keys_);
+  EXPECT_THAT(keys_, ElementsAre(kKey + L"\\r", kKey + L"\\r"));
+  const auto line = [](const std::string& name) {
+    return "DEBUG -----------Skipping Registry key -- " + narrow(kKey) + "\\" + name +
+           " -- as it contains other registries-------------";
+  };
+  EXPECT_THAT(log.lines(), ElementsAre(line("p"), line("q"), line("p")));
+}

@@ -1,0 +1,53 @@
+#include "system/unique_rows.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+using testing::ElementsAre;
+
+TEST(UniqueRows, AppendsANewRowAtTheEnd) {
+  std::vector<std::wstring> rows = {L"b"};
+  UniqueRows unique(rows);
+  EXPECT_TRUE(unique.append(L"a"));
+  EXPECT_THAT(rows, ElementsAre(L"b", L"a"));
+}
+
+TEST(UniqueRows, RefusesARowThatTheListHeldBefore) {
+  std::vector<std::wstring> rows = {L"a", L"b"};
+  UniqueRows unique(rows);
+  EXPECT_FALSE(unique.append(L"b"));
+  EXPECT_THAT(rows, ElementsAre(L"a", L"b"));
+}
+
+TEST(UniqueRows, RefusesARowThatItHasAppended) {
+  std::vector<std::wstring> rows;
+  UniqueRows unique(rows);
+  EXPECT_TRUE(unique.append(L"a"));
+  EXPECT_FALSE(unique.append(L"a"));
+  EXPECT_THAT(rows, ElementsAre(L"a"));
+}
+
+TEST(UniqueRows, LeavesDuplicatesThatTheListHeldBefore) {
+  std::vector<std::wstring> rows = {L"a", L"a"};
+  UniqueRows unique(rows);
+  EXPECT_FALSE(unique.append(L"a"));
+  EXPECT_THAT(rows, ElementsAre(L"a", L"a"));
+}
+
+TEST(UniqueRows, ComparesWholeRowsWithCase) {
+  std::vector<std::wstring> rows = {L"C:\\ORV"};
+  UniqueRows unique(rows);
+  for (const wchar_t* row : {L"C:\\orv", L"C:\\ORV\\", L"C:\\\\ORV", L"C:\\OR", L" C:\\ORV", L"C:\\ORV ", L""}) {
+    EXPECT_TRUE(unique.append(row)) << testing::PrintToString(row);
+  }
+  EXPECT_EQ(rows.size(), 8u);
+}
+
+TEST(UniqueRows, SeesBehindAnEmbeddedZero) {
+  std::vector<std::wstring> rows = {std::wstring(L"a\0b", 3)};
+  UniqueRows unique(rows);
+  EXPECT_TRUE(unique.append(std::wstring(L"a\0c", 3)));
+  EXPECT_FALSE(unique.append(std::wstring(L"a\0b", 3)));
+}
