@@ -22,8 +22,8 @@ enum class ActionKind : int {
 // Carries out `items` one after the other on the calling thread and appends each item that failed to `failures`, as it
 // stands. `factoryResetMode` matters to FileDelete alone: nothing is then left for the next restart. Returns true for
 // an empty list; else false after a failure, where a DirectoryDelete that worked at the second try sets it back to
-// true. A task or image name with * or ? is refused with an ERROR line and fails, since the system's tools would read it
-// as "all". Exceptions of an operation leave with the rest of the list undone.
+// true. A task or image name with * or ? is refused with an ERROR line and fails, since the system's tools would read
+// it as "all". Exceptions of an operation leave with the rest of the list undone.
 bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
                     bool factoryResetMode);
 

@@ -2,17 +2,17 @@
 
 #include <algorithm>
 #include <bit>
-#include <limits>
+#include <cstdint>
+#include <functional>
+#include <numeric>
 #include <utility>
 
 namespace {
 
-constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
-
 // Depths by position in a binary tree of maxima, to find the next deeper row without looking at each one.
 class DepthTree {
  public:
-  explicit DepthTree(const std::vector<std::size_t>& depths)
+  explicit DepthTree(const std::vector<std::uint32_t>& depths)
       : leaves_(std::bit_ceil(std::max<std::size_t>(depths.size(), 1))), maxima_(2 * leaves_, 0) {
     // Depths are held one higher, so that the unused leaves are below every row.
     for (std::size_t i = 0; i < depths.size(); ++i) {
@@ -23,34 +23,32 @@ class DepthTree {
     }
   }
 
-  std::size_t depthAt(std::size_t position) const { return maxima_[leaves_ + position] - 1; }
+  std::uint32_t depthAt(std::size_t position) const { return maxima_[leaves_ + position] - 1; }
 
-  void set(std::size_t position, std::size_t depth) {
+  void set(std::size_t position, std::uint32_t depth) {
     std::size_t node = leaves_ + position;
     maxima_[node] = depth + 1;
     while (node > 1) {
       node /= 2;
-      maxima_[node] = std::max(maxima_[2 * node], maxima_[2 * node + 1]);
+      const std::uint32_t maximum = std::max(maxima_[2 * node], maxima_[2 * node + 1]);
+      if (maxima_[node] == maximum) {
+        break;  // nothing changes above either
+      }
+      maxima_[node] = maximum;
     }
   }
 
-  // The first position behind `position` whose row is deeper than `depth`, or kNone.
-  std::size_t firstDeeperBehind(std::size_t position, std::size_t depth) const {
-    const std::size_t wanted = depth + 1;
+  // The first position behind `position` whose row is deeper than `depth`. There must be one.
+  std::size_t firstDeeperBehind(std::size_t position, std::uint32_t depth) const {
+    const std::uint32_t wanted = depth + 1;
     std::size_t node = leaves_ + position;
     // Up to the first right neighbour that holds a deeper row, then down its left side.
-    for (;;) {
-      while (node > 1 && node % 2 == 1) {
+    do {
+      while (node % 2 == 1) {
         node /= 2;
       }
-      if (node <= 1) {
-        return kNone;
-      }
       ++node;
-      if (maxima_[node] > wanted) {
-        break;
-      }
-    }
+    } while (maxima_[node] <= wanted);
     while (node < leaves_) {
       node *= 2;
       if (maxima_[node] <= wanted) {
@@ -62,7 +60,7 @@ class DepthTree {
 
  private:
   std::size_t leaves_;
-  std::vector<std::size_t> maxima_;
+  std::vector<std::uint32_t> maxima_;
 };
 
 }  // namespace
@@ -72,22 +70,32 @@ std::size_t CountBackslashes(std::wstring_view path) {
 }
 
 void SortByDepth(std::vector<std::wstring>& list) {
-  std::vector<std::size_t> depths(list.size());
-  std::transform(list.begin(), list.end(), depths.begin(), [](const auto& row) { return CountBackslashes(row); });
+  std::vector<std::uint32_t> depths(list.size());
+  std::transform(list.begin(), list.end(), depths.begin(),
+                 [](const auto& row) { return static_cast<std::uint32_t>(CountBackslashes(row)); });
   DepthTree tree(depths);
+  std::sort(depths.begin(), depths.end(), std::greater<>());  // what each position holds in the end
 
   // The exchange sort's pass for one position swaps with each later row that is deeper than what it holds by then: it
   // hands every row of that chain on to the place of the next one, and takes the last itself. Only the chain is
-  // visited.
+  // visited; it ends at the deepest row that is left.
+  std::vector<std::size_t> order(list.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
   for (std::size_t position = 0; position < list.size(); ++position) {
-    std::size_t held = tree.depthAt(position);
-    for (std::size_t next = tree.firstDeeperBehind(position, held); next != kNone;
-         next = tree.firstDeeperBehind(next, held)) {
-      std::swap(list[position], list[next]);
-      const std::size_t deeper = tree.depthAt(next);
+    std::uint32_t held = tree.depthAt(position);
+    for (std::size_t next = position; held != depths[position];) {
+      next = tree.firstDeeperBehind(next, held);
+      std::swap(order[position], order[next]);
+      const std::uint32_t deeper = tree.depthAt(next);
       tree.set(next, held);
       held = deeper;
     }
-    tree.set(position, held);
   }
+
+  std::vector<std::wstring> sorted;
+  sorted.reserve(list.size());
+  for (const std::size_t position : order) {
+    sorted.push_back(std::move(list[position]));
+  }
+  list = std::move(sorted);
 }
