@@ -8,6 +8,8 @@
 #include "app/cleanup_session.h"
 #include "app/restore_point.h"
 #include "app/vulkan_entries.h"
+#include "applications/store_apps.h"
+#include "applications/uninstall_runner.h"
 #include "manifest/collectors.h"
 #include "manifest/path_expansion.h"
 #include "manifest/tracker_commands.h"
@@ -48,7 +50,10 @@ bool CleanupSession::confirmWithUser() {
 }
 
 void CleanupSession::runMainPass() {
+  selectEligibleApplications();
+  selectEligibleDrivers();
   preUninstallRegistryStage();
+  filterInstalledApplications();
   commandStage();
   processStage();
   serviceStage();
@@ -127,6 +132,10 @@ void CleanupSession::shortcutStage() {
 
 void CleanupSession::applicationStage() {
   LogDebug(L"-----------Uninstalling Applications Started-------------");
+  UninstallApplications(eligibleApplications, failedApplications, removedApplications);
+  for (const std::wstring& pattern : scrubListData->InclusionUWP) {
+    RemoveStoreApp(pattern);
+  }
   LogDebug(L"-----------Uninstalling Applications Ended-------------");
 }
 
@@ -170,6 +179,7 @@ void CleanupSession::collectDirectoriesFilesAndTasks() {
 }
 
 void CleanupSession::scheduledTaskStage() {
+  RunSupportTypeUpdateTask();
   LogDebug(L"-----------Deletions of Scheduled Tasks Started-------------");
   ExecuteActions(ActionKind::ScheduledTask, scheduledTasks, failedScheduledTasks, false);
   LogDebug(L"-----------Deletions of Scheduled Tasks Ended-------------");

@@ -9,7 +9,6 @@
 
 std::int32_t quitRequested = 0;
 bool rebootAfterRun = false;
-bool applicationRebootNeeded = false;
 bool deviceRebootNeeded = false;
 std::vector<std::wstring> driverFiles;
 HINSTANCE moduleInstance = nullptr;

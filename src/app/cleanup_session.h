@@ -18,8 +18,7 @@
 extern std::int32_t quitRequested;
 // Set by the switch `reboot`.
 extern bool rebootAfterRun;
-// Set when an uninstaller, or the removal of a device, needs a restart to finish. Only ever set.
-extern bool applicationRebootNeeded;
+// Set when the removal of a device needs a restart to finish. Only ever set.
 extern bool deviceRebootNeeded;
 // Files that removed drivers have left, to be deleted after them.
 extern std::vector<std::wstring> driverFiles;
@@ -138,6 +137,14 @@ class CleanupSession {
   // The 32-bit tables are part of the session's data and are read by nothing.
   std::map<std::wstring, std::wstring> vulkanRegistryValues32;
   std::vector<std::wstring> vulkanFiles32;
+
+  // Chooses the packages that are to go and protects what the others list.
+  void selectEligibleApplications();
+  void selectEligibleDrivers();
+  // Narrows the applications to those that the installer knows, one for each upgrade code, and lists them. One branding
+  // package of one version is wiped here. Throws std::out_of_range for a control panel version of less than three
+  // characters, and what ForceRemoveProduct throws.
+  void filterInstalledApplications();
 
  private:
   void resetProgressValue();

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
+#include "applications/uninstall_runner.h"
 #include "manifest/path_expansion.h"
 #include "system/file_operations.h"
 #include "system/log.h"
@@ -36,6 +37,17 @@ void logSections(std::initializer_list<FailureSection> sections) {
       logRows(section.rows);
     }
   }
+}
+
+// What the retry has removed counts as removed, in the order of the list.
+void moveRemoved(std::vector<ApplicationPackage>& failed, std::vector<ApplicationPackage>& removed) {
+  std::erase_if(failed, [&removed](const ApplicationPackage& application) {
+    if (application.UninstallResult != ERROR_SUCCESS) {
+      return false;
+    }
+    removed.push_back(application);
+    return true;
+  });
 }
 
 void deleteExtractedManifest(const std::wstring& path) {
@@ -84,6 +96,11 @@ void CleanupSession::finishRun() {
   logSections({{L"-----------Failed Stopping Services---------------", failedServices},
                {L"-----------Failed Termination of Processes---------------", failedProcesses},
                {L"-----------Failed Deletions of Scheduled Tasks---------------", failedScheduledTasks}});
+  if (!failedApplications.empty()) {
+    LogDebug(L"-----------Retry of Failed of Applications---------------");
+    RetryFailedApplications(failedApplications);
+    moveRemoved(failedApplications, removedApplications);
+  }
   if (!failedDrivers.empty()) {
     LogDebug(L"-----------Failed Deletions of Drivers---------------");
     for (const DriverPackage& package : failedDrivers) {

@@ -154,6 +154,27 @@ std::string RunCommandCaptureOutput(const std::wstring& command) {
   }
 }
 
+DWORD RunCommand(const std::wstring& commandLine, const std::wstring& workingDirectory, bool wait) {
+  std::wstring command = L"cmd.exe /C \"" + commandLine + L"\"";
+  STARTUPINFOW startupInfo = {};
+  startupInfo.cb = sizeof(startupInfo);
+  PROCESS_INFORMATION information = {};
+  if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
+                        workingDirectory.c_str(), &startupInfo, &information)) {
+    const DWORD error = ::GetLastError();
+    LogError(L"Failed Applications uninstall : cmd: %s ,error code\t:\t%d", commandLine.c_str(), error);
+    return error;
+  }
+  const KernelHandle process(information.hProcess);
+  const KernelHandle thread(information.hThread);
+  if (wait) {
+    ::WaitForSingleObject(process.get(), INFINITE);
+  }
+  DWORD exitCode = 0;
+  ::GetExitCodeProcess(process.get(), &exitCode);
+  return exitCode;
+}
+
 void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& parameters) {
   std::thread thread([&file, &parameters] {
     enterApartment();

@@ -21,6 +21,11 @@ DWORD LaunchProcessAndWait(const std::wstring& file, const std::wstring& paramet
 // filled up with zero bytes: the result is made for searching, not for printing. No time-out; polls without a pause.
 std::string RunCommandCaptureOutput(const std::wstring& command);
 
+// Runs `cmd.exe /C "<commandLine>"`. With `wait` it waits without a limit and returns the exit code; without, the code
+// is read at once and is STILL_ACTIVE (259) while the command runs. A command that cannot be started is logged and
+// gives the system's error, which the caller cannot tell from an exit code.
+DWORD RunCommand(const std::wstring& commandLine, const std::wstring& workingDirectory, bool wait);
+
 // Runs ShellExecuteExW on a thread of its own, in a single-threaded apartment, and waits for that thread, not for the
 // program. The result is not looked at.
 void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& parameters);

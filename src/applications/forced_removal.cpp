@@ -1,0 +1,223 @@
+#include "applications/forced_removal.h"
+
+#include <algorithm>
+#include <cwctype>
+#include <stdexcept>
+
+#include "applications/installer_products.h"
+#include "system/directory_walk.h"
+#include "system/log.h"
+#include "system/registry.h"
+#include "system/text_case.h"
+
+namespace {
+
+constexpr REGSAM kReadWrite = KEY_READ | KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
+
+constexpr wchar_t kUninstallList[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+constexpr wchar_t kUserData[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
+constexpr wchar_t kUserDataUpgradeCodes[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UpgradeCodes";
+constexpr wchar_t kInstallerFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\Folders";
+
+// A product's registration as it stands in the classes root, under the machine's classes and under each user.
+struct Registration {
+  HKEY root;
+  std::wstring installerKey;
+};
+
+// What cannot be read or found takes no part; the walk goes on behind the call.
+template <class Step>
+void guarded(Step step) {
+  try {
+    step();
+  } catch (...) {
+  }
+}
+
+// The product code in a text such as "MsiExec.exe /X{...}". Throws std::out_of_range when there is none, and when what
+// stands in its place would lead out of the installer's folder or name that folder itself.
+std::wstring ExtractBracedGuid(const std::wstring& text) {
+  const std::size_t open = text.find(L'{');
+  const std::size_t close = text.find(L'}');
+  if (open == std::wstring::npos || close < open) {
+    throw std::out_of_range("no product code");
+  }
+  std::wstring code = text.substr(open, close == std::wstring::npos ? close : close - open + 1);
+  if (code.size() < 2 || code.find_first_of(L"\\/:") != std::wstring::npos) {
+    throw std::out_of_range("no product code");
+  }
+  return code;
+}
+
+std::wstring iconFolder(const std::wstring& code) {
+  wchar_t windows[MAX_PATH] = {};
+  ::GetWindowsDirectoryW(windows, MAX_PATH);
+  std::wstring folder = windows;
+  if (folder.ends_with(L'\\')) {
+    folder.pop_back();
+  }
+  return folder + L"\\Installer\\" + code;
+}
+
+// Deletes the product's icon folder and takes it out of the installer's list of folders.
+void removeIconFolder(const std::wstring& code) {
+  const std::wstring folder = iconFolder(code);
+  if (!removeSingleEntry(folder) && ::GetLastError() == ERROR_DIR_NOT_EMPTY) {
+    guarded([&folder] { removeTree(folder); });
+  }
+  const RegistryKey folders = OpenRegistryKey(HKEY_LOCAL_MACHINE, kInstallerFolders, kReadWrite);
+  for (const std::wstring& name : ListValueNames(folders.get())) {
+    if (ContainsNoCase(name, folder)) {
+      ::RegDeleteValueW(folders.get(), name.c_str());
+    }
+  }
+}
+
+// Takes the product out of each key below `path` that lists products by value name. A key that lists no other goes.
+void removeFromProductLists(HKEY root, const std::wstring& path, const std::wstring& product) {
+  const RegistryKey lists = OpenRegistryKey(root, path, kReadWrite);
+  for (const std::wstring& name : EnumerateSubkeys(lists.get())) {
+    const RegistryKey list = OpenRegistryKey(lists.get(), name, kReadWrite);
+    const std::vector<std::wstring> products = ListValueNames(list.get());
+    if (std::find(products.begin(), products.end(), product) == products.end()) {
+      continue;
+    }
+    if (products.size() > 1) {
+      ::RegDeleteValueW(list.get(), product.c_str());
+    } else {
+      ::RegDeleteTreeW(lists.get(), name.c_str());
+    }
+  }
+}
+
+void removeFromUninstallList(const std::wstring& productName) {
+  const RegistryKey list = OpenRegistryKey(HKEY_LOCAL_MACHINE, kUninstallList, kReadWrite);
+  for (const std::wstring& entry : EnumerateSubkeys(list.get())) {
+    guarded([&] {
+      if (equalsNoCase(GetRegistryString(list.get(), entry.c_str(), L"DisplayName"), productName)) {
+        ::RegDeleteTreeW(list.get(), entry.c_str());
+      }
+    });
+  }
+}
+
+void removeUserDataOfProduct(HKEY products, const std::wstring& sid, const std::wstring& product,
+                             const std::wstring& productName) {
+  const RegistryKey properties = OpenRegistryKey(products, product + L"\\InstallProperties", kReadWrite);
+  if (!equalsNoCase(GetRegistryString(properties.get(), nullptr, L"DisplayName"), productName)) {
+    return;
+  }
+  guarded(
+      [&] { removeIconFolder(ExtractBracedGuid(GetRegistryString(properties.get(), nullptr, L"UninstallString"))); });
+  removeFromProductLists(HKEY_LOCAL_MACHINE, kUserDataUpgradeCodes, product);
+  removeFromProductLists(HKEY_LOCAL_MACHINE, kUserData + (L"\\" + sid) + L"\\Components", product);
+  removeSingleEntry(GetRegistryString(properties.get(), nullptr, L"LocalPackage"));
+  ::RegDeleteTreeW(products, product.c_str());
+}
+
+void removeUserData(const std::wstring& productName) {
+  const std::vector<std::wstring> sids =
+      EnumerateSubkeys(OpenRegistryKey(HKEY_LOCAL_MACHINE, kUserData, kReadWrite).get());
+  for (const std::wstring& sid : sids) {
+    if (!ContainsNoCase(sid, L"s-1-5")) {
+      continue;
+    }
+    guarded([&] {
+      const RegistryKey products =
+          OpenRegistryKey(HKEY_LOCAL_MACHINE, kUserData + (L"\\" + sid) + L"\\Products", kReadWrite);
+      for (const std::wstring& product : EnumerateSubkeys(products.get())) {
+        guarded([&] { removeUserDataOfProduct(products.get(), sid, product, productName); });
+      }
+    });
+  }
+}
+
+// Removes the products of one registration that bear the name. `removeFiles` is called for each, before its entries go.
+template <class RemoveFiles>
+void removeRegistration(const Registration& registration, const std::wstring& productName, RemoveFiles removeFiles) {
+  const RegistryKey products =
+      OpenRegistryKey(registration.root, registration.installerKey + L"\\Products", kReadWrite);
+  for (const std::wstring& product : EnumerateSubkeys(products.get())) {
+    guarded([&] {
+      if (!equalsNoCase(GetRegistryString(products.get(), product.c_str(), L"ProductName"), productName)) {
+        return;
+      }
+      removeFiles(products.get(), product);
+      removeFromProductLists(registration.root, registration.installerKey + L"\\UpgradeCodes", product);
+      const RegistryKey features =
+          OpenRegistryKey(registration.root, registration.installerKey + L"\\Features", kReadWrite);
+      ::RegDeleteTreeW(features.get(), product.c_str());
+      ::RegDeleteTreeW(products.get(), product.c_str());
+    });
+  }
+}
+
+void removeNoFiles(HKEY, const std::wstring&) {}
+
+void removeIconFolderOf(HKEY products, const std::wstring& product) {
+  guarded([&] { removeIconFolder(ExtractBracedGuid(GetRegistryString(products, product.c_str(), L"ProductIcon"))); });
+}
+
+void removeRegistrationOfUsers(const std::wstring& productName) {
+  const RegistryKey users = OpenRegistryKey(HKEY_USERS, L"", kReadWrite);
+  for (const std::wstring& user : EnumerateSubkeys(users.get())) {
+    guarded([&] {
+      removeRegistration({HKEY_USERS, user + L"\\Software\\Microsoft\\Installer"}, productName, removeNoFiles);
+    });
+  }
+}
+
+}  // namespace
+
+bool ContainsNoCase(const std::wstring& text, const std::wstring& part) {
+  return !text.empty() &&
+         std::search(text.begin(), text.end(), part.begin(), part.end(), [](wchar_t one, wchar_t other) {
+           return std::towupper(one) == std::towupper(other);
+         }) != text.end();
+}
+
+std::vector<std::wstring> ListValueNames(HKEY key) {
+  DWORD count = 0;
+  DWORD longestName = 0;
+  LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, &longestName,
+                                      nullptr, nullptr, nullptr);
+  if (status != ERROR_SUCCESS) {
+    throw RegKeyError(status, "Unable to get query key information");
+  }
+  ++longestName;  // the terminator
+  std::vector<std::wstring> names;
+  for (DWORD index = 0; index < count; ++index) {
+    std::wstring name(longestName, L'\0');
+    DWORD length = longestName;
+    status = ::RegEnumValueW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+    if (status != ERROR_SUCCESS) {
+      throw RegKeyError(status, "Unable to get enumerate subkeys");
+    }
+    name.resize(length);
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
+void ForceRemoveProduct(const std::wstring& productName) {
+  removeFromUninstallList(productName);
+  removeUserData(productName);
+  removeRegistration({HKEY_CLASSES_ROOT, L"Installer"}, productName, removeIconFolderOf);
+  removeRegistration({HKEY_LOCAL_MACHINE, L"Software\\Classes\\Installer"}, productName, removeNoFiles);
+  removeRegistrationOfUsers(productName);
+}
+
+void forceRemoveProducts(const std::set<std::wstring>& productNames) {
+  for (const std::wstring& name : productNames) {
+    LogDebug(L"Force removing %s.", name.c_str());
+    ForceRemoveProduct(name);
+  }
+}
+
+int ForceRemoveRelatedProducts(const std::wstring& upgradeCode) {
+  std::set<std::wstring> names;
+  forEachRelatedProduct(upgradeCode,
+                        [&names](const std::wstring& productCode) { collectProductName(productCode, names); });
+  forceRemoveProducts(names);
+  return -1;
+}
