@@ -7,6 +7,7 @@
 #   leftovers_plant_list_alone ROWS              the same without the neighbours
 #   leftovers_expected ROWS SNAPSHOT             the things of a snapshot that a full run removes (see expected_gone.awk)
 #   leftovers_absent ROWS SNAPSHOT               the listed rows that mean nothing in a snapshot
+#   leftovers_driver_services MANIFEST           the services of the driver packages that a run considers
 #   leftovers_image_names ROWS                   the programs that a full run ends
 
 leftovers_here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -31,5 +32,11 @@ leftovers_plant_list() { leftovers_awk plant_list.awk "$1"; }
 leftovers_plant_list_alone() { leftovers_awk plant_list.awk alone=1 "$1"; }
 leftovers_expected() { leftovers_awk expected_gone.awk "$1" "$2" | LC_ALL=C sort -u; }
 leftovers_absent() { leftovers_awk expected_gone.awk unused=1 "$1" "$2"; }
+
+leftovers_driver_services() {
+    jq -r '(["DisplayDriver", "DisplayDriver64"] + .InclusionList.Drivers) as $considered
+        | .Packages.ORVDrivers | to_entries[] | select(.key | IN($considered[])) | .value.Services[]' "$1" |
+        LC_ALL=C sort -u
+}
 
 leftovers_image_names() { awk -F'\t' '$1 == "listed" && $2 == "process" { print $3 }' "$1"; }

@@ -133,6 +133,8 @@ TEST_F(CleanupSequence, DisabledCleanupEndsBehindTheRestorePoint) {
 TEST_F(CleanupSequence, StagesStandInTheFixedOrder) {
   run();
   EXPECT_EQ(stageLines(), (std::vector<std::string>{
+                              "-----------Applications Eligible to Unistall-------------",
+                              "-----------Drivers Eligible to Unistall-------------",
                               "-----------Deletion of Preuninstall Registries Values Started-------------",
                               "-----------Deletion of Preuninstall Registries Values Ended-------------",
                               "-----------Execution of Commands Started-------------",

@@ -11,6 +11,7 @@
 
 #include "app/cleanup_session.h"
 #include "app/finish_run.h"
+#include "applications/uninstall_runner.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"

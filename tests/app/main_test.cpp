@@ -30,6 +30,7 @@ bool windowCreationFails = false;
 int createdWindows = 0;
 bool getMessageFails = false;
 
+constexpr wchar_t kControlPanelKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\LM";
 constexpr wchar_t kCleanupKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX Installer\\Install\\Cleanup";
 
 }  // namespace
@@ -194,6 +195,17 @@ TEST_F(Program, EscapedExceptionIsLoggedAndExitsWithZero) {
   EXPECT_EQ(lines[lines.size() - 3], "DEBUG Loading ScrubList.JSON File Failed!!!");
   EXPECT_EQ(lines[lines.size() - 2], "DEBUG Getting Generic Data from ScrubList.JSON File");
   EXPECT_EQ(lines[lines.size() - 1], "DEBUG CleanUp:: No such node (Generic.ScheduledTasks)");
+}
+
+TEST_F(Program, ControlPanelVersionThatIsTooShortEndsTheRunWithOneLine) {
+  plantString(kControlPanelKey, L"LMVersion", L"21");
+  const CapturedLog log;
+  EXPECT_EQ(start(L"silent"), 0);
+  removeKey(kControlPanelKey);
+  const std::vector<std::string> lines = log.lines();
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(lines[lines.size() - 2], "DEBUG -----------Deletion of Preuninstall Registries Values Ended-------------");
+  EXPECT_TRUE(lines.back().starts_with("DEBUG CleanUp:: ")) << lines.back();
 }
 
 TEST_F(Program, ProgressPercentageIsZeroAfterTheStart) {

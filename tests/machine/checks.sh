@@ -96,6 +96,16 @@ expect_only_allowed_changes() {
     expect_empty "changes for which there is no reason" "$work/unexplained.txt"
 }
 
+# absent_driver_services - those of the considered driver packages that the machine did not hold. They can't be stopped,
+# which the log lists as failed.
+absent_driver_services() {
+    local service
+    leftovers_driver_services "$case_root/src/resources/ScrubList.JSON" | while IFS= read -r service; do
+        grep -qiF -- "key	HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\$service	" "$work/before.tsv" ||
+            printf '%s\n' "$service"
+    done
+}
+
 # log_messages - the messages of the log, without thread, time and level.
 log_messages() { sed -n 's/^Thread Id:[0-9]*\t[^\t]*\t[A-Z]*\t//p' "$work/log.txt"; }
 

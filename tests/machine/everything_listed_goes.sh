@@ -53,4 +53,5 @@ GONE
 
 expect_log_form
 expect_stages "$case_here/expected/stages_everything_listed.txt"
+absent_driver_services | expect_section '-----------Failed Stopping Services---------------'
 end_case

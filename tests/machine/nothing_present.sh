@@ -20,7 +20,7 @@ GONE
 
 expect_log_form
 expect_stages "$case_here/expected/stages_nothing_present.txt"
-listed service | expect_section '-----------Failed Stopping Services---------------'
+{ listed service; absent_driver_services; } | expect_section '-----------Failed Stopping Services---------------'
 {
     listed key
     listed empty-key

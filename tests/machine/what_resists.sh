@@ -53,7 +53,7 @@ GONE
 
 expect_log_form
 expect_stages "$case_here/expected/stages_what_resists.txt"
-expect_section '-----------Failed Stopping Services---------------' <<<"$service"
+{ echo "$service"; absent_driver_services; } | expect_section '-----------Failed Stopping Services---------------'
 expect_section '-----------Failed Deletion of Registry Keys---------------' <<<"$refusing_key"
 expect_logged "FileOperation::Delete - Skip deletion of log file [$held_log], Error Code[32]"
 expect_logged_prefix "FileOperation::Delete - Mark File[$held] as deleted until reboot, Error Code["

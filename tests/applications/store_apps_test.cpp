@@ -1,0 +1,272 @@
+// store_apps_test - the removal of store apps through PowerShell, and the start of the one scheduled task.
+#include "applications/store_apps.h"
+
+#include <optional>
+
+#include <gmock/gmock.h>
+
+#include "support/captured_log.h"
+#include "support/link_seam.h"
+#include "support/test_child.h"
+#include "support/test_folder.h"
+#include "support/text.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+struct Start {
+  std::wstring commandLine;
+  std::wstring directory;
+  HANDLE process;
+};
+std::vector<Start> starts;
+std::vector<HANDLE> waitedFor;
+std::optional<DWORD> startFailure;
+bool startsNothing = false;  // the real program is not to run; a process that has ended stands in for it
+std::optional<DWORD> exitCodeOfChild;
+
+}  // namespace
+
+LINK_SEAM(BOOL, CreateProcessW,
+          (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
+           LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
+           LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
+  starts.push_back({commandLine, directory ? directory : L"", nullptr});
+  if (startFailure) {
+    ::SetLastError(*startFailure);
+    return FALSE;
+  }
+  std::wstring nothing = L"cmd.exe /C exit 0";
+  const BOOL result = realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
+      application, startsNothing ? nothing.data() : commandLine, processSecurity, threadSecurity, inherit, flags,
+      environment, startsNothing ? nullptr : directory, startup, process);
+  starts.back().process = process->hProcess;
+  return result;
+}
+
+LINK_SEAM(BOOL, GetExitCodeProcess, (HANDLE process, LPDWORD exitCode)) {
+  if (exitCodeOfChild) {
+    *exitCode = *exitCodeOfChild;
+    return TRUE;
+  }
+  return realFunction<decltype(&::GetExitCodeProcess)>(L"kernel32.dll", "GetExitCodeProcess")(process, exitCode);
+}
+
+LINK_SEAM(DWORD, WaitForSingleObject, (HANDLE object, DWORD milliseconds)) {
+  if (!starts.empty() && object == starts.back().process && milliseconds == INFINITE) {
+    waitedFor.push_back(object);
+  }
+  return realFunction<decltype(&::WaitForSingleObject)>(L"kernel32.dll", "WaitForSingleObject")(object, milliseconds);
+}
+
+namespace {
+
+constexpr char kAttempt[] = "DEBUG Attempting to uninstall ORV UWP Application";
+constexpr char kFinished[] = "DEBUG Finished uninstalling ORV UWP Application: ";
+constexpr wchar_t kTaskCommand[] = L"schtasks /Run /TN \"ORVScoSupportTypeUpdate\"";
+constexpr char kNarrowTaskCommand[] = "schtasks /Run /TN \"ORVScoSupportTypeUpdate\"";
+constexpr wchar_t kRecordVariable[] = L"RECORD_FILE";
+
+class StoreApps : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    starts.clear();
+    waitedFor.clear();
+    startFailure.reset();
+    startsNothing = false;
+    exitCodeOfChild.reset();
+  }
+
+  CapturedLog log;
+};
+
+constexpr wchar_t kPowerShell[] = L"C:\\windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe";
+
+// This program in PowerShell's place on the machine: it records how it was started.
+class RecordingPowerShell {
+ public:
+  RecordingPowerShell() : record_(folder_ / L"record.txt"), original_(folder_ / L"powershell.exe") {
+    placed_ =
+        ::CopyFileW(kPowerShell, original_.c_str(), TRUE) && ::CopyFileW(ownProgram().c_str(), kPowerShell, FALSE);
+    ::SetEnvironmentVariableW(kRecordVariable, record_.c_str());
+  }
+  ~RecordingPowerShell() {
+    ::CopyFileW(original_.c_str(), kPowerShell, FALSE);
+    ::SetEnvironmentVariableW(kRecordVariable, nullptr);
+  }
+  RecordingPowerShell(const RecordingPowerShell&) = delete;
+  RecordingPowerShell& operator=(const RecordingPowerShell&) = delete;
+
+  bool isPlaced() const { return placed_; }
+  // "<working directory>|<command line>", a line each.
+  std::string record() const { return readFile(record_); }
+
+ private:
+  TestFolder folder_;
+  std::wstring record_;
+  std::wstring original_;
+  bool placed_ = false;
+};
+
+// The other side of the recording. True when this program was started in PowerShell's place.
+bool recordOwnStart() {
+  wchar_t path[MAX_PATH] = L"";
+  if (::_wcsicmp(ownProgram().c_str(), kPowerShell) != 0 ||
+      ::GetEnvironmentVariableW(kRecordVariable, path, MAX_PATH) == 0) {
+    return false;
+  }
+  wchar_t directory[MAX_PATH] = L"";
+  ::GetCurrentDirectoryW(MAX_PATH, directory);
+  const std::string row = narrow(std::wstring(directory) + L"|" + ::GetCommandLineW() + L"\n");
+  const FileHandle file(::CreateFileW(path, FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
+  DWORD written = 0;
+  ::WriteFile(file.get(), row.data(), static_cast<DWORD>(row.size()), &written, nullptr);
+  return true;
+}
+
+}  // namespace
+
+TEST_F(StoreApps, InterpreterGetsTheWholeLineAndIsWaitedFor) {
+  startsNothing = true;
+  RemoveStoreApp(L"OrvaneDevicesInc-2.Sample*");
+  ASSERT_EQ(starts.size(), 1u);
+  EXPECT_EQ(starts[0].commandLine,
+            L"cmd.exe /C \"%SYSTEMROOT%\\System32\\WindowsPowerShell\\v1.0\\powershell.exe \"Get-AppxPackage -AllUsers "
+            L"\"OrvaneDevicesInc-2.Sample*\" | Remove-AppxPackage -AllUsers\"\"");
+  EXPECT_EQ(starts[0].directory, L"C:\\");
+  EXPECT_EQ(waitedFor.size(), 1u);
+  EXPECT_THAT(log.lines(), ElementsAre(kAttempt, std::string(kFinished) + "OrvaneDevicesInc-2.Sample*"));
+}
+
+TEST_F(StoreApps, PowerShellOfTheSystemFolderIsStartedWithTheScript) {
+  const RecordingPowerShell powerShell;
+  ASSERT_TRUE(powerShell.isPlaced());
+  RemoveStoreApp(L"OrvaneDevicesInc-2.Sample*");
+  RemoveStoreApp(L"OrvaneDevicesInc-2.Other*");
+  // Read without waiting for anything: the calls come back when PowerShell has ended.
+  EXPECT_EQ(powerShell.record(),
+            "C:\\|C:\\windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe \"Get-AppxPackage -AllUsers "
+            "\"OrvaneDevicesInc-2.Sample*\" | Remove-AppxPackage -AllUsers\"\n"
+            "C:\\|C:\\windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe \"Get-AppxPackage -AllUsers "
+            "\"OrvaneDevicesInc-2.Other*\" | Remove-AppxPackage -AllUsers\"\n");
+}
+
+TEST_F(StoreApps, ExitCodeOfPowerShellIsNotLookedAt) {
+  startsNothing = true;
+  for (const DWORD code : {DWORD{0}, DWORD{1}, ~DWORD{0}}) {
+    exitCodeOfChild = code;
+    const CapturedLog lines;
+    RemoveStoreApp(L"Maker.App*");
+    EXPECT_THAT(lines.lines(), ElementsAre(kAttempt, std::string(kFinished) + "Maker.App*"));
+  }
+}
+
+TEST_F(StoreApps, FailedStartHasItsErrorLineAndTheClosingLineAllTheSame) {
+  startFailure = ERROR_FILE_NOT_FOUND;
+  RemoveStoreApp(L"Maker.App*");
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(kAttempt,
+                  "ERROR Failed Applications uninstall : cmd: %SYSTEMROOT%\\System32\\WindowsPowerShell\\v1.0\\"
+                  "powershell.exe \"Get-AppxPackage -AllUsers \"Maker.App*\" | Remove-AppxPackage -AllUsers\" ,error "
+                  "code\t:\t2",
+                  std::string(kFinished) + "Maker.App*"));
+}
+
+TEST_F(StoreApps, ConversionsInThePatternPrintNothingAndReadNothing) {
+  const struct {
+    const wchar_t* pattern;
+    const char* printed;
+  } rows[] = {
+      {L"a%sb", "ab"},
+      {L"a%nb", "ab"},
+      {L"a%db", "ab"},
+      {L"%s%s%s%n%n%n", ""},
+      {L"100%%", "100%"},
+      {L"100%", "100"},
+      {L"a%08lxb", "ab"},
+      {L"a%-5.3sb", "ab"},
+      {L"a%*.*fb", "ab"},
+      {L"a%I64db", "ab"},
+      {L"a%hsb", "ab"},
+      {L"%%s", "%s"},
+      {L"%%%s", "%"},
+      {L"%%%", "%"},
+      {L"a%5", "a"},
+      {L"", ""},
+      {L"no sign*", "no sign*"},
+  };
+  startsNothing = true;
+  for (const auto& row : rows) {
+    const CapturedLog lines;
+    RemoveStoreApp(row.pattern);
+    EXPECT_THAT(lines.lines(), ElementsAre(kAttempt, std::string(kFinished) + row.printed)) << narrow(row.pattern);
+    EXPECT_NE(starts.back().commandLine.find(std::wstring(L"-AllUsers \"") + row.pattern + L"\" |"), std::wstring::npos)
+        << "the command has the pattern as it stands";
+  }
+}
+
+TEST_F(StoreApps, NumberedConversionReadsNothing) {
+  startsNothing = true;
+  RemoveStoreApp(L"a%1$sb");
+  ASSERT_EQ(log.lines().size(), 2u);
+  // The log knows no numbered arguments, so what stands behind the sign is text.
+  EXPECT_THAT(log.lines()[1], ::testing::MatchesRegex(std::string(kFinished) + "a.*sb"));
+}
+
+TEST_F(StoreApps, TaskIsStartedInTheUnexpandedFolderAndNotWaitedFor) {
+  startsNothing = true;
+  exitCodeOfChild = STILL_ACTIVE;
+  RunSupportTypeUpdateTask();
+  ASSERT_EQ(starts.size(), 1u);
+  EXPECT_EQ(starts[0].commandLine, std::wstring(L"cmd.exe /C \"") + kTaskCommand + L"\"");
+  EXPECT_EQ(starts[0].directory, L"%SYSTEMROOT%\\System32");
+  EXPECT_TRUE(waitedFor.empty());
+  EXPECT_THAT(log.lines(),
+              ElementsAre(std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
+}
+
+TEST_F(StoreApps, EveryCodeButZeroCountsAsAbleToRun) {
+  startsNothing = true;
+  for (const DWORD code : {DWORD{1}, DWORD{STILL_ACTIVE}, ~DWORD{0}}) {
+    exitCodeOfChild = code;
+    const CapturedLog lines;
+    RunSupportTypeUpdateTask();
+    EXPECT_THAT(lines.lines(),
+                ElementsAre(std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
+  }
+}
+
+TEST_F(StoreApps, TaskThatHasEndedWithZeroCountsAsNotAbleToRun) {
+  startsNothing = true;
+  exitCodeOfChild = 0;
+  RunSupportTypeUpdateTask();
+  EXPECT_THAT(log.lines(),
+              ElementsAre(std::string("DEBUG Not able to run ORVScoSupportTypeUpdate : ") + kNarrowTaskCommand + " "));
+}
+
+TEST_F(StoreApps, UnexpandedFolderIsNoFolderSoTheStartFailsAndCountsAsAbleToRun) {
+  RunSupportTypeUpdateTask();
+  EXPECT_THAT(log.lines(),
+              ElementsAre(std::string("ERROR Failed Applications uninstall : cmd: ") + kNarrowTaskCommand +
+                              " ,error code\t:\t267",
+                          std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
+}
+
+TEST_F(StoreApps, FailedStartOfTheTaskCountsAsAbleToRun) {
+  startFailure = ERROR_ACCESS_DENIED;
+  RunSupportTypeUpdateTask();
+  EXPECT_THAT(log.lines(),
+              ElementsAre(std::string("ERROR Failed Applications uninstall : cmd: ") + kNarrowTaskCommand +
+                              " ,error code\t:\t5",
+                          std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
+}
+
+int main(int argumentCount, char** arguments) {
+  if (recordOwnStart()) {
+    return 0;
+  }
+  ::testing::InitGoogleMock(&argumentCount, arguments);
+  return RUN_ALL_TESTS();
+}
