@@ -11,12 +11,12 @@
 #include <windows.h>
 
 // Two symbols: __imp_X serves callers that see X as imported, X itself those whose header does not say so.
-#define LINK_SEAM(result, name, parameters)                      \
+#define LINK_SEAM(result, name, parameters)                       \
   extern "C" result WINAPI seam_##name parameters __asm__(#name); \
-  extern "C" {                                                   \
-  extern result(WINAPI* __imp_##name) parameters;                \
-  result(WINAPI* __imp_##name) parameters = seam_##name;         \
-  }                                                              \
+  extern "C" {                                                    \
+  extern result(WINAPI* __imp_##name) parameters;                 \
+  result(WINAPI* __imp_##name) parameters = seam_##name;          \
+  }                                                               \
   result WINAPI seam_##name parameters
 
 // The function that LINK_SEAM has replaced.
