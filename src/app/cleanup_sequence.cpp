@@ -148,6 +148,8 @@ void CleanupSession::driverStage() {
     }
     excludedRegistryKeys.push_back(kInstalledPackagesKey);
   }
+  deviceUninstaller.RemoveDrivers(eligibleDrivers, failedDrivers, removedDrivers, {excludedGpus, gpuExclusionRequested},
+                                  factoryReset);
   // From here on the list holds every driver that was acted on, and only those leave files and keys to collect.
   eligibleDrivers = removedDrivers;
   eligibleDrivers.insert(eligibleDrivers.end(), failedDrivers.begin(), failedDrivers.end());

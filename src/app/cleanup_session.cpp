@@ -9,8 +9,6 @@
 
 std::int32_t quitRequested = 0;
 bool rebootAfterRun = false;
-bool deviceRebootNeeded = false;
-std::vector<std::wstring> driverFiles;
 HINSTANCE moduleInstance = nullptr;
 std::wstring languageFilePath;
 

@@ -11,6 +11,7 @@
 
 #include <windows.h>
 
+#include "devices/setup.h"
 #include "manifest/scrub_list.h"
 #include "system/handles.h"
 
@@ -18,10 +19,6 @@
 extern std::int32_t quitRequested;
 // Set by the switch `reboot`.
 extern bool rebootAfterRun;
-// Set when the removal of a device needs a restart to finish. Only ever set.
-extern bool deviceRebootNeeded;
-// Files that removed drivers have left, to be deleted after them.
-extern std::vector<std::wstring> driverFiles;
 // The module that holds the dialogs and bitmaps.
 extern HINSTANCE moduleInstance;
 // The file with the texts in the user's language; while it names no file, the English defaults hold.
@@ -99,6 +96,8 @@ class CleanupSession {
   ScrubList scrubList;
   ScrubListData* scrubListData;  // the records of scrubList
 
+  Setup deviceUninstaller;  // the devices of the machine as they were at the start of the run
+
   std::vector<DriverPackage> failedDrivers;
   std::vector<DriverPackage> removedDrivers;
   std::vector<ApplicationPackage> failedApplications;
@@ -108,6 +107,7 @@ class CleanupSession {
 
   DWORD instanceError;  // GetLastError straight after the mutex was created
   KernelHandle instanceMutex;
+  Setup secondDeviceUninstaller;  // nothing uses it; a machine that refuses a device set says so twice
 
   HINSTANCE instance;
   wchar_t* commandLine;

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <setupapi.h>
+
 // Owns one handle and closes it at the end of its scope. release() gives it up for the few handles that stay open on
 // purpose.
 template <class Traits>
@@ -93,3 +95,24 @@ struct LocalMemoryTraits {
 };
 // Memory that a call has allocated with LocalAlloc: message texts, access lists.
 using LocalMemory = UniqueHandle<LocalMemoryTraits>;
+
+struct DeviceSetTraits {
+  using Type = HDEVINFO;
+  static Type empty() { return INVALID_HANDLE_VALUE; }
+  static void close(Type set) { ::SetupDiDestroyDeviceInfoList(set); }
+};
+using DeviceSet = UniqueHandle<DeviceSetTraits>;
+
+struct InfFileTraits {
+  using Type = HINF;
+  static Type empty() { return INVALID_HANDLE_VALUE; }
+  static void close(Type inf) { ::SetupCloseInfFile(inf); }
+};
+using InfFile = UniqueHandle<InfFileTraits>;
+
+struct FileQueueTraits {
+  using Type = HSPFILEQ;
+  static Type empty() { return INVALID_HANDLE_VALUE; }
+  static void close(Type queue) { ::SetupCloseFileQueue(queue); }
+};
+using FileQueue = UniqueHandle<FileQueueTraits>;

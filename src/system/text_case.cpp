@@ -16,3 +16,7 @@ bool equalsNoCase(std::wstring_view left, std::wstring_view right) {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                     [&fold](wchar_t one, wchar_t other) { return fold(one) == fold(other); });
 }
+
+bool contains(std::wstring_view text, std::wstring_view part) {
+  return text.find(part) != std::wstring_view::npos;
+}

@@ -1,4 +1,4 @@
-// text_case - comparisons and conversions of text without regard to case. Each says which letters it folds.
+// text_case - searching text, and comparing and converting it without regard to case. Each says which letters it folds.
 #pragma once
 
 #include <string>
@@ -9,3 +9,6 @@ std::wstring toLower(std::wstring text);
 
 // Equal when the letters A to Z are folded and nothing else.
 bool equalsNoCase(std::wstring_view left, std::wstring_view right);
+
+// True when the part stands anywhere in the text, case included. An empty part stands everywhere.
+bool contains(std::wstring_view text, std::wstring_view part);

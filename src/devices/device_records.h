@@ -1,0 +1,57 @@
+// device_records - what is known of one device node, its driver nodes and their INF files. Plain data.
+// An empty text or list means that the property could not be read or is not there.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+// Facts on one INF file. The device inventory fills date, infPath and isOem; the driver store cleaner the rest.
+struct InfRecord {
+  SYSTEMTIME date = {};
+  GUID classGuid = {};
+  std::wstring infPath;
+  std::wstring provider;
+  std::wstring className;
+  std::wstring signature;
+  std::wstring catalogFile;
+  bool isOem = false;
+};
+
+// One driver node: a driver that could serve the device.
+struct DriverInfo {
+  std::wstring manufacturer;
+  std::wstring provider;
+  std::wstring description;
+  std::wstring version;  // "1.2.3.4"
+  std::wstring hardwareId;
+  std::unique_ptr<InfRecord> inf;
+};
+
+// One device node.
+struct DeviceRecord {
+  bool propertiesLoaded = false;
+  std::vector<std::wstring> hardwareIds;
+  std::vector<std::wstring> lowerFilters;
+  std::vector<std::wstring> compatibleIds;
+  std::wstring friendlyName;
+  std::wstring description;
+  std::wstring classGuid;
+  std::wstring className;                            // in the case that the system gives
+  std::wstring deviceId;                             // instance id
+  std::vector<std::unique_ptr<DriverInfo>> drivers;  // in enumeration order
+  std::vector<DeviceRecord*> siblings;               // owned, like every record, by the Setup object that found them
+  std::uint32_t installState = 0;
+  std::uint32_t capabilities = 0;
+  std::uint32_t configFlags = 0;
+  std::uint32_t problemCode = 0;  // 0 unless the status has DN_HAS_PROBLEM
+  std::uint32_t status = 0;
+  std::uint32_t devInst = 0;  // ties the record to the device set
+
+  const std::wstring& getDescription() const { return description; }
+  const std::wstring& getClassName() const { return className; }
+  const std::wstring& getDeviceId() const { return deviceId; }
+};

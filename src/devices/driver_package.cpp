@@ -1,0 +1,49 @@
+#include "devices/driver_package.h"
+
+#include "system/handles.h"
+#include "system/log.h"
+#include "system/process_launch.h"
+
+namespace {
+
+using DiUninstallDriver = BOOL(WINAPI*)(HWND, LPCWSTR, DWORD, PBOOL);
+
+DiUninstallDriver findDiUninstallDriver() {
+  const HMODULE library = ::GetModuleHandleW(L"newdev");
+  return library ? reinterpret_cast<DiUninstallDriver>(
+                       reinterpret_cast<void*>(::GetProcAddress(library, "DiUninstallDriverW")))
+                 : nullptr;
+}
+
+std::wstring readText(HKEY key, const wchar_t* valueName) {
+  wchar_t text[LINE_LEN] = {};
+  DWORD size = sizeof(text);
+  return ::RegGetValueW(key, nullptr, valueName, RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS ? text : L"";
+}
+
+}  // namespace
+
+PackageUninstall uninstallDriverPackage(const std::wstring& infPath, bool* needReboot) {
+  const DiUninstallDriver diUninstallDriver = findDiUninstallDriver();
+  if (!diUninstallDriver) {
+    return PackageUninstall::NotAvailable;
+  }
+  BOOL reboot = FALSE;
+  if (diUninstallDriver(nullptr, infPath.c_str(), 0, &reboot)) {
+    *needReboot = reboot != FALSE;
+    return PackageUninstall::Done;
+  }
+  const DWORD error = ::GetLastError();
+  LogDebug(L"Uninstall of driver failed with error code %d - %s", error, systemMessage(error).c_str());
+  return PackageUninstall::Failed;
+}
+
+InstalledDriver readInstalledDriver(HDEVINFO set, SP_DEVINFO_DATA* device) {
+  const HKEY opened = ::SetupDiOpenDevRegKey(set, device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_READ);
+  if (opened == INVALID_HANDLE_VALUE) {
+    return {};
+  }
+  const RegistryKey key(opened);
+  return {readText(key.get(), L"ProviderName"), readText(key.get(), L"InfSection"),
+          readText(key.get(), L"MatchingDeviceId")};
+}

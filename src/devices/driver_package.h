@@ -1,0 +1,31 @@
+// driver_package - the calls on one driver package of the driver store that the removal of devices and the sweep of the
+// store share.
+#pragma once
+
+#include <string>
+
+#include <windows.h>
+
+#include <setupapi.h>
+
+// What SetupUninstallOEMInfW says of a package that a device still uses.
+constexpr DWORD kInfInUse = 0x800F023D;
+
+enum class PackageUninstall {
+  Done,
+  Failed,        // logged with the system's text
+  NotAvailable,  // this system has no such call
+};
+
+// Calls DiUninstallDriverW on the full path of an INF. `needReboot` is written on success alone.
+PackageUninstall uninstallDriverPackage(const std::wstring& infPath, bool* needReboot);
+
+// What the system keeps of a device's installed driver in the device's driver key. Empty texts where there is none.
+struct InstalledDriver {
+  std::wstring provider;
+  std::wstring section;
+  std::wstring hardwareId;
+  bool operator==(const InstalledDriver&) const = default;
+};
+
+InstalledDriver readInstalledDriver(HDEVINFO set, SP_DEVINFO_DATA* device);
