@@ -16,8 +16,11 @@
 #include "system/action_dispatcher.h"
 #include "system/depth_order.h"
 #include "system/log.h"
+#include "system/previous_installers.h"
 #include "system/registry_walk.h"
+#include "system/safe_boot.h"
 #include "system/services.h"
+#include "system/windows_update.h"
 
 namespace {
 
@@ -120,6 +123,7 @@ void CleanupSession::serviceStage() {
 
 void CleanupSession::cachedDriverStage() {
   LogDebug(L"-----------Deleting cached Windows Update Drivers-------------");
+  DeleteCachedWindowsUpdateDrivers();
   LogDebug(L"-----------Deleting cached Windows Update Drivers Ended-------------");
 }
 
@@ -132,6 +136,9 @@ void CleanupSession::shortcutStage() {
 
 void CleanupSession::applicationStage() {
   LogDebug(L"-----------Uninstalling Applications Started-------------");
+  StartMsiServerInSafeMode();
+  StartAppXSvcInSafeMode();
+  StartCamSvcInSafeMode();
   UninstallApplications(eligibleApplications, failedApplications, removedApplications);
   for (const std::wstring& pattern : scrubListData->InclusionUWP) {
     RemoveStoreApp(pattern);
@@ -232,5 +239,6 @@ void CleanupSession::registryKeyStage() {
 
 void CleanupSession::previousInstallerStage() {
   LogDebug(L"-----------Deletion of Previous Versions of Installer Started--------");
+  RemovePreviousInstallers();
   LogDebug(L"-----------Deletion of Previous Versions of Installer Ended----------");
 }

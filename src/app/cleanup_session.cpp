@@ -38,6 +38,10 @@ CleanupSession::CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int s
       silent(false),
       removeInstallManager(true),
       safeModeRequested(false),
+      savedSearchOrderConfig(0xFFFFFFFF),
+      searchOrderConfigSaved(false),
+      savedDontSearchWindowsUpdate(0xFFFFFFFF),
+      dontSearchWindowsUpdateSaved(false),
       factoryReset(false),
       gpuExclusionRequested(false),
       windowTitle(),
@@ -94,10 +98,14 @@ void CleanupSession::resetProgressValue() {
 int CleanupSession::run() {
   quitRequested = 0;
   int result = 0;
+  if (!silent) {
+    checkWindowsUpdate();
+  }
   try {
     if (initializeWindow() == 0) {
       return 0;
     }
+    disableDriverSearch();
     decideAndStart();
     if (quitRequested != 0) {
       ::PostQuitMessage(0);

@@ -44,8 +44,22 @@ class CleanupSession {
   // manifest. Returns 0 when the window cannot be created, else 1. Throws what the manifest's reader throws.
   int initializeWindow();
 
-  // Starts the sequence where the run is to happen in place. Returns 1.
+  // Ends the process, after a message, while Windows Update is running. For interactive runs.
+  void checkWindowsUpdate();
+
+  // Switches the system's driver search off and keeps the setting for restoreSystemState. RegQueryValueExW,
+  // RegSetValueExW.
+  void disableDriverSearch();
+
+  // Runs the sequence in place, or restarts the machine into safe mode, or asks which of the two. Returns 1.
   int decideAndStart();
+
+  // Has Windows restart into safe mode and start this program there again with the same arguments. RunOnce, bcdedit,
+  // shutdown.
+  void rebootIntoSafeMode();
+
+  // Takes safe mode out of the boot settings and puts the driver search back. Part of every run that got to its end.
+  void restoreSystemState();
 
   // The whole cleanup: consent, restore point, every stage in its fixed order, outcome. Reports through the log and the
   // failure lists.
@@ -120,6 +134,10 @@ class CleanupSession {
   bool silent;
   bool removeInstallManager;  // false: the install manager's folder is kept
   bool safeModeRequested;
+  std::uint32_t savedSearchOrderConfig;
+  bool searchOrderConfigSaved;
+  std::uint32_t savedDontSearchWindowsUpdate;
+  bool dontSearchWindowsUpdateSaved;
   bool factoryReset;
 
   // Graphics devices to keep, from the value `A&B`: the first member holds B, the second A.
@@ -148,6 +166,7 @@ class CleanupSession {
 
  private:
   void resetProgressValue();
+  void restoreDriverSearch();
   bool confirmWithUser();
   void runMainPass();
 

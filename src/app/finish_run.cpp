@@ -132,6 +132,8 @@ void CleanupSession::finishRun() {
     removeRepeatedNames(failedDrivers);
   }
 
+  // Before any restart can happen, so that it leads back into a normal boot.
+  restoreSystemState();
   if (deviceRebootNeeded || fileRebootPending || applicationRebootNeeded) {
     LogDebug(L"Reboot is required to finish cleanup.");
     writeRebootRequired();

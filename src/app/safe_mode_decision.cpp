@@ -1,10 +1,95 @@
-// safe_mode_decision - whether the sequence runs in place.
+// safe_mode_decision - the checks before the sequence: Windows Update must not be running, and the run should happen in
+// safe mode. A normal boot leads to a restart into safe mode, from which Windows starts the program again with the same
+// arguments, or to a run in place.
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include <windows.h>
 
+#include <shellapi.h>
+
 #include "app/cleanup_session.h"
+#include "applications/store_apps.h"
+#include "system/action_dispatcher.h"
+#include "system/handles.h"
 #include "system/log.h"
+#include "system/process_launch.h"
 #include "system/registry.h"
+#include "system/windows_update.h"
+
+namespace {
+
+constexpr wchar_t kTitle[] = L"ORV Cleanup Utility";
+constexpr wchar_t kBatchFile[] = L"safemode.bat";
+constexpr wchar_t kRunOnceKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
+// The asterisk has Windows run the entry in safe mode too.
+constexpr wchar_t kRunOnceValue[] = L"*ORV CLEANUP UTILITY";
+
+std::wstring batchPath() {
+  wchar_t folder[MAX_PATH] = {};
+  return ::GetTempPathW(MAX_PATH, folder) == 0 ? std::wstring() : std::wstring(folder) + kBatchFile;
+}
+
+// A file that cannot be opened is no reason to stop: the restart then does not happen, and nothing else has.
+void writeBatchFile(const std::wstring& path) {
+  std::ofstream batch{std::filesystem::path(path)};
+  batch << "@echo off\n"
+           "bcdedit /set {current} safeboot network\n"
+           "shutdown -r -f -t 0\n";
+}
+
+// The program and the arguments of this run. Quotation marks inside the arguments are lost, which the switches bear.
+std::wstring runOnceCommandLine() {
+  wchar_t program[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
+  std::wstring commandLine = std::wstring(L"\"") + program + L"\"";
+  int count = 0;
+  wchar_t** arguments = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  const LocalMemory owner(arguments);
+  for (int index = 1; arguments && index < count; ++index) {
+    commandLine += L' ';
+    commandLine += arguments[index];
+  }
+  return commandLine;
+}
+
+// Without the entry the restart goes on, and the program does not come back.
+void writeRunOnceEntry() {
+  const std::wstring commandLine = runOnceCommandLine();
+  LogDebug(
+      L"-----------Creating Runonce registry to launch cleanup after safe boot-----------Buffer value: "
+      L"%s-------------",
+      commandLine.c_str());
+  RegistryKey key;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRunOnceKey, 0, KEY_WRITE, key.put()) == ERROR_SUCCESS) {
+    LogDebug(L"-----------Runonce Key opened successfully-------------");
+  } else {
+    LogDebug(L"-----------Creating Runonce Key -------------");
+    if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kRunOnceKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.put(),
+                          nullptr) != ERROR_SUCCESS) {
+      return;
+    }
+  }
+  const LSTATUS status =
+      ::RegSetValueExW(key.get(), kRunOnceValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(commandLine.c_str()),
+                       static_cast<DWORD>((commandLine.size() + 1) * sizeof(wchar_t)));
+  LogDebug(L"-----------Setting value::Result: %d-------------", status);
+}
+
+}  // namespace
+
+void CleanupSession::checkWindowsUpdate() {
+  if (!isWindowsUpdateRunning()) {
+    return;
+  }
+  ::MessageBoxW(nullptr,
+                L"ORV Cleanup Utility cannot complete while Windows Update is running. Please finish or exit Windows "
+                L"Update and re-launch ORV Cleanup Utility.",
+                kTitle, MB_ICONINFORMATION);
+  std::exit(0);
+}
 
 int CleanupSession::decideAndStart() {
   if (::GetSystemMetrics(SM_CLEANBOOT) != 0) {
@@ -17,11 +102,50 @@ int CleanupSession::decideAndStart() {
     return 1;
   }
   if (safeModeRequested) {
-    // Who asks for safe mode must not get a run outside it.
-    LogError(L"The restart into safe mode is not part of this version, nothing was removed");
-    quitRequested = 1;
+    rebootIntoSafeMode();
     return 1;
   }
-  runCleanupSequence();
+  if (silent) {
+    runCleanupSequence();
+    return 1;
+  }
+  switch (::MessageBoxW(nullptr,
+                        L"ORV Cleanup Utility has detected that your system is not currently in safe mode. Would you "
+                        L"like to reboot and run in safe mode?",
+                        kTitle, MB_YESNO | MB_ICONINFORMATION | MB_DEFBUTTON2)) {
+    case IDYES:
+      rebootIntoSafeMode();
+      break;
+    case IDNO:
+      runCleanupSequence();
+      break;
+    default:
+      break;
+  }
   return 1;
+}
+
+// Returns with the restart under way. Nothing tells the run loop to quit: it waits until the system ends the process.
+void CleanupSession::rebootIntoSafeMode() {
+  // The maker's tasks would start its programs during the safe mode as well.
+  RunSupportTypeUpdateTask();
+  if (!scrubListData->ScheduledTasks.empty()) {
+    LogDebug(L"-----------Deletions of Scheduled Tasks Started-------------");
+    std::vector<std::wstring> failures;  // the run in safe mode tries again and reports
+    ExecuteActions(ActionKind::ScheduledTask, scrubListData->ScheduledTasks, failures, false);
+    LogDebug(L"-----------Deletions of Scheduled Tasks Ended-------------");
+  }
+  const std::wstring batch = batchPath();
+  writeBatchFile(batch);
+  writeRunOnceEntry();
+  if (!RunInSystemShell(batch)) {
+    LogDebug(L"Couldn't set to safemode");
+  }
+}
+
+void CleanupSession::restoreSystemState() {
+  if (!RunInSystemShell(L"bcdedit /deletevalue {current} safeboot")) {
+    LogDebug(L"Couldn't delete safemode");
+  }
+  restoreDriverSearch();
 }

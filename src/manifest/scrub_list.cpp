@@ -6,6 +6,8 @@
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include "manifest/json_reader_path.h"
+#include "manifest/tracker_manifest.h"
 #include "system/handles.h"
 #include "system/log.h"
 
@@ -22,18 +24,9 @@ constexpr wchar_t kDisplayDriver64[] = L"DisplayDriver64";
 // What the installer that starts a factory reset still needs afterwards.
 constexpr wchar_t kGraphicTypeValue[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\GraphicType";
 
-// The JSON reader takes a narrow path. Only the low byte of each character is kept, so a temporary folder with other
-// characters leads to a file that cannot be opened, which ends the run before anything is removed.
-std::string manifestPath() {
+std::wstring manifestPath() {
   wchar_t folder[MAX_PATH] = {};
-  if (::GetTempPathW(MAX_PATH, folder) == 0) {
-    return {};
-  }
-  std::string narrow;
-  for (const wchar_t character : std::wstring(folder) + kManifestName) {
-    narrow.push_back(static_cast<char>(character & 0xFF));
-  }
-  return narrow;
+  return ::GetTempPathW(MAX_PATH, folder) == 0 ? std::wstring() : std::wstring(folder) + kManifestName;
 }
 
 // Every piece as it stands, the one behind the last comma included.
@@ -120,6 +113,7 @@ void ScrubList::parseScrubList(bool launchedForFactoryReset) {
   readExclusionData();
   readApplicationPackages();
   readDriverPackages();
+  performPKMTrackerParsing(*data_, launchedForFactoryReset);
 }
 
 void ScrubList::readStringList(const std::wstring& path, std::vector<std::wstring>& list) const {
@@ -131,7 +125,7 @@ void ScrubList::readStringList(const std::wstring& path, std::vector<std::wstrin
 void ScrubList::loadScrubListFile() {
   LogDebug(L"Loading ScrubList.JSON File");
   try {
-    boost::property_tree::read_json(manifestPath(), tree_->root);
+    boost::property_tree::read_json(jsonReaderPath(manifestPath()), tree_->root);
   } catch (const boost::property_tree::json_parser_error&) {
     // The first required path is then missing, and that ends the run.
     LogDebug(L"Loading ScrubList.JSON File Failed!!!");

@@ -9,8 +9,16 @@
 
 namespace {
 
-constexpr char kOpenFailed[] = "recursive_directory_iterator::recursive_directory_iterator";
-constexpr char kAdvanceFailed[] = "recursive_directory_iterator::operator++";
+// What a failure is called, by the kind of walk and by where it happened.
+struct FailureTexts {
+  const char* open;
+  const char* advance;
+};
+constexpr FailureTexts kFlatWalk = {"directory_iterator::directory_iterator", "directory_iterator::operator++"};
+constexpr FailureTexts kDeepWalk = {"recursive_directory_iterator::recursive_directory_iterator",
+                                    "recursive_directory_iterator::operator++"};
+// A folder below the walked one: opening it is advancing the walk.
+constexpr FailureTexts kDeepWalkBelow = {kDeepWalk.advance, kDeepWalk.advance};
 constexpr char kRemoveFailed[] = "remove_all";
 
 [[noreturn]] void raise(const char* text, const std::wstring& path, DWORD error) {
@@ -29,13 +37,14 @@ std::wstring join(const std::wstring& directory, const wchar_t* name) {
 // Reads one directory, entry by entry, without `.` and `..`.
 class DirectoryReader {
  public:
-  DirectoryReader(std::wstring directory, const char* failureText) : directory_(std::move(directory)) {
+  DirectoryReader(std::wstring directory, const FailureTexts& texts)
+      : directory_(std::move(directory)), texts_(&texts) {
     find_.reset(::FindFirstFileExW(toSystemPath(join(directory_, L"*")).c_str(), FindExInfoBasic, &data_,
                                    FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
     if (!find_) {
       const DWORD error = ::GetLastError();
       if (error != ERROR_FILE_NOT_FOUND) {  // the root of an empty drive has not even a `.`
-        raise(failureText, directory_, error);
+        raise(texts_->open, directory_, error);
       }
     }
     pending_ = static_cast<bool>(find_);
@@ -47,7 +56,7 @@ class DirectoryReader {
       if (!pending_ && !::FindNextFileW(find_.get(), &data_)) {
         const DWORD error = ::GetLastError();
         if (error != ERROR_NO_MORE_FILES) {
-          raise(kAdvanceFailed, directory_, error);
+          raise(texts_->advance, directory_, error);
         }
         return false;
       }
@@ -64,10 +73,20 @@ class DirectoryReader {
 
  private:
   std::wstring directory_;
+  const FailureTexts* texts_;
   FindHandle find_;
   WIN32_FIND_DATAW data_ = {};
   bool pending_ = false;  // data_ holds an entry that next() has not looked at
 };
+
+// Throws when the system does not know the directory.
+bool isLink(const std::wstring& directory, const FailureTexts& texts) {
+  const DWORD attributes = ::GetFileAttributesW(toSystemPath(directory).c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    raise(texts.open, directory, ::GetLastError());
+  }
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
 
 bool removeEntry(const std::wstring& systemPath, DWORD attributes) {
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) ? ::RemoveDirectoryW(systemPath.c_str())
@@ -96,25 +115,46 @@ void removeTreeEntry(const std::wstring& path, DWORD attributes) {
 
 }  // namespace
 
-void walkDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit) {
-  const DWORD attributes = ::GetFileAttributesW(toSystemPath(directory).c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES) {
-    raise(kOpenFailed, directory, ::GetLastError());
+void visitEntries(const std::wstring& directory, const EntryVisitor& visit) {
+  if (isLink(directory, kFlatWalk)) {
+    return;
   }
-  if (attributes & FILE_ATTRIBUTE_REPARSE_POINT) {
+  DirectoryReader reader(directory, kFlatWalk);
+  for (DirectoryEntry entry; reader.next(&entry);) {
+    visit(entry);
+  }
+}
+
+void walkDirectory(const std::wstring& directory, const EntryVisitor& visit,
+                   const std::function<void(const std::error_code&)>& passOver) {
+  if (isLink(directory, kDeepWalk)) {
     return;
   }
   std::vector<DirectoryReader> way;
-  way.emplace_back(directory, kOpenFailed);
+  way.emplace_back(directory, kDeepWalk);
+  // Runs one step of the way. False when it failed and was passed over.
+  const auto step = [&passOver](const auto& action) {
+    try {
+      action();
+      return true;
+    } catch (const std::filesystem::filesystem_error& failure) {
+      if (!passOver) {
+        throw;
+      }
+      passOver(failure.code());
+      return false;
+    }
+  };
   while (!way.empty()) {
     DirectoryEntry entry;
-    if (!way.back().next(&entry)) {
+    bool found = false;
+    if (!step([&] { found = way.back().next(&entry); }) || !found) {
       way.pop_back();
       continue;
     }
     visit(entry);
     if (entry.isDirectory() && !entry.isReparsePoint()) {
-      way.emplace_back(entry.path, kAdvanceFailed);
+      step([&] { way.emplace_back(entry.path, kDeepWalkBelow); });
     }
   }
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <system_error>
 
 #include <windows.h>
 
@@ -15,11 +16,20 @@ struct DirectoryEntry {
   bool isReparsePoint() const { return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
 };
 
+using EntryVisitor = std::function<void(const DirectoryEntry&)>;
+
+// Calls `visit` for every entry directly in `directory`. A reparse point in its place has none. Throws
+// std::filesystem::filesystem_error with the system's code: "directory_iterator::directory_iterator" when `directory`
+// cannot be read, "directory_iterator::operator++" when the reading breaks off.
+void visitEntries(const std::wstring& directory, const EntryVisitor& visit);
+
 // Calls `visit` for every entry below `directory`, each directory before what lies in it. `directory` itself is not an
 // entry; a reparse point in its place has nothing below it. Throws std::filesystem::filesystem_error with the system's
 // code: "recursive_directory_iterator::recursive_directory_iterator" when `directory` cannot be read,
-// "recursive_directory_iterator::operator++" when a folder below it cannot, or the reading breaks off.
-void walkDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit);
+// "recursive_directory_iterator::operator++" when a folder below it cannot, or the reading breaks off. With
+// `passOver` the second kind of failure goes there instead, and the walk goes on behind what could not be read.
+void walkDirectory(const std::wstring& directory, const EntryVisitor& visit,
+                   const std::function<void(const std::error_code&)>& passOver = nullptr);
 
 // True when `path` is an existing directory, a link to one included. GetFileAttributesW.
 bool isExistingDirectory(const std::wstring& path);

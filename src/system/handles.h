@@ -116,3 +116,12 @@ struct FileQueueTraits {
   static void close(Type queue) { ::SetupCloseFileQueue(queue); }
 };
 using FileQueue = UniqueHandle<FileQueueTraits>;
+
+template <class Interface>
+struct ComPointerTraits {
+  using Type = Interface*;
+  static Type empty() { return nullptr; }
+  static void close(Type object) { object->Release(); }
+};
+template <class Interface>
+using ComPointer = UniqueHandle<ComPointerTraits<Interface>>;

@@ -175,6 +175,23 @@ DWORD RunCommand(const std::wstring& commandLine, const std::wstring& workingDir
   return exitCode;
 }
 
+bool RunInSystemShell(const std::wstring& command) {
+  wchar_t systemFolder[MAX_PATH] = {};
+  ::GetSystemDirectoryW(systemFolder, MAX_PATH);
+  std::wstring commandLine = std::wstring(L"\"") + systemFolder + L"\\cmd.exe\" /C \"" + command + L'"';
+  STARTUPINFOW startupInfo = {};
+  startupInfo.cb = sizeof(startupInfo);
+  PROCESS_INFORMATION started = {};
+  if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
+                        &startupInfo, &started)) {
+    return false;
+  }
+  const KernelHandle process(started.hProcess);
+  const KernelHandle thread(started.hThread);
+  ::WaitForSingleObject(process.get(), INFINITE);
+  return true;
+}
+
 void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& parameters) {
   std::thread thread([&file, &parameters] {
     enterApartment();

@@ -26,6 +26,10 @@ std::string RunCommandCaptureOutput(const std::wstring& command);
 // gives the system's error, which the caller cannot tell from an exit code.
 DWORD RunCommand(const std::wstring& commandLine, const std::wstring& workingDirectory, bool wait);
 
+// Runs `"<system folder>\cmd.exe" /C "<command>"` and waits for its end without a limit. True when it could be started;
+// its exit code is not looked at.
+bool RunInSystemShell(const std::wstring& command);
+
 // Runs ShellExecuteExW on a thread of its own, in a single-threaded apartment, and waits for that thread, not for the
 // program. The result is not looked at.
 void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& parameters);

@@ -23,6 +23,8 @@ std::vector<std::wstring> launched;
 
 // A text that the installer does not take for an upgrade code: the package counts as present and has no product.
 constexpr wchar_t kNoCode[] = L"{not a code}";
+// Every run ends with this command, which is no part of what is looked at here.
+constexpr wchar_t kEndOfTheRun[] = L"/C \"bcdedit /deletevalue {current} safeboot\"";
 
 }  // namespace
 
@@ -38,7 +40,9 @@ LINK_SEAM(BOOL, CreateProcessW,
           (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
            LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR,
            LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
-  launched.push_back(commandLine);
+  if (!std::wstring_view(commandLine).ends_with(kEndOfTheRun)) {
+    launched.push_back(commandLine);
+  }
   std::wstring command = L"cmd.exe /C exit 1";
   return realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
       application, command.data(), processSecurity, threadSecurity, inherit, flags, environment, nullptr, startup,

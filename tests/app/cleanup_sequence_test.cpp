@@ -150,6 +150,8 @@ TEST_F(CleanupSequence, StagesStandInTheFixedOrder) {
                               "-----------Uninstalling Applications Started-------------",
                               "-----------Uninstalling Applications Ended-------------",
                               "-----------Uninstalling Drivers Started-------------",
+                              "----------CleanDriverStore::Started-------------",
+                              "----------CleanDriverStore::Ended-------------",
                               "-----------Deletion of Services Started-------------",
                               "-----------Deletion of Services Ended-------------",
                               "-----------Uninstalling Drivers Ended-------------",

@@ -24,7 +24,9 @@ struct ShownMessage {
   UINT style;
 };
 
-std::vector<ShownMessage> shownMessages;
+constexpr UINT kSafeModeQuestion = MB_YESNO | MB_ICONINFORMATION | MB_DEFBUTTON2;
+
+std::vector<ShownMessage> shownMessages;  // but for the question about safe mode
 int messageAnswer = IDCANCEL;
 bool windowCreationFails = false;
 int createdWindows = 0;
@@ -36,6 +38,9 @@ constexpr wchar_t kCleanupKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX Installer\
 }  // namespace
 
 LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
+  if (style == kSafeModeQuestion) {
+    return IDNO;  // the run goes on here
+  }
   shownMessages.push_back({text, title, style});
   return messageAnswer;
 }

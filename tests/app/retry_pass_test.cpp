@@ -21,7 +21,7 @@ namespace {
 // The one product behind each upgrade code, and the exit code that msiexec ends with for it.
 std::map<std::wstring, std::wstring> products;
 std::map<std::wstring, int> exitCodes;
-std::vector<std::wstring> launched;
+std::vector<std::wstring> launched;  // the uninstalls among the command lines
 
 }  // namespace
 
@@ -38,8 +38,10 @@ LINK_SEAM(BOOL, CreateProcessW,
           (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
            LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
            LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
-  launched.push_back(commandLine);
   std::wstring command = commandLine;
+  if (command.find(L"msiexec") != std::wstring::npos) {
+    launched.push_back(command);
+  }
   for (const auto& [product, exitCode] : exitCodes) {
     if (command.find(product) != std::wstring::npos) {
       command = L"cmd.exe /C exit " + std::to_wstring(exitCode);

@@ -174,7 +174,9 @@ TEST_F(ScrubListReader, LogTellsEveryStep) {
                   "DEBUG Getting Drivers Data from ScrubList.JSON File",
                   "DEBUG Getting Drivers Data ------------- HWID's PCI\\VEN_7A11&DEV_0A01,PCI\\VEN_7A11&DEV_0A02"
                   "-------",
-                  "DEBUG Getting Drivers Data ------------- HWID's Empty-------"));
+                  "DEBUG Getting Drivers Data ------------- HWID's Empty-------",
+                  "DEBUG performPKMTrackerParsing - driver not installed ....",
+                  "DEBUG performPKMTrackerParsing method ended ...."));
 }
 
 TEST_F(ScrubListReader, HardwareIdsAreSplitAtEveryCommaAndNotTrimmed) {

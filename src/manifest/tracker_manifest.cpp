@@ -1,0 +1,212 @@
+#include "manifest/tracker_manifest.h"
+
+#include <stdlib.h>
+
+#include <cstdint>
+#include <map>
+
+#include <windows.h>
+
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include "manifest/json_reader_path.h"
+#include "system/file_status.h"
+#include "system/handles.h"
+#include "system/log.h"
+#include "system/registry.h"
+
+namespace {
+
+using boost::property_tree::wptree;
+
+constexpr wchar_t kInstallManagerKey[] =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\ORV Brimwood Install Manager";
+constexpr wchar_t kInstallDirName[] = L"InstallDir";
+constexpr DWORD kInstallDirBytes = 260;
+constexpr wchar_t kConfigFolder[] = L"Config";
+constexpr wchar_t kTrackerFile[] = L"PKMTracker.JSON";
+constexpr wchar_t kCommandsKey[] = L"Commands";
+constexpr std::size_t kVariableCharacters = 260;
+
+// Where the rows of a section go, and whether they are expanded here.
+struct TrackerSection {
+  const wchar_t* key;
+  std::vector<std::wstring> ScrubListData::*list;
+  bool expand;
+};
+
+constexpr TrackerSection kSections[] = {
+    {L"Services", &ScrubListData::Services, false},
+    {L"Process", &ScrubListData::Process, false},
+    {L"Files", &ScrubListData::Files, true},
+    {L"RegistryKeys", &ScrubListData::RegistryKeys, false},
+    {L"RegistryValues", &ScrubListData::RegistryValues, false},
+    {L"Shortcuts", &ScrubListData::Shortcuts, false},
+    {L"ScheduledTasks", &ScrubListData::ScheduledTasks, false},
+    {L"DirectoriesForce", &ScrubListData::Directories, true},
+    {L"Directories", &ScrubListData::TrackerDirectories, true},
+};
+
+// One reading of the document: its tree, the values of the variables met so far, and what the rows are added to.
+struct TrackerContext {
+  wptree tree;
+  std::map<std::wstring, std::wstring> variables;
+  ScrubListData& data;
+};
+
+std::wstring resolveTrackerVariable(TrackerContext& context, const std::wstring& name) {
+  if (const auto known = context.variables.find(name); known != context.variables.end()) {
+    return known->second;
+  }
+  std::wstring value;
+  if (name == kInstallDirName) {
+    getPkmInstallDir(value);
+    value.resize(std::min(value.rfind(L'\\'), value.size()));
+  } else {
+    wchar_t text[kVariableCharacters] = {};
+    std::size_t characters = 0;
+    if (::_wgetenv_s(&characters, text, kVariableCharacters, name.c_str()) == 0) {
+      value = text;
+    }
+  }
+  context.variables.emplace(name, value);
+  return value;
+}
+
+// Replaces the row up to its last percent sign by the variable's value. The length of the name is right for a row that
+// begins with the sign, which is the form that the install manager writes; text in front of it is lost.
+std::wstring resolveVariableRow(TrackerContext& context, const std::wstring& row) {
+  const std::size_t first = row.find(L'%');
+  if (first == std::wstring::npos) {
+    return row;
+  }
+  const std::size_t last = row.rfind(L'%');
+  return resolveTrackerVariable(context, row.substr(first + 1, last - 1)) + row.substr(last + 1);
+}
+
+std::wstring expandTrackerRow(TrackerContext& context, const std::wstring& row) {
+  // A row that names its drive gets a second one: such a path exists nowhere, and nothing is removed for it.
+  return row.find(L"Program Files") != std::wstring::npos ? GetOSDrive() + row : resolveVariableRow(context, row);
+}
+
+void readTrackerCommands(TrackerContext& context, const std::wstring& path, std::vector<TrackerCommand>& commands) {
+  try {
+    for (const auto& [key, child] : context.tree.get_child(path)) {
+      TrackerCommand command;
+      command.Process = resolveVariableRow(context, child.get<std::wstring>(L"process"));
+      command.CommandLine = child.get<std::wstring>(L"commandLine");
+      command.Timeout = child.get<std::int32_t>(L"timeout");
+      commands.push_back(command);
+    }
+  } catch (...) {
+    // The commands before the bad one stay; those behind it may build on it.
+    LogDebug(L" PKMTrackerParser method -> %s Element not found", path.c_str());
+  }
+}
+
+void readTrackerList(TrackerContext& context, const std::wstring& path, std::vector<std::wstring>& list, bool expand) {
+  try {
+    for (const auto& [key, child] : context.tree.get_child(path)) {
+      const std::wstring& row = child.data();
+      list.push_back(expand ? expandTrackerRow(context, row) : row);
+    }
+  } catch (...) {
+    // The rows read until then stay.
+  }
+}
+
+void routeTrackerSection(TrackerContext& context, const std::wstring& path, const std::wstring& key) {
+  for (const TrackerSection& section : kSections) {
+    if (key == section.key) {
+      readTrackerList(context, path, context.data.*section.list, section.expand);
+      return;
+    }
+  }
+}
+
+void readTrackerOperations(TrackerContext& context, const std::wstring& path) {
+  for (const auto& [key, section] : context.tree.get_child(path)) {
+    const std::wstring sectionPath = path + L'.' + key;
+    if (key == kCommandsKey) {
+      readTrackerCommands(context, sectionPath, context.data.Commands);
+    } else {
+      routeTrackerSection(context, sectionPath, key);
+    }
+  }
+}
+
+// `occasion` is a member of the document's one object.
+void readOccasion(TrackerContext& context, const wchar_t* occasion) {
+  const std::wstring path = std::wstring(L"PKMBinaries.") + occasion;
+  readTrackerOperations(context, path + L".PreOperations");
+  readTrackerOperations(context, path + L".PostOperations");
+}
+
+}  // namespace
+
+bool getPkmInstallDir(std::wstring& out) {
+  RegistryKey key;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kInstallManagerKey, 0, KEY_ALL_ACCESS, key.put()) != ERROR_SUCCESS) {
+    return false;
+  }
+  // The value may take half of the buffer, which leaves room for the terminator that it may lack.
+  wchar_t text[kInstallDirBytes] = {};
+  DWORD size = kInstallDirBytes;
+  if (::RegQueryValueExW(key.get(), kInstallDirName, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) !=
+      ERROR_SUCCESS) {
+    return false;
+  }
+  out = text;
+  return true;
+}
+
+bool PKMTrackerParser(const std::wstring& path, ScrubListData& data, bool launchedForFactoryReset) {
+  LogDebug(L" PKMTrackerParser method started ....");
+  TrackerContext context{{}, {}, data};
+  try {
+    boost::property_tree::read_json(jsonReaderPath(path), context.tree);
+  } catch (const boost::property_tree::json_parser_error&) {
+    return false;
+  }
+  if (context.tree.empty()) {
+    return false;
+  }
+  readOccasion(context, L"Generic");
+  if (launchedForFactoryReset) {
+    try {
+      readOccasion(context, L"FactoryReset");
+    } catch (...) {
+      // A document without its own part for a factory reset means the ordinary one; what was read of a half stays.
+      readOccasion(context, L"Cleanup");
+    }
+  } else {
+    readOccasion(context, L"Cleanup");
+  }
+  // The ordinary end, at the level at which those who read these logs look for it.
+  LogError(L"PKMTrackerParser method ended ....");
+  return true;
+}
+
+void performPKMTrackerParsing(ScrubListData& data, bool launchedForFactoryReset) {
+  std::wstring installDir;
+  if (!getPkmInstallDir(installDir)) {
+    LogDebug(L"performPKMTrackerParsing - driver not installed ....");
+    LogDebug(L"performPKMTrackerParsing method ended ....");
+    return;
+  }
+  const std::wstring configFolder = installDir + L'\\' + kConfigFolder;
+  if (!fileExists(configFolder)) {
+    LogError(L"Config Folder is not present: %s", kConfigFolder);
+    return;
+  }
+  const std::wstring trackerFile = configFolder + L'\\' + kTrackerFile;
+  if (!fileExists(trackerFile)) {
+    LogError(L"PKMTracker file is not present: %s", kTrackerFile);
+    return;
+  }
+  if (!PKMTrackerParser(trackerFile, data, launchedForFactoryReset)) {
+    LogError(L"PKMTracker.JSON Failed to Parse");
+  }
+  LogDebug(L"performPKMTrackerParsing method ended ....");
+}

@@ -1,0 +1,296 @@
+#include "system/previous_installers.h"
+
+#include <array>
+#include <exception>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string_view>
+
+#include <windows.h>
+
+#include "system/directory_walk.h"
+#include "system/file_status.h"
+#include "system/handles.h"
+#include "system/log.h"
+#include "system/long_path.h"
+#include "system/registry.h"
+
+namespace {
+
+constexpr wchar_t kMinimalInstallerKey[] = L"SOFTWARE\\QBX Installer\\Install\\MinimalInstaller\\";
+constexpr wchar_t kPackagePathValue[] = L"Package Path";
+constexpr wchar_t kDefaultRoot[] = L"C:\\ORV\\";
+constexpr wchar_t kRootName[] = L"ORV\\";
+
+// What the installers name their folders. Each expression stands for the whole name, in any case; the ninth and the
+// last take no text in front on purpose.
+constexpr std::array<const wchar_t*, 14> kNamePatterns = {
+    L".*ORV_Software_Installer.*",
+    L".*ORV-Software-Installer.*",
+    L".*ORV_Halcyra_Installer.*",
+    L".*ORV-Software-Fervane.*",
+    L".*Halcyra-Software-Fervane.*",
+    L".*Halcyra-Fervane.*",
+    L".*ORV-Brimwood.*",
+    L".*ORV_Brimwood.*",
+    L"WU-TCC2",
+    L".*Halcyra-Pro-Software.*",
+    L".*Halcyra_Pro_Software.*",
+    L".*ORV_Software_Pro.*",
+    L".*ORV-Software-Pro.*",
+    L"Bastil-.*",
+};
+
+// Everything in these folders of a root goes, whatever its name.
+constexpr std::array<const wchar_t*, 3> kPackageFolders = {L"Packages\\", L"HalcyraInstaller\\",
+                                                           L"ORVSoftwareInstaller\\"};
+
+constexpr DWORD kLongestPath = 32768;
+
+std::wstring widen(std::string_view text) {
+  return std::wstring(text.begin(), text.end());
+}
+
+std::wstring fullPath(const std::wstring& path) {
+  std::wstring full(kLongestPath, L'\0');
+  full.resize(::GetFullPathNameW(path.c_str(), kLongestPath, full.data(), nullptr));
+  return full;
+}
+
+// The path of an existing entry with its links resolved and in the spelling of the file system; empty for any other.
+std::wstring resolvedPath(const std::wstring& path) {
+  const FileHandle entry(::CreateFileW(toSystemPath(path).c_str(), 0,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                       FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (!entry) {
+    return {};
+  }
+  std::wstring resolved(kLongestPath, L'\0');
+  resolved.resize(::GetFinalPathNameByHandleW(entry.get(), resolved.data(), kLongestPath, VOLUME_NAME_DOS));
+  return resolved;
+}
+
+// The one spelling of a path that others are compared with: as much of it as exists is resolved, the rest is kept.
+// Without a backslash at its end, without the prefix of extended-length paths.
+std::wstring comparablePath(const std::wstring& path) {
+  std::wstring existing = fullPath(path);
+  std::wstring rest;
+  std::wstring resolved;
+  while (!existing.empty() && (resolved = resolvedPath(existing)).empty()) {
+    const std::size_t backslash = existing.find_last_of(L'\\');
+    if (backslash == std::wstring::npos) {
+      break;
+    }
+    rest.insert(0, existing.substr(backslash));
+    existing.resize(backslash);
+  }
+  std::wstring comparable = resolved.empty() ? existing + rest : resolved + rest;
+  if (comparable.starts_with(L"\\\\?\\")) {
+    comparable.erase(0, 4);
+  }
+  const std::size_t end = comparable.find_last_not_of(L'\\');
+  comparable.resize(end == std::wstring::npos ? 0 : end + 1);
+  return comparable;
+}
+
+bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
+  return !outer.empty() && inner.size() >= outer.size() &&
+         ::CompareStringOrdinal(inner.data(), static_cast<int>(outer.size()), outer.data(),
+                                static_cast<int>(outer.size()), TRUE) == CSTR_EQUAL &&
+         (inner.size() == outer.size() || inner[outer.size()] == L'\\');
+}
+
+// The packages that the minimal installer has registered. A value that cannot be read protects nothing.
+void addRegisteredPackages(std::vector<std::wstring>& exclusions) {
+  try {
+    const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kMinimalInstallerKey, KEY_READ | KEY_WRITE);
+    LogDebug(L"Min installer regkey has value");
+    for (const std::wstring& subkey : EnumerateSubkeys(key.get())) {
+      try {
+        LogDebug(L"Min installer sub key %s", subkey.c_str());
+        const std::wstring path = GetRegistryString(key.get(), subkey.c_str(), kPackagePathValue);
+        LogDebug(L"Package path %s", path.c_str());
+        if (fileExists(path)) {
+          exclusions.push_back(path);
+        }
+      } catch (...) {
+        // The next subkey may be in order.
+      }
+    }
+  } catch (...) {
+    // Most machines have no minimal installer.
+  }
+}
+
+// The folder of this program, unless that is the root of a drive: a program started from there protects nothing.
+void addOwnFolder(std::vector<std::wstring>& exclusions) {
+  std::wstring path(kLongestPath, L'\0');
+  path.resize(::GetModuleFileNameW(nullptr, path.data(), kLongestPath));
+  const std::filesystem::path program = fullPath(path);
+  if (!program.has_root_directory()) {
+    return;
+  }
+  const std::wstring folder = program.parent_path().wstring();
+  if (comparablePath(folder) != comparablePath(program.root_path().wstring())) {
+    exclusions.push_back(folder + L'\\');
+  }
+}
+
+std::wstring temporaryDriveRoot() {
+  wchar_t folder[MAX_PATH + 1] = {};
+  ::GetTempPathW(ARRAYSIZE(folder), folder);
+  const std::filesystem::path temporary = folder;
+  const std::wstring drive = temporary.root_path().wstring();
+  return temporary.has_root_name() && ::GetDriveTypeW(drive.c_str()) == DRIVE_FIXED ? drive + kRootName : kDefaultRoot;
+}
+
+// Calls `visit` for each entry of a folder; a folder that cannot be read has none, and one that breaks off ends there.
+void visitReadableEntries(const std::wstring& folder, const EntryVisitor& visit) {
+  bool begun = false;
+  try {
+    visitEntries(folder, [&](const DirectoryEntry& entry) {
+      begun = true;
+      visit(entry);
+    });
+  } catch (const std::filesystem::filesystem_error& failure) {
+    if (begun) {
+      LogDebug(L"Encountered error while iterating %s. %ls", folder.c_str(), widen(failure.code().message()).c_str());
+    }
+  }
+}
+
+bool matches(const std::wregex& expression, const wchar_t* pattern, const DirectoryEntry& entry,
+             const std::wstring& name) {
+  try {
+    return std::regex_match(name, expression);
+  } catch (const std::exception& failure) {
+    LogDebug(L"Exception occured when attempting to regex %s with %s. %ls", entry.path.c_str(), pattern,
+             widen(failure.what()).c_str());
+    return false;
+  }
+}
+
+// The folders of a root that are named like an installer's.
+void findNamedFolders(const std::wstring& root, const std::vector<std::wstring>& exclusions,
+                      const std::vector<std::wregex>& patterns, std::vector<std::wstring>& candidates) {
+  visitReadableEntries(root, [&](const DirectoryEntry& entry) {
+    if (!entry.isDirectory()) {
+      return;
+    }
+    const std::wstring name = entry.path.substr(entry.path.find_last_of(L'\\') + 1);
+    for (std::size_t index = 0; index < patterns.size(); ++index) {
+      if (!matches(patterns[index], kNamePatterns[index], entry, name)) {
+        continue;
+      }
+      if (IsNotExcluded(exclusions, entry.path)) {
+        candidates.push_back(entry.path);
+        return;
+      }
+      LogDebug(L"Excluding %s", entry.path.c_str());
+    }
+  });
+}
+
+void findPackages(const std::wstring& folder, const std::vector<std::wstring>& exclusions,
+                  std::vector<std::wstring>& candidates) {
+  visitReadableEntries(folder, [&](const DirectoryEntry& entry) {
+    if (IsNotExcluded(exclusions, entry.path)) {
+      candidates.push_back(entry.path);
+    } else {
+      LogDebug(L"Excluding %s", entry.path.c_str());
+    }
+  });
+}
+
+// The files go first, one by one, so that one that stays costs no other.
+void deleteFilesBelow(const std::wstring& candidate) {
+  try {
+    walkDirectory(
+        candidate,
+        [](const DirectoryEntry& entry) {
+          if (!entry.isDirectory()) {
+            LogDebug(L"Deleting file: %s", entry.path.c_str());
+            ::DeleteFileW(toSystemPath(entry.path).c_str());
+          }
+        },
+        [&candidate](const std::error_code& error) {
+          LogDebug(L"Encountered error while iterating %s. %ls", candidate.c_str(), widen(error.message()).c_str());
+        });
+  } catch (const std::filesystem::filesystem_error&) {
+    // A plain file, or a folder that cannot be read: what follows reports it when it stays.
+  }
+}
+
+void removeCandidate(const std::wstring& candidate) {
+  deleteFilesBelow(candidate);
+  LogDebug(L"Deleting directory: %s", candidate.c_str());
+  try {
+    removeTree(candidate);
+  } catch (const std::filesystem::filesystem_error& failure) {
+    LogDebug(L"Unable to delete %s. %ls", candidate.c_str(), widen(failure.code().message()).c_str());
+  }
+}
+
+// `folder` ends in a backslash. A link in its place stays: it says nothing of what it leads to.
+void removeIfEmpty(const std::wstring& folder) {
+  const std::wstring path = folder.substr(0, folder.size() - 1);
+  if (fileExists(path) && !(::GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT)) {
+    removeSingleEntry(path);
+  }
+}
+
+}  // namespace
+
+bool AreRelatedPaths(const std::wstring& first, const std::wstring& second) {
+  if (first.empty() || second.empty()) {
+    return false;
+  }
+  const std::wstring one = comparablePath(first);
+  const std::wstring other = comparablePath(second);
+  return isSameOrInside(one, other) || isSameOrInside(other, one);
+}
+
+bool IsNotExcluded(const std::vector<std::wstring>& exclusions, const std::wstring& entry) {
+  for (const std::wstring& exclusion : exclusions) {
+    if (AreRelatedPaths(entry, exclusion)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void RemovePreviousInstallers() {
+  std::vector<std::wstring> exclusions;
+  addRegisteredPackages(exclusions);
+  addOwnFolder(exclusions);
+
+  const std::set<std::wstring> roots = {kDefaultRoot, GetOSDrive() + kRootName, temporaryDriveRoot()};
+  std::vector<std::wregex> patterns;
+  for (const wchar_t* pattern : kNamePatterns) {
+    patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);
+  }
+  std::vector<std::wstring> candidates;
+  for (const std::wstring& root : roots) {
+    findNamedFolders(root, exclusions, patterns, candidates);
+  }
+  std::vector<std::wstring> subfolders;
+  for (const std::wstring& root : roots) {
+    for (const wchar_t* name : kPackageFolders) {
+      subfolders.push_back(root + name);
+    }
+  }
+  for (const std::wstring& subfolder : subfolders) {
+    findPackages(subfolder, exclusions, candidates);
+  }
+
+  for (const std::wstring& candidate : candidates) {
+    removeCandidate(candidate);
+  }
+  for (const std::wstring& subfolder : subfolders) {
+    removeIfEmpty(subfolder);
+  }
+  for (const std::wstring& root : roots) {
+    removeIfEmpty(root);
+  }
+}
