@@ -1,6 +1,7 @@
 # session.sh - brings programs to a bench machine, plants, and holds a sitting there. Sourced after machine.sh.
 #
-#   session_prepare MACHINE PROGRAM...    puts the programs and the bench's own into C:\bench
+#   session_prepare MACHINE PROGRAM...    puts the programs and the bench's own into C:\bench, and gives the
+#                                         shipped program the model of device installation
 #   session_plant MACHINE LIST            plants a list (bench/programs/plant.cpp) and waits until the machine has settled
 #   session_hold MACHINE LIST RECORD      holds a sitting (bench/programs/machine_session.cpp), fetches its record, and waits
 #                                         until the machine has settled
@@ -20,6 +21,27 @@ session_prepare() {
     for program in "$BENCH_PROGRAMS"/*.exe "$@"; do
         session_put "$program" "$folder/${program##*/}"
     done
+    session_give_devices "$machine" "$folder"
+}
+
+# The model of device installation and of System Restore (bench/devices) is for the shipped program alone: Windows' own
+# services on the machine keep what they have. System Restore is looked for in the system folder only.
+session_give_devices() {
+    local machine=$1 folder=$2 library
+    for library in setupapi cfgmgr32 newdev; do
+        session_put "$BENCH_PROGRAMS/$library.dll" "$folder/$library.dll"
+    done
+    session_put "$BENCH_PROGRAMS/srclient.dll" "$(machine_drive "$machine")/windows/system32/srclient.dll"
+    cat >"$folder/devices.reg" <<'REG'
+REGEDIT4
+
+[HKEY_CURRENT_USER\Software\Wine\AppDefaults\ORVCleanupUtility.exe\DllOverrides]
+"setupapi"="native,builtin"
+"cfgmgr32"="native,builtin"
+"newdev"="native,builtin"
+"srclient"="native,builtin"
+REG
+    machine_wine "$machine" regedit /S 'C:\bench\devices.reg'
 }
 
 session_plant() {

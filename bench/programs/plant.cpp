@@ -12,15 +12,35 @@
 //   driver         NAME PATH           a kernel driver's entry
 //   task           NAME
 //   shortcut       PATH TARGET
+//
+// Devices and driver packages (bench/devices/device_plan.h). The fields behind the fixed columns are NAME=VALUE in any
+// order, lists cut at |; what is left out is absent or takes what fits.
+//   device         ID CLASS DESCRIPTION [FIELD...]      hwids, compatible, filters, parent (planted before it),
+//   friendly,
+//                                                       maker, guid, absent=1, status, problem, reboot,
+//                                                       fallback-reboot=1, installed (index of the driver node; -1 for
+//                                                       none)
+//   driver-node    ID INF PROVIDER MAKER VERSION [FIELD...]   a driver of the device, the best first; INF is a file
+//   name
+//                                                       in the INF folder: description, section, hwid, date, files
+//   package        OEMN.INF CLASS PROVIDER CATALOG [FIELD...]  guid, driver-ver, reboot=1
+//   device-fails   ID CALL CODE [TIMES]                 numbers are decimal or 0x...
+//   package-fails  OEMN.INF CALL CODE [TIMES]
+//   call-fails     CALL CODE [TIMES]
 
+#include <algorithm>
 #include <cstdio>
+#include <exception>
+#include <map>
 #include <string>
+#include <vector>
 
 #include <windows.h>
 #include <objbase.h>
 #include <shlobj.h>
 
 #include "bench_list.h"
+#include "device_plan.h"
 #include "system/handles.h"
 
 namespace {
@@ -144,6 +164,129 @@ void plantShortcut(const BenchLine& line) {
   }
 }
 
+std::vector<std::wstring> listOf(const std::wstring& text) {
+  std::vector<std::wstring> items;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find(L'|', begin), text.size());
+    items.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return items;
+}
+
+DWORD numberOf(const std::wstring& text) {
+  return text.empty() ? 0 : static_cast<DWORD>(std::stoul(text, nullptr, 0));
+}
+
+// The NAME=VALUE columns of a line. Each must be asked for: one that nobody knows is a slip of the pen.
+class Fields {
+ public:
+  Fields(const BenchLine& line, size_t fixedColumns) : line_(line) {
+    for (size_t i = fixedColumns + 1; i < line.words.size(); ++i) {
+      const size_t equals = line.words[i].find(L'=');
+      if (equals == std::wstring::npos) {
+        failLine(line, "a field without =", ERROR_INVALID_PARAMETER);
+      }
+      fields_[line.words[i].substr(0, equals)] = line.words[i].substr(equals + 1);
+    }
+  }
+
+  std::wstring take(const wchar_t* name, const std::wstring& absent = L"") {
+    const auto found = fields_.find(name);
+    const std::wstring value = found == fields_.end() ? absent : found->second;
+    fields_.erase(name);
+    return value;
+  }
+  std::vector<std::wstring> takeList(const wchar_t* name) { return listOf(take(name)); }
+  DWORD takeNumber(const wchar_t* name, DWORD absent = 0) {
+    const std::wstring text = take(name);
+    return text.empty() ? absent : numberOf(text);
+  }
+  void requireNoMore() const {
+    if (!fields_.empty()) {
+      failLine(line_, "an unknown field", ERROR_INVALID_PARAMETER);
+    }
+  }
+
+ private:
+  const BenchLine& line_;
+  std::map<std::wstring, std::wstring> fields_;
+};
+
+void plantDeviceLine(const BenchLine& line) {
+  Fields fields(line, 3);
+  PlantedDevice device;
+  device.id = line.argument(0);
+  device.className = line.argument(1);
+  device.description = line.argument(2);
+  device.classGuid = fields.take(L"guid");
+  device.friendlyName = fields.take(L"friendly");
+  device.manufacturer = fields.take(L"maker");
+  device.hardwareIds = fields.takeList(L"hwids");
+  device.compatibleIds = fields.takeList(L"compatible");
+  device.lowerFilters = fields.takeList(L"filters");
+  device.parent = fields.take(L"parent");
+  device.present = fields.takeNumber(L"absent") == 0;
+  device.status = fields.takeNumber(L"status", device.status);
+  device.problem = fields.takeNumber(L"problem");
+  device.rebootFlags = fields.takeNumber(L"reboot");
+  device.fallbackNeedsReboot = fields.takeNumber(L"fallback-reboot") != 0;
+  device.installedDriver = std::stoi(fields.take(L"installed", L"0"));
+  fields.requireNoMore();
+  plantDevice(device);
+}
+
+void plantDriverNodeLine(const BenchLine& line) {
+  Fields fields(line, 5);
+  PlantedDriver driver;
+  driver.inf = kInfFolder + line.argument(1);
+  driver.provider = line.argument(2);
+  driver.manufacturer = line.argument(3);
+  driver.version = line.argument(4);
+  driver.description = fields.take(L"description");
+  driver.section = fields.take(L"section", driver.section);
+  driver.hardwareId = fields.take(L"hwid");
+  driver.date = fields.take(L"date", driver.date);
+  driver.files = fields.takeList(L"files");
+  fields.requireNoMore();
+  plantDriverNode(line.argument(0), driver);
+}
+
+void plantPackageLine(const BenchLine& line) {
+  Fields fields(line, 4);
+  PlantedPackage package;
+  package.name = line.argument(0);
+  package.className = line.argument(1);
+  package.provider = line.argument(2);
+  package.catalog = line.argument(3);
+  package.classGuid = fields.take(L"guid");
+  package.driverVer = fields.take(L"driver-ver", package.driverVer);
+  package.needsReboot = fields.takeNumber(L"reboot") != 0;
+  fields.requireNoMore();
+  plantDriverPackage(package);
+}
+
+// False for a verb that has nothing to do with devices.
+bool plantedForDevices(const BenchLine& line) {
+  const std::wstring& verb = line.verb();
+  if (verb == L"device") {
+    plantDeviceLine(line);
+  } else if (verb == L"driver-node") {
+    plantDriverNodeLine(line);
+  } else if (verb == L"package") {
+    plantPackageLine(line);
+  } else if (verb == L"device-fails") {
+    failDeviceCall(line.argument(0), line.argument(1), numberOf(line.argument(2)), numberOf(line.argument(3)));
+  } else if (verb == L"package-fails") {
+    failPackageCall(line.argument(0), line.argument(1), numberOf(line.argument(2)), numberOf(line.argument(3)));
+  } else if (verb == L"call-fails") {
+    failCall(line.argument(0), numberOf(line.argument(1)), numberOf(line.argument(2)));
+  } else {
+    return false;
+  }
+  return true;
+}
+
 void plantLine(const BenchLine& line) {
   const std::wstring& verb = line.verb();
   if (verb == L"folder") {
@@ -169,7 +312,7 @@ void plantLine(const BenchLine& line) {
     plantTask(line);
   } else if (verb == L"shortcut") {
     plantShortcut(line);
-  } else {
+  } else if (!plantedForDevices(line)) {
     failLine(line, "unknown verb", ERROR_INVALID_PARAMETER);
   }
 }
@@ -183,7 +326,11 @@ int wmain(int argumentCount, wchar_t** arguments) {
   }
   ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   for (const BenchLine& line : readBenchList(arguments[1])) {
-    plantLine(line);
+    try {
+      plantLine(line);
+    } catch (const std::exception& error) {
+      failLine(line, error.what(), 0);
+    }
   }
   ::CoUninitialize();
   return 0;

@@ -1,6 +1,5 @@
 // device_inventory - the part of Setup that reads: which devices exist, and what is known of each.
 
-#include <algorithm>
 #include <array>
 #include <cwchar>
 #include <unordered_map>
@@ -11,6 +10,7 @@
 #include <cfgmgr32.h>
 #include <setupapi.h>
 
+#include "devices/driver_package.h"
 #include "devices/setup.h"
 #include "system/log.h"
 #include "system/text_case.h"
@@ -258,16 +258,8 @@ void Setup::GetDriverDetails(SP_DEVINFO_DATA& data, DeviceRecord& record) {
         ::GetLastError() == ERROR_NO_MORE_ITEMS) {
       break;
     }
-    DWORD size = 0;
-    if (!::SetupDiGetDriverInfoDetailW(deviceSet.get(), &data, &driver, nullptr, 0, &size) &&
-        ::GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
-      break;
-    }
-    std::vector<BYTE> buffer(std::max<std::size_t>(size, sizeof(SP_DRVINFO_DETAIL_DATA_W)));
-    auto* detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(buffer.data());
-    detail->cbSize = sizeof(*detail);
-    if (!::SetupDiGetDriverInfoDetailW(deviceSet.get(), &data, &driver, detail, static_cast<DWORD>(buffer.size()),
-                                       nullptr)) {
+    const DriverDetail detail(deviceSet.get(), &data, &driver);
+    if (!detail) {
       break;
     }
     drivers.push_back(makeDriverInfo(driver, *detail));

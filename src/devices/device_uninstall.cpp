@@ -234,12 +234,8 @@ bool Setup::findCurrentDriverByDetails(SP_DEVINSTALL_PARAMS_W parameters, SP_DRV
     if (!::SetupDiEnumDriverInfoW(deviceSet.get(), &deviceData, SPDIT_CLASSDRIVER, index, drvInfo)) {
       break;
     }
-    SP_DRVINFO_DETAIL_DATA_W detail = {};
-    detail.cbSize = sizeof(detail);
-    const bool read =
-        ::SetupDiGetDriverInfoDetailW(deviceSet.get(), &deviceData, drvInfo, &detail, sizeof(detail), nullptr) ||
-        ::GetLastError() == ERROR_INSUFFICIENT_BUFFER;
-    if (read && installed == InstalledDriver{drvInfo->ProviderName, detail.SectionName, detail.HardwareID} &&
+    const DriverDetail detail(deviceSet.get(), &deviceData, drvInfo);
+    if (detail && installed == InstalledDriver{drvInfo->ProviderName, detail->SectionName, detail->HardwareID} &&
         std::wstring_view(drvInfo->MfgName) == manufacturer) {
       return true;
     }

@@ -1,5 +1,7 @@
 #include "devices/driver_package.h"
 
+#include <algorithm>
+
 #include "system/handles.h"
 #include "system/log.h"
 #include "system/process_launch.h"
@@ -46,4 +48,18 @@ InstalledDriver readInstalledDriver(HDEVINFO set, SP_DEVINFO_DATA* device) {
   const RegistryKey key(opened);
   return {readText(key.get(), L"ProviderName"), readText(key.get(), L"InfSection"),
           readText(key.get(), L"MatchingDeviceId")};
+}
+
+DriverDetail::DriverDetail(HDEVINFO set, SP_DEVINFO_DATA* device, SP_DRVINFO_DATA_V2_W* driver) {
+  DWORD size = 0;
+  if (!::SetupDiGetDriverInfoDetailW(set, device, driver, nullptr, 0, &size) &&
+      ::GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
+    return;
+  }
+  bytes_.resize(std::max<std::size_t>(size, sizeof(SP_DRVINFO_DETAIL_DATA_W)));
+  auto* detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(bytes_.data());
+  detail->cbSize = sizeof(*detail);
+  if (!::SetupDiGetDriverInfoDetailW(set, device, driver, detail, static_cast<DWORD>(bytes_.size()), nullptr)) {
+    bytes_.clear();
+  }
 }

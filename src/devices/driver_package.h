@@ -1,8 +1,9 @@
-// driver_package - the calls on one driver package of the driver store that the removal of devices and the sweep of the
-// store share.
+// driver_package - the calls on one driver package and one driver node that the inventory, the removal of devices and
+// the sweep of the driver store share.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <windows.h>
 
@@ -29,3 +30,18 @@ struct InstalledDriver {
 };
 
 InstalledDriver readInstalledDriver(HDEVINFO set, SP_DEVINFO_DATA* device);
+
+// The details of one driver node, hardware id included, which stands behind the fixed part of the structure.
+// SetupDiGetDriverInfoDetailW in two calls. False when either failed.
+class DriverDetail {
+ public:
+  DriverDetail(HDEVINFO set, SP_DEVINFO_DATA* device, SP_DRVINFO_DATA_V2_W* driver);
+  explicit operator bool() const { return !bytes_.empty(); }
+  const SP_DRVINFO_DETAIL_DATA_W& operator*() const {
+    return *reinterpret_cast<const SP_DRVINFO_DETAIL_DATA_W*>(bytes_.data());
+  }
+  const SP_DRVINFO_DETAIL_DATA_W* operator->() const { return &**this; }
+
+ private:
+  std::vector<BYTE> bytes_;
+};
