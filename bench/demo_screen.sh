@@ -1,22 +1,31 @@
 # demo_screen.sh - the closing screen of the demo: what went, by kind, what stayed, what failed and why, and the log.
-# Sourced after snapshot.sh and leftovers.sh. A new kind of thing is a new line of demo_table.
+# Sourced after snapshot.sh, leftovers.sh and products.sh. A new kind of thing is a new line of demo_table.
 #
-#   demo_screen FOLDER LOG     FOLDER holds rows.tsv, expected_rows.tsv, the snapshots bare, before and after, and
-#                              record.tsv. Status 0 only when all went that should, and nothing else.
+#   demo_screen FOLDER LOG     FOLDER holds rows.tsv, expected_rows.tsv, the snapshots bare, with_products, before and after,
+#                              record.tsv and repaired.tsv. Status 0 only when all went that should, and nothing else, and
+#                              the products that stay still work.
 
 demo_screen() {
     local folder=$1 log=$2
-    leftovers_expected "$folder/rows.tsv" "$folder/before.tsv" >"$folder/listed.tsv"
-    leftovers_expected "$folder/expected_rows.tsv" "$folder/before.tsv" >"$folder/gone_expected.tsv"
+    # What the maker's products have brought goes with them, whether a row lists it or not, and is counted as products.
+    snapshot_added "$folder/bare.tsv" "$folder/with_products.tsv" | cut -f1-3 | LC_ALL=C sort >"$folder/of_products.tsv"
+    leftovers_expected "$folder/rows.tsv" "$folder/before.tsv" |
+        LC_ALL=C comm -23 - "$folder/of_products.tsv" >"$folder/listed.tsv"
+    leftovers_expected "$folder/expected_rows.tsv" "$folder/before.tsv" |
+        LC_ALL=C sort -u - "$folder/of_products.tsv" >"$folder/gone_expected.tsv"
     snapshot_removed "$folder/before.tsv" "$folder/after.tsv" >"$folder/gone_found.tsv"
+    LC_ALL=C comm -23 "$folder/gone_found.tsv" "$folder/of_products.tsv" >"$folder/gone_leftovers.tsv"
     tr -d '\r' <"$log" | sed 's/^Thread Id:[0-9]*\t//' >"$folder/log.txt"
+    cut -f3- "$folder/log.txt" >"$folder/messages.txt"
 
     demo_table "$folder"
+    demo_products "$folder"
     demo_survivors "$folder"
     demo_failures "$folder"
     printf '\nThe log: %s (%s lines), its end:\n' "$log" "$(wc -l <"$folder/log.txt")"
-    tail -n 4 "$folder/log.txt" | cut -c1-118 | sed 's/^/    /'
-    cmp -s "$folder/gone_expected.tsv" "$folder/gone_found.tsv"
+    tail -n 3 "$folder/log.txt" | cut -c1-118 | sed 's/^/    /'
+    cmp -s "$folder/gone_expected.tsv" "$folder/gone_found.tsv" &&
+        cmp -s <(products_of others | cut -f3 | sed 's/$/\tworks/') "$folder/repaired.tsv"
 }
 
 # demo_kind FILE - each thing of a list with the kind that a person would call it.
@@ -42,9 +51,35 @@ demo_table() {
     printf '  %-18s %8s %8s\n' Processes "$listed" "$gone"
     for kind in 'Scheduled tasks' Services Shortcuts Files Directories 'Registry values' 'Registry keys'; do
         listed=$(demo_kind "$1/listed.tsv" | grep -c "^$kind$" || true)
-        gone=$(demo_kind "$1/gone_found.tsv" | grep -c "^$kind$" || true)
+        gone=$(demo_kind "$1/gone_leftovers.tsv" | grep -c "^$kind$" || true)
         printf '  %-18s %8s %8s\n' "$kind" "$listed" "$gone"
     done
+}
+
+# Each installed product by name. How one went stands in the log: a package that failed in the first pass has a line, and
+# so has a product that was removed by force.
+demo_products() {
+    local code package name maker place behind removal way ways=('first pass' 'retry' 'by force' 'not removed')
+    products_present "$1/after.tsv" >"$1/products_after.txt"
+    while IFS=$'\t' read -r code package name maker place behind removal; do
+        if grep -qxF "$name" "$1/products_after.txt"; then way='not removed'
+        elif grep -qxF "Force removing $name." "$1/messages.txt"; then way='by force'
+        elif grep -qF "Failed to uninstall	:	$behind	:" "$1/messages.txt"; then way='retry'
+        else way='first pass'; fi
+        printf '%s\t%s\n' "$way" "$name"
+    done < <(products_of maker) >"$1/products_gone.tsv"
+
+    printf '\nInstalled products\n'
+    for way in "${ways[@]}"; do
+        demo_names "$way" "$(sed -n "s/^$way\t//p" "$1/products_gone.tsv")" ''
+    done
+    demo_names 'kept, works' "$(sed -n 's/\tworks$//p' "$1/repaired.tsv")" ' (repaired from the installer'\''s copy)'
+    demo_names 'kept, broken' "$(sed -n 's/\tbroken$//p' "$1/repaired.tsv")" ''
+}
+
+# demo_names LABEL NAMES REMARK - one line for the names, if there are any.
+demo_names() {
+    [ -z "$2" ] || printf '  %-18s %s%s\n' "$1" "$(paste -sd, <<<"$2" | sed 's/,/, /g')" "$3"
 }
 
 # Things count as untouched when they are there with the same details: content, mode, data.
@@ -53,9 +88,10 @@ demo_survivors() {
     sed -n 's/^kept/listed/p' "$1/rows.tsv" >"$1/protected_rows.tsv"
     leftovers_expected "$1/protected_rows.tsv" "$1/before.tsv" >"$1/protected.tsv"
     snapshot_added "$1/bare.tsv" "$1/before.tsv" | LC_ALL=C sort >"$1/planted.tsv"
-    awk -F'\t' 'FILENAME == ARGV[1] { listed[$0]; next } FILENAME == ARGV[2] { shielded[$0]; next }
+    awk -F'\t' 'FILENAME == ARGV[1] || FILENAME == ARGV[2] { goes[$0]; next } FILENAME == ARGV[3] { shielded[$0]; next }
         { thing = $1 FS $2 FS $3 }
-        !(thing in listed) && !(thing in shielded)' "$1/listed.tsv" "$1/protected.tsv" "$1/planted.tsv" >"$1/neighbours.tsv"
+        !(thing in goes) && !(thing in shielded)' "$1/listed.tsv" "$1/of_products.tsv" "$1/protected.tsv" \
+        "$1/planted.tsv" >"$1/neighbours.tsv"
     awk -F'\t' 'FILENAME == ARGV[1] { shielded[$0]; next } ($1 FS $2 FS $3) in shielded' \
         "$1/protected.tsv" "$1/before.tsv" >"$1/shielded.tsv"
 
@@ -74,20 +110,48 @@ demo_survivors() {
 
 demo_untouched() { LC_ALL=C comm -12 <(LC_ALL=C sort "$1") "$2/after.tsv" | wc -l; }
 
+# What is still there is told by name. What the lists name and the machine did not hold, or no more when its turn came,
+# counts as failed too; of that only the numbers are told.
 demo_failures() {
-    local path
+    local path absent
     printf '\nWhat could not be removed at once\n'
-    # A section of the log without rows says nothing; the line about the restart ends the last one.
-    cut -f3- "$1/log.txt" | awk '
-        /^-+Failed / { header = $0; gsub(/-+/, "", header); sub(/ +$/, "", header); next }
-        /^-/ || /^Reboot is required/ { header = "" }
-        header != "" { print "  " header ": " $0 }'
-    sed -n 's/^pending\t//p' "$1/record.tsv" | while IFS= read -r path; do
-        if grep -qF "Mark File[$path]" "$1/log.txt"; then
-            printf '  In use, goes at the next restart: %s\n' "$path"
-        else
-            printf '  Not empty, marked for the restart: %s\n' "$path"
-        fi
-    done
+    # The line about the restart ends the last section of the log.
+    {
+        awk '/^-+Failed / { header = $0; gsub(/-+/, "", header); sub(/ +$/, "", header); next }
+            /^-/ || /^Reboot is required/ { header = "" }
+            header != "" { print header "\t" $0 }' "$1/messages.txt"
+        sed -n 's/^pending\t//p' "$1/record.tsv" | while IFS= read -r path; do
+            if grep -qF "Mark File[$path]" "$1/messages.txt"; then
+                printf 'In use, goes at the next restart\t%s\n' "$path"
+            else
+                printf 'Not empty, marked for the restart\t%s\n' "$path"
+            fi
+        done
+    } >"$1/failures.tsv"
+    demo_failures_there "$1/failures.tsv" "$1/after.tsv" there=1
+    absent=$(demo_failures_there "$1/failures.tsv" "$1/after.tsv" there=0 | sed 's/:.*//
+        s/.*Services/services/; s/.*Files/files/; s/.*Directories/folders/; s/^  Not empty.*/folders/
+        s/.*Registry Keys/registry keys/; s/.*Registry Values/registry values/' | sort | uniq -c)
+    [ -z "$absent" ] || printf '  Listed, but not there: %s\n' "$(sed 's/^ *//' <<<"$absent" | paste -sd, | sed 's/,/, /g')"
     sed -n 's/^value\t.*\tRebootRequired\t/  Left for other programs: RebootRequired = /p' "$1/record.tsv"
+}
+
+# demo_failures_there FAILURES SNAPSHOT there=1|0 - the failures whose thing the snapshot holds, or those whose it does not.
+# Processes and packages are no part of a snapshot and count as there.
+demo_failures_there() {
+    awk -F'\t' -v "$3" '
+        FILENAME == ARGV[1] {
+            place = tolower($2)
+            found[place]
+            found[place "\\" tolower($3)]
+            if (place ~ /\\services\\[^\\]+$/) { sub(/.*\\/, "", place); found[place] }
+            next
+        }
+        {
+            place = tolower($2)
+            sub(/^hkey_classes_root/, "hkey_local_machine\\software\\classes", place)
+            sub(/^hkey_users\\s-1-5-21-0-0-0-1000/, "hkey_current_user", place)
+            is = place in found || $1 ~ /Processes|Drivers|Tasks/
+            if (is == there) print "  " $1 ": " $2
+        }' "$2" "$1"
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# demo.sh - shows the program at work: a bench machine full of the maker's leftovers and of things that only look like them,
-# one silent run of the shipped executable, and on one screen what went, what stayed, what failed, and the log.
+# demo.sh - shows the program at work: a bench machine full of the maker's installed products, leftovers and of things that
+# only look like them, one silent run of the shipped executable, and on one screen what went, what stayed, what failed, and
+# the log.
 # Installs and builds what is missing. Takes no arguments; can be run again at once.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
@@ -10,7 +11,7 @@ cd "$root"
 install_packages "${build_packages[@]}" "${bench_packages[@]}"
 scripts/build.sh release ORVCleanupUtility bench_programs
 make_bench_template
-for part in snapshot leftovers session demo_screen; do
+for part in snapshot leftovers session products demo_screen; do
     # shellcheck source=/dev/null
     . "$root/bench/$part.sh"
 done
@@ -18,18 +19,24 @@ BENCH_PROGRAMS=$root/build/release/bench
 demo=$root/build/bench/demo
 machine=$demo/machine
 
-say "Planting the maker's leftovers and their neighbours on a new machine"
+manifest=$root/src/resources/ScrubList.JSON
+
+say "Installing products and planting the maker's leftovers and their neighbours on a new machine"
 [ ! -d "$machine" ] || machine_remove "$machine"
 rm -rf "$demo"
 mkdir -p "$demo"
 machine_clone "$root/build/bench/template" "$machine"
 session_prepare "$machine" "$root/build/release/ORVCleanupUtility.exe"
+products_make "$manifest" "$demo/packages"
+products_install "$machine" "$demo/packages" others
 session_plant "$machine" "$leftovers_data/machine.tsv"
 snapshot_take "$machine" "$demo/bare.tsv"
+products_install "$machine" "$demo/packages" maker
+snapshot_take "$machine" "$demo/with_products.tsv"
 
-leftovers_rows "$root/src/resources/ScrubList.JSON" "$demo/manifest_rows.tsv"
+leftovers_rows "$manifest" "$demo/manifest_rows.tsv"
 cat "$demo/manifest_rows.tsv" "$leftovers_data/program_rows.tsv" >"$demo/rows.tsv"
-held_file='C:\Program Files\ORV\KO\held open.dll'
+held_file='C:\Program Files\ORV\HLX\held open.dll'
 refusing_key='HKEY_LOCAL_MACHINE\SOFTWARE\ORV\HLX'
 {
     cat "$leftovers_data/program_leftovers.tsv"
@@ -58,6 +65,7 @@ say "Running build/release/ORVCleanupUtility.exe silent"
 session_hold "$machine" "$demo/session.tsv" "$demo/record.tsv" >"$demo/output.txt" 2>&1 ||
     fail "the run broke off" "look at $demo/output.txt and $demo/record.tsv"
 snapshot_take "$machine" "$demo/after.tsv"
+products_repair "$machine" >"$demo/repaired.tsv" 2>>"$demo/output.txt"
 
 {
     cat "$demo/rows.tsv"

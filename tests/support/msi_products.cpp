@@ -65,7 +65,7 @@ const MsiProduct kTwin = makeProduct(L"twin", L"Bench Widget", L"3", L"1");
 const MsiProduct kNeighbour = makeProduct(L"neighbour", L"Bench Widget 2", L"4", L"4");
 
 std::wstring MsiProduct::payload() const {
-  return L"C:\\Program Files\\bench-" + package + L"\\payload.txt";
+  return L"C:\\Program Files\\Bench\\bench-" + package + L"\\payload.txt";
 }
 
 std::wstring MsiProduct::iconFolder() const {
