@@ -1,0 +1,260 @@
+// device_inventory_test - which devices a query finds, and what their records hold.
+#include "devices/setup.h"
+
+#include "devices/device_fixture.h"
+#include "support/link_seam.h"
+
+#include <cfgmgr32.h>
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
+
+std::vector<HDEVINFO> releasedSets;
+
+class DeviceInventory : public DeviceTest {
+ protected:
+  static std::vector<std::wstring> find(const std::wstring& className, const std::wstring& secondary = L"",
+                                        const std::wstring& primary = L"") {
+    const CapturedLog log;
+    ::Setup setup;
+    const std::vector<std::wstring> ids = idsOf(setup.FindDevices(className, false, secondary, primary));
+    EXPECT_THAT(log.lines(), IsEmpty());
+    return ids;
+  }
+};
+
+}  // namespace
+
+LINK_SEAM(BOOL, SetupDiDestroyDeviceInfoList, (HDEVINFO set)) {
+  releasedSets.push_back(set);
+  return realFunction<decltype(&::SetupDiDestroyDeviceInfoList)>(L"setupapi.dll", "SetupDiDestroyDeviceInfoList")(set);
+}
+
+TEST_F(DeviceInventory, FilterRows) {
+  struct Row {
+    const wchar_t* id;
+    const wchar_t* secondary;
+    const wchar_t* primary;
+    bool found;
+  };
+  const Row rows[] = {
+      {L"PCI\\VEN_7A11&DEV_0001\\1", L"", L"", true},
+      {L"PCI\\VEN_7A2E&DEV_0001\\1", L"", L"", true},
+      {L"PCI\\VEN_7A12&DEV_0001\\1", L"", L"", false},
+      // An id of its own: the registry keeps the case in which a key was first made.
+      {L"PCI\\ven_7a11&DEV_CA5E\\1", L"", L"", false},
+      {L"PCI\\VEN_1234&DEV_0001\\1", L"", L"DEV_0001", true},
+      {L"PCI\\VEN_7A11&DEV_0001\\1", L"", L"DEV_0002", false},
+      {L"PCI\\VEN_7A11&DEV_0001\\1", L"", L"dev_0001", false},
+      {L"PCI\\VEN_1234&DEV_A0A0\\1", L"0A0", L"", true},
+      {L"PCI\\VEN_7A11&DEV_0001\\1", L"0A0", L"", false},
+      // The primary filter decides alone where both are given.
+      {L"PCI\\VEN_1234&DEV_A0A0\\1", L"0A0", L"DEV_0002", false},
+      {L"PCI\\VEN_1234&DEV_0002\\1", L"0A0", L"DEV_0002", true},
+  };
+  for (const Row& row : rows) {
+    forgetDevices();
+    plantDevice(makerDevice(row.id, L"MEDIA"));
+    EXPECT_EQ(find(L"MEDIA", row.secondary, row.primary).size(), row.found ? 1u : 0u)
+        << narrow(row.id) << ", secondary " << narrow(row.secondary) << ", primary " << narrow(row.primary);
+  }
+}
+
+TEST_F(DeviceInventory, ClassIsComparedWithoutCase) {
+  plantDevice(makerDevice(kId, L"MEDIA"));
+  EXPECT_THAT(find(L"media"), ElementsAre(kId));
+  EXPECT_THAT(find(L"Media"), ElementsAre(kId));
+  EXPECT_THAT(find(L"Med"), IsEmpty());
+  EXPECT_THAT(find(L"MediaX"), IsEmpty());
+}
+
+TEST_F(DeviceInventory, DeviceWithoutClassMatchesTheEmptyClassAlone) {
+  plantDevice(makerDevice(kId, L""));
+  EXPECT_THAT(find(L"MEDIA"), IsEmpty());
+  EXPECT_THAT(find(L"system"), IsEmpty());
+  EXPECT_THAT(find(L""), ElementsAre(kId));
+}
+
+TEST_F(DeviceInventory, FindsInTheOrderOfTheSet) {
+  const std::wstring first = L"PCI\\VEN_7A2E&DEV_0009\\1";
+  const std::wstring last = L"ACPI\\VEN_7A11&DEV_0001\\1";
+  plantDevice(makerDevice(first, L"MEDIA"));
+  plantDevice(makerDevice(L"PCI\\VEN_7A11&DEV_0005\\1", L"Net"));
+  plantDevice(makerDevice(last, L"MEDIA"));
+  EXPECT_THAT(find(L"MEDIA"), ElementsAre(first, last));
+}
+
+TEST_F(DeviceInventory, AbsentDevicesAreFoundToo) {
+  PlantedDevice device = makerDevice(kId, L"MEDIA");
+  device.present = false;
+  plantDevice(device);
+  ::Setup setup;
+  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", true, L"", L"");
+  ASSERT_THAT(idsOf(found), ElementsAre(kId));
+  EXPECT_TRUE(found[0]->propertiesLoaded);
+  EXPECT_EQ(found[0]->status, 0u);
+  EXPECT_EQ(found[0]->problemCode, 0u);
+  EXPECT_THAT(found[0]->siblings, IsEmpty());
+}
+
+TEST_F(DeviceInventory, RecordHoldsEveryProperty) {
+  PlantedDevice device = makerDevice(kId, L"MEDIA");
+  device.friendlyName = L"Sound of the bench";
+  device.hardwareIds = {L"PCI\\VEN_7A11&DEV_0001&REV_01", L"PCI\\VEN_7A11&DEV_0001"};
+  device.compatibleIds = {L"PCI\\VEN_7A11&CC_0403", L"PCI\\CC_0403"};
+  device.lowerFilters = {L"orvpcifd", L"other"};
+  device.status = 0x0180200A | DN_HAS_PROBLEM;
+  device.problem = CM_PROB_FAILED_START;
+  device.installState = 2;
+  device.capabilities = 0x84;
+  device.configFlags = 0x20;
+  const DWORD devInst = plantDevice(device);
+  ::Setup setup;
+  const std::vector<DeviceRecord*> found = setup.FindDevices(L"media", false, L"", L"");
+  ASSERT_EQ(found.size(), 1u);
+  const DeviceRecord& record = *found[0];
+  EXPECT_TRUE(record.propertiesLoaded);
+  EXPECT_EQ(record.hardwareIds, device.hardwareIds);
+  EXPECT_EQ(record.compatibleIds, device.compatibleIds);
+  EXPECT_EQ(record.lowerFilters, device.lowerFilters);
+  EXPECT_EQ(record.friendlyName, L"Sound of the bench");
+  EXPECT_EQ(record.getDescription(), L"ORV MEDIA");
+  EXPECT_EQ(record.classGuid, L"{4d36e96c-e325-11ce-bfc1-08002be10318}");
+  EXPECT_EQ(record.getClassName(), L"MEDIA") << "in the case that the system gives";
+  EXPECT_EQ(record.getDeviceId(), kId);
+  EXPECT_EQ(record.installState, 2u);
+  EXPECT_EQ(record.capabilities, 0x84u);
+  EXPECT_EQ(record.configFlags, 0x20u);
+  EXPECT_EQ(record.status, device.status);
+  EXPECT_EQ(record.problemCode, static_cast<DWORD>(CM_PROB_FAILED_START));
+  EXPECT_EQ(record.devInst, devInst);
+  EXPECT_THAT(record.siblings, IsEmpty());
+  EXPECT_EQ(record.drivers.size(), 1u);
+}
+
+TEST_F(DeviceInventory, AbsentPropertiesLeaveTheirFieldsEmpty) {
+  PlantedDevice device;
+  device.id = kId;
+  device.className = L"MEDIA";
+  plantDevice(device);
+  ::Setup setup;
+  const CapturedLog log;
+  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  ASSERT_EQ(found.size(), 1u);
+  const DeviceRecord& record = *found[0];
+  EXPECT_TRUE(record.propertiesLoaded);
+  EXPECT_EQ(record.description, L"");
+  EXPECT_EQ(record.friendlyName, L"");
+  EXPECT_THAT(record.hardwareIds, IsEmpty());
+  EXPECT_THAT(record.compatibleIds, IsEmpty());
+  EXPECT_THAT(record.lowerFilters, IsEmpty());
+  EXPECT_THAT(record.drivers, IsEmpty());
+  EXPECT_EQ(record.problemCode, 0u);
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(DeviceInventory, DeviceWhoseIdCannotBeReadFailsEveryFilter) {
+  for (const wchar_t* call : {L"CM_Get_Device_ID_Size", L"CM_Get_Device_IDW"}) {
+    plantDevice(makerDevice(kId, L"MEDIA"));
+    failDeviceCall(kId, call, CR_FAILURE);
+    EXPECT_THAT(find(L"MEDIA"), IsEmpty()) << narrow(call);
+    EXPECT_THAT(find(L"MEDIA", L"DEV_0001"), IsEmpty()) << narrow(call);
+    EXPECT_THAT(find(L"MEDIA", L"", L"DEV_0001"), IsEmpty()) << narrow(call);
+  }
+}
+
+TEST_F(DeviceInventory, ElementThatCannotBeEnumeratedCostsItselfAlone) {
+  const std::wstring broken = L"PCI\\VEN_7A11&DEV_0002\\1";
+  plantDevice(makerDevice(broken, L"MEDIA"));
+  plantDevice(makerDevice(kId, L"MEDIA"));
+  failDeviceCall(broken, L"SetupDiEnumDeviceInfo", ERROR_GEN_FAILURE, 1);
+  ::Setup setup;
+  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  ASSERT_THAT(idsOf(found), ElementsAre(kId));
+  EXPECT_TRUE(found[0]->propertiesLoaded);
+}
+
+TEST_F(DeviceInventory, DetailsEndAtAnElementThatCannotBeEnumerated) {
+  const std::wstring first = L"PCI\\VEN_7A11&DEV_0003\\1";
+  const std::wstring broken = L"PCI\\VEN_7A11&DEV_0002\\1";
+  plantDevice(makerDevice(first, L"MEDIA"));
+  plantDevice(makerDevice(broken, L"MEDIA"));
+  plantDevice(makerDevice(kId, L"MEDIA"));
+  failDeviceCall(broken, L"SetupDiEnumDeviceInfo", ERROR_GEN_FAILURE);
+  ::Setup setup;
+  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  ASSERT_THAT(idsOf(found), ElementsAre(first, kId));
+  EXPECT_TRUE(found[0]->propertiesLoaded);
+  EXPECT_FALSE(found[1]->propertiesLoaded);
+  EXPECT_EQ(found[1]->getClassName(), L"MEDIA") << "known from the query itself";
+  EXPECT_THAT(found[1]->hardwareIds, IsEmpty());
+}
+
+TEST_F(DeviceInventory, EachQueryMakesRecordsOfItsOwnThatStayReadable) {
+  PlantedDevice device = makerDevice(kId, L"MEDIA");
+  plantDevice(device);
+  ::Setup setup;
+  const std::vector<DeviceRecord*> earlier = setup.FindDevices(L"MEDIA", true, L"", L"");
+  ASSERT_EQ(earlier.size(), 1u);
+  for (int query = 0; query < 50; ++query) {
+    const std::vector<DeviceRecord*> later = setup.FindDevices(L"MEDIA", true, L"", L"");
+    ASSERT_EQ(later.size(), 1u);
+    EXPECT_NE(later[0], earlier[0]);
+    later[0]->description = L"changed";
+    later[0]->drivers.clear();
+  }
+  EXPECT_EQ(earlier[0]->getDeviceId(), kId);
+  EXPECT_EQ(earlier[0]->getDescription(), L"ORV MEDIA");
+  EXPECT_EQ(earlier[0]->hardwareIds, device.hardwareIds);
+  ASSERT_EQ(earlier[0]->drivers.size(), 1u);
+  EXPECT_EQ(earlier[0]->drivers[0]->inf->infPath, infPath(L"oem1.inf"));
+}
+
+TEST_F(DeviceInventory, QueriesChangeNothing) {
+  plantDevice(makerDevice(kId, L"MEDIA"));
+  plantDriverPackage(makerPackage(L"oem1.inf", L"MEDIA"));
+  ::Setup setup;
+  setup.FindDevices(L"MEDIA", true, L"", L"");
+  EXPECT_THAT(recordedCalls(), IsEmpty());
+  EXPECT_TRUE(deviceExists(kId));
+  EXPECT_TRUE(packageExists(L"oem1.inf"));
+}
+
+TEST_F(DeviceInventory, SetThatCannotBeOpenedIsLoggedAndFindsNothing) {
+  plantDevice(makerDevice(kId, L"MEDIA"));
+  ::Setup working;
+  const std::vector<DeviceRecord*> found = working.FindDevices(L"MEDIA", false, L"", L"");
+  ASSERT_EQ(found.size(), 1u);
+
+  failCall(L"SetupDiGetClassDevsW", ERROR_ACCESS_DENIED);
+  const CapturedLog log;
+  ::Setup setup;
+  EXPECT_THAT(log.lines(),
+              ElementsAre("ERROR Setup::UninstallDevice - Cancelling! SetupDiGetClassDevs invalid handle value!"));
+  EXPECT_TRUE(working.isValid());
+  EXPECT_FALSE(setup.isValid());
+  EXPECT_THAT(setup.FindDevices(L"MEDIA", true, L"", L""), IsEmpty());
+  EXPECT_TRUE(setup.UninstallDevice(*found[0], false, false));
+  EXPECT_TRUE(deviceExists(kId));
+}
+
+TEST_F(DeviceInventory, SetIsReleasedOnceAndOnlyIfItWasOpened) {
+  releasedSets.clear();
+  { const ::Setup setup; }
+  ASSERT_EQ(releasedSets.size(), 1u);
+  EXPECT_NE(releasedSets[0], INVALID_HANDLE_VALUE);
+  failCall(L"SetupDiGetClassDevsW", ERROR_ACCESS_DENIED);
+  { const ::Setup setup; }
+  EXPECT_EQ(releasedSets.size(), 1u);
+}
+
+TEST_F(DeviceInventory, DevicesThatComeLaterAreNotInTheSet) {
+  ::Setup setup;
+  plantDevice(makerDevice(kId, L"MEDIA"));
+  EXPECT_THAT(setup.FindDevices(L"MEDIA", false, L"", L""), IsEmpty());
+  EXPECT_THAT(find(L"MEDIA"), ElementsAre(kId));
+}

@@ -1,0 +1,70 @@
+// driver_matching_fixture - carries out a plan and tells from the log which list each device came into: the lists show
+// in the lines behind each stage's own line.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "devices/device_fixture.h"
+
+// The device that most cases are about, and a parent for it that is not the maker's.
+inline const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
+inline const std::wstring kParent = L"PCI\\VEN_1234&DEV_0000\\0";
+
+// The stages in their order, by the names of their lists.
+inline const std::vector<std::pair<std::string, std::string>> kStages = {
+    {"class", "DEBUG Devices to Uninstall by classname"},
+    {"description", "DEBUG Devices to Uninstall by devicesByDevDesc"},
+    {"siblings", "DEBUG Devices to Uninstall by devicesBySibblings"},
+    {"hardware id", "DEBUG Devices to Uninstall by devicesByHWID's"},
+    {"device id", "DEBUG Devices to Uninstall by devicesByDeviceID's"},
+};
+
+// "<list> <device id>" for each device of each list.
+inline Lines listsIn(const Lines& log) {
+  Lines listed;
+  std::string list;
+  for (const std::string& line : log) {
+    for (const auto& [name, header] : kStages) {
+      if (line == header) {
+        list = name;
+      }
+    }
+    for (const std::string marker : {" ----- DeviceId: ", "-----getDeviceId: "}) {
+      if (const std::size_t at = line.find(marker); !list.empty() && at != std::string::npos) {
+        listed.push_back(list + " " + line.substr(at + marker.size()));
+      }
+    }
+  }
+  return listed;
+}
+
+inline DriverPackage packageOf(const std::wstring& className) {
+  DriverPackage package;
+  package.Name = L"Package";
+  package.ClassName = className;
+  return package;
+}
+
+class DriverMatching : public DeviceTest {
+ protected:
+  // The lists that the devices of the machine come into.
+  Lines match(const std::vector<DriverPackage>& packages) {
+    failed.clear();
+    succeeded.clear();
+    const CapturedLog log;
+    ::Setup setup;
+    setup.RemoveDrivers(packages, failed, succeeded, GpuExclusion(), false);
+    lines = log.lines();
+    return listsIn(lines);
+  }
+
+  // The lines before the first stage.
+  Lines matchingLines() const { return Lines(lines.begin(), std::find(lines.begin(), lines.end(), kStages[0].second)); }
+
+  std::vector<DriverPackage> failed;
+  std::vector<DriverPackage> succeeded;
+  Lines lines;
+};
