@@ -3,6 +3,8 @@
 // the design: processes before services, applications before drivers, drivers before their files, files before
 // directories, registry values before keys.
 
+#include <memory>
+
 #include <windows.h>
 
 #include "app/cleanup_session.h"
@@ -13,6 +15,7 @@
 #include "manifest/collectors.h"
 #include "manifest/path_expansion.h"
 #include "manifest/tracker_commands.h"
+#include "resources/resource_ids.h"
 #include "system/action_dispatcher.h"
 #include "system/depth_order.h"
 #include "system/log.h"
@@ -21,6 +24,8 @@
 #include "system/safe_boot.h"
 #include "system/services.h"
 #include "system/windows_update.h"
+#include "ui/localised_strings.h"
+#include "ui/splash_window.h"
 
 namespace {
 
@@ -38,6 +43,11 @@ void CleanupSession::runCleanupSequence() {
     quitRequested = 1;
     return;
   }
+  // Closed at the end of the sequence, when the finish dialog is there already.
+  std::unique_ptr<SplashWindow> splash;
+  if (!silent) {
+    splash = std::make_unique<SplashWindow>(IDD_SPLASH, this);
+  }
   createRestorePoint();
   if (cleanupEnabled) {
     runMainPass();
@@ -45,11 +55,14 @@ void CleanupSession::runCleanupSequence() {
 }
 
 bool CleanupSession::confirmWithUser() {
-  return silent || ::MessageBoxW(nullptr,
-                                 L"This process will remove ORV drivers and applications such as graphics drivers, "
-                                 L"audio drivers, and ORV Software. This process will not remove or modify ORV chipset "
-                                 L"drivers.",
-                                 L"ORV Cleanup Utility", MB_OKCANCEL | MB_ICONINFORMATION) == IDOK;
+  return silent ||
+         ::MessageBoxW(nullptr,
+                       userText(kCaptionConsent,
+                                L"This process will remove ORV drivers and applications such as graphics "
+                                L"drivers, audio drivers, and ORV Software. This process will not remove or "
+                                L"modify ORV chipset drivers.")
+                           .c_str(),
+                       userText(kCaptionTitle, kDefaultTitle).c_str(), MB_OKCANCEL | MB_ICONINFORMATION) == IDOK;
 }
 
 void CleanupSession::runMainPass() {

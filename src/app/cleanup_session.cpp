@@ -9,8 +9,6 @@
 
 std::int32_t quitRequested = 0;
 bool rebootAfterRun = false;
-HINSTANCE moduleInstance = nullptr;
-std::wstring languageFilePath;
 
 namespace {
 

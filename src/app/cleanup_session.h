@@ -19,10 +19,6 @@
 extern std::int32_t quitRequested;
 // Set by the switch `reboot`.
 extern bool rebootAfterRun;
-// The module that holds the dialogs and bitmaps.
-extern HINSTANCE moduleInstance;
-// The file with the texts in the user's language; while it names no file, the English defaults hold.
-extern std::wstring languageFilePath;
 
 class CleanupSession {
  public:
@@ -67,6 +63,9 @@ class CleanupSession {
 
   // The tail of the sequence: lists what failed, decides the outcome, leaves word that a restart is due, ends the run.
   void finishRun();
+
+  // Shows the outcome to the user, who looks at the report and finishes the run from there.
+  void showFinishDialog();
 
   // The end of an interactive run: asks for the restart and either quits or restarts. Called by the dialog that it
   // ends.

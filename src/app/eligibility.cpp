@@ -10,6 +10,7 @@
 
 #include "app/cleanup_session.h"
 #include "applications/forced_removal.h"
+#include "system/file_operations.h"
 #include "system/file_status.h"
 #include "system/log.h"
 #include "system/process_launch.h"
@@ -81,14 +82,6 @@ ProgrammeStatus readProgrammeStatus() {
   return status;
 }
 
-void clearReadOnly(const std::wstring& path) {
-  const DWORD attributes = ::GetFileAttributesW(path.c_str());
-  if (!::SetFileAttributesW(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY))) {
-    throw std::filesystem::filesystem_error(
-        "permissions", path, std::error_code(static_cast<int>(::GetLastError()), std::system_category()));
-  }
-}
-
 void writeProgrammePackage(HKEY key, const std::wstring& path) {
   const LSTATUS status = ::RegSetValueExW(key, L"OriginalDB", 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
                                           static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t)));
@@ -106,8 +99,9 @@ void moveProgrammePackage(HKEY key, const std::wstring& package) {
   LogDebug(L"Meridia MSI is present in LUMIO location - %s, need to copy to Meridia location - %s", package.c_str(),
            installDir.c_str());
   const std::wstring target = installDir + L"\\UXF64.msi";
-  if (fileExists(target)) {
-    clearReadOnly(target);
+  if (fileExists(target) && !clearReadOnly(target)) {
+    throw std::filesystem::filesystem_error(
+        "permissions", target, std::error_code(static_cast<int>(::GetLastError()), std::system_category()));
   }
   LogDebug(L"Copying Meridia MSI is from %s to %s", package.c_str(), target.c_str());
   if (!::CopyFileW(package.c_str(), target.c_str(), FALSE)) {

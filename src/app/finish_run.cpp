@@ -7,9 +7,12 @@
 #include "app/cleanup_session.h"
 #include "applications/uninstall_runner.h"
 #include "manifest/path_expansion.h"
+#include "report/removal_report.h"
 #include "system/file_operations.h"
 #include "system/log.h"
 #include "system/registry.h"
+#include "ui/finish_dialog.h"
+#include "ui/localised_strings.h"
 
 std::int32_t RunOutcome = 0;
 
@@ -54,9 +57,7 @@ void deleteExtractedManifest(const std::wstring& path) {
   if (::DeleteFileW(path.c_str())) {
     return;
   }
-  const DWORD attributes = ::GetFileAttributesW(path.c_str());
-  if (::SetFileAttributesW(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) &&
-      !::DeleteFileW(path.c_str())) {
+  if (clearReadOnly(path) && !::DeleteFileW(path.c_str())) {
     ::MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
   }
 }
@@ -130,6 +131,8 @@ void CleanupSession::finishRun() {
     removeRepeatedNames(eligibleDrivers);
     removeRepeatedNames(removedDrivers);
     removeRepeatedNames(failedDrivers);
+    writeRemovalReport(std::wstring(temp) + L"CleanUp", L"uninst", eligibleApplications, eligibleDrivers,
+                       removedApplications, removedDrivers, failedApplications, failedDrivers);
   }
 
   // Before any restart can happen, so that it leads back into a normal boot.
@@ -147,8 +150,12 @@ void CleanupSession::finishRun() {
       rebootMachine();
     }
   } else {
-    onFinish(finishDialog);
+    showFinishDialog();
   }
+}
+
+void CleanupSession::showFinishDialog() {
+  finishDialog = openFinishDialog(RunOutcome, [this](HWND dialog) { onFinish(dialog); });
 }
 
 void CleanupSession::onFinish(HWND dialog) {
@@ -160,8 +167,11 @@ void CleanupSession::onFinish(HWND dialog) {
   ::EndDialog(dialog, 1);
   if (!rebootAfterRun &&
       ::MessageBoxW(nullptr,
-                    L"Actions taken by ORV Cleanup Utility require a system reboot. Would you like to reboot now?",
-                    L"ORV Cleanup Utility", MB_YESNO | MB_ICONQUESTION) != IDYES) {
+                    userText(kCaptionRestartQuestion,
+                             L"Actions taken by ORV Cleanup Utility require a system reboot. Would you like to reboot "
+                             L"now?")
+                        .c_str(),
+                    userText(kCaptionTitle, kDefaultTitle).c_str(), MB_YESNO | MB_ICONQUESTION) != IDYES) {
     ::PostQuitMessage(0);
     return;
   }

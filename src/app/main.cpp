@@ -4,12 +4,14 @@
 
 #include "app/cleanup_session.h"
 #include "system/log.h"
+#include "ui/localised_strings.h"
 
 namespace {
 
 // The refusal of a second interactive instance.
 int refuseSecondInstance() {
-  ::MessageBoxW(nullptr, L"Another instance is running.", L"ORV Cleanup Utility", MB_ICONINFORMATION);
+  ::MessageBoxW(nullptr, userText(kCaptionOtherInstance, L"Another instance is running.").c_str(),
+                userText(kCaptionTitle, kDefaultTitle).c_str(), MB_ICONINFORMATION);
   return 0;
 }
 
@@ -23,6 +25,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previousInstance*/, wchar_t*
   CleanupSession session(instance, commandLine, showCommand);
   LogDebug(L"Localization XML PATH\t:\t%s", session.workDirectory.c_str());
   session.workDirectory += L'\\';
+  languageFilePath = buildLanguagePath(instance, session.workDirectory);
   LogDebug(L"Localization File\t\t:\t%s", languageFilePath.c_str());
   session.parseCommandLine();
   // A silent second instance is not refused: an installer must not fail because a person has the tool open.

@@ -6,6 +6,8 @@
 #include "app/cleanup_session.h"
 #include "resources/resource_ids.h"
 #include "system/log.h"
+#include "ui/about_dialog.h"
+#include "ui/program_module.h"
 
 namespace {
 
@@ -14,6 +16,10 @@ constexpr wchar_t kManifestFileName[] = L"ScrubList.JSON";
 LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_COMMAND:
+      if (LOWORD(wParam) == IDM_ABOUT) {
+        ::DialogBoxParamW(moduleInstance, MAKEINTRESOURCEW(IDD_ABOUT), window, aboutDialogProc, 0);
+        return 0;
+      }
       if (LOWORD(wParam) == IDM_EXIT) {
         ::DestroyWindow(window);
         return 0;

@@ -18,10 +18,10 @@
 #include "system/process_launch.h"
 #include "system/registry.h"
 #include "system/windows_update.h"
+#include "ui/localised_strings.h"
 
 namespace {
 
-constexpr wchar_t kTitle[] = L"ORV Cleanup Utility";
 constexpr wchar_t kBatchFile[] = L"safemode.bat";
 constexpr wchar_t kRunOnceKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
 // The asterisk has Windows run the entry in safe mode too.
@@ -85,9 +85,11 @@ void CleanupSession::checkWindowsUpdate() {
     return;
   }
   ::MessageBoxW(nullptr,
-                L"ORV Cleanup Utility cannot complete while Windows Update is running. Please finish or exit Windows "
-                L"Update and re-launch ORV Cleanup Utility.",
-                kTitle, MB_ICONINFORMATION);
+                userText(kCaptionWindowsUpdate,
+                         L"ORV Cleanup Utility cannot complete while Windows Update is running. Please finish or exit "
+                         L"Windows Update and re-launch ORV Cleanup Utility.")
+                    .c_str(),
+                userText(kCaptionTitle, kDefaultTitle).c_str(), MB_ICONINFORMATION);
   std::exit(0);
 }
 
@@ -110,9 +112,12 @@ int CleanupSession::decideAndStart() {
     return 1;
   }
   switch (::MessageBoxW(nullptr,
-                        L"ORV Cleanup Utility has detected that your system is not currently in safe mode. Would you "
-                        L"like to reboot and run in safe mode?",
-                        kTitle, MB_YESNO | MB_ICONINFORMATION | MB_DEFBUTTON2)) {
+                        userText(kCaptionSafeModeQuestion,
+                                 L"ORV Cleanup Utility has detected that your system is not currently in safe mode. "
+                                 L"Would you like to reboot and run in safe mode?")
+                            .c_str(),
+                        userText(kCaptionTitle, kDefaultTitle).c_str(),
+                        MB_YESNO | MB_ICONINFORMATION | MB_DEFBUTTON2)) {
     case IDYES:
       rebootIntoSafeMode();
       break;

@@ -1,8 +1,10 @@
 #include "applications/forced_removal.h"
 
 #include <algorithm>
-#include <cwctype>
 #include <stdexcept>
+#include <vector>
+
+#include <windows.h>
 
 #include "applications/installer_products.h"
 #include "system/directory_walk.h"
@@ -168,36 +170,6 @@ void removeRegistrationOfUsers(const std::wstring& productName) {
 }
 
 }  // namespace
-
-bool ContainsNoCase(const std::wstring& text, const std::wstring& part) {
-  return !text.empty() &&
-         std::search(text.begin(), text.end(), part.begin(), part.end(), [](wchar_t one, wchar_t other) {
-           return std::towupper(one) == std::towupper(other);
-         }) != text.end();
-}
-
-std::vector<std::wstring> ListValueNames(HKEY key) {
-  DWORD count = 0;
-  DWORD longestName = 0;
-  LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, &longestName,
-                                      nullptr, nullptr, nullptr);
-  if (status != ERROR_SUCCESS) {
-    throw RegKeyError(status, "Unable to get query key information");
-  }
-  ++longestName;  // the terminator
-  std::vector<std::wstring> names;
-  for (DWORD index = 0; index < count; ++index) {
-    std::wstring name(longestName, L'\0');
-    DWORD length = longestName;
-    status = ::RegEnumValueW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
-    if (status != ERROR_SUCCESS) {
-      throw RegKeyError(status, "Unable to get enumerate subkeys");
-    }
-    name.resize(length);
-    names.push_back(std::move(name));
-  }
-  return names;
-}
 
 void ForceRemoveProduct(const std::wstring& productName) {
   removeFromUninstallList(productName);

@@ -5,15 +5,6 @@
 
 #include <set>
 #include <string>
-#include <vector>
-
-#include <windows.h>
-
-// True when `part` occurs in `text` in any case. An empty `part` occurs in every text that is not empty.
-bool ContainsNoCase(const std::wstring& text, const std::wstring& part);
-
-// The names of all values of an open key, in enumeration order. Throws RegKeyError.
-std::vector<std::wstring> ListValueNames(HKEY key);
 
 // Removes every trace of the registration of the products with that display name, compared without case. What cannot be
 // read or found is passed over. Throws RegKeyError when one of the installer's own top keys cannot be opened: then

@@ -23,11 +23,6 @@ bool looksTemporary(const std::wstring& path) {
   return std::regex_search(path, temporary) || std::regex_search(path, cache);
 }
 
-bool clearReadOnly(const std::wstring& systemPath) {
-  const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
-  return ::SetFileAttributesW(systemPath.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
-}
-
 bool markForRestart(const std::wstring& systemPath) {
   return ::MoveFileExW(systemPath.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
 }
@@ -47,6 +42,12 @@ bool reportNotDeleted(const std::wstring& path, DWORD error) {
 }
 
 }  // namespace
+
+bool clearReadOnly(const std::wstring& path) {
+  const std::wstring systemPath = toSystemPath(path);
+  const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
+  return ::SetFileAttributesW(systemPath.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+}
 
 bool FileOperation::Delete(std::wstring path, bool allowDelayedDelete) {
   const std::wstring systemPath = toSystemPath(path);

@@ -8,6 +8,9 @@
 // A deletion that matters waits for the next restart. Only ever goes from false to true.
 extern bool fileRebootPending;
 
+// Takes the read-only attribute off a file. False when the system refuses, with the reason in GetLastError.
+bool clearReadOnly(const std::wstring& path);
+
 namespace FileOperation {
 
 // Deletes one file. True when it is gone or never was there, when it is marked for deletion at the next restart, or

@@ -26,6 +26,27 @@ const std::array<RootKey, 5> kRootKeys = {{
 // Strings are read into 260 bytes, terminator included; a longer value counts as unreadable.
 constexpr DWORD kStringBufferBytes = 260;
 
+// `enumerate` is RegEnumKeyExW or RegEnumValueW, whose first arguments are the same; nothing but the name is asked for.
+std::vector<std::wstring> listNames(HKEY key, LSTATUS queried, DWORD count, DWORD longestName, auto enumerate) {
+  if (queried != ERROR_SUCCESS) {
+    throw RegKeyError(queried, "Unable to get query key information");
+  }
+  ++longestName;  // the terminator
+  std::vector<std::wstring> names;
+  names.reserve(count);
+  for (DWORD index = 0; index < count; ++index) {
+    std::wstring name(longestName, L'\0');
+    DWORD length = longestName;
+    const LSTATUS status = enumerate(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+    if (status != ERROR_SUCCESS) {
+      throw RegKeyError(status, "Unable to get enumerate subkeys");
+    }
+    name.resize(length);
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
 }  // namespace
 
 RegKeyError::RegKeyError(LSTATUS status, const char* text)
@@ -77,25 +98,17 @@ std::wstring GetRegistryString(HKEY key, const wchar_t* subkey, const wchar_t* v
 std::vector<std::wstring> EnumerateSubkeys(HKEY key) {
   DWORD count = 0;
   DWORD longestName = 0;
-  LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, &longestName, nullptr, nullptr, nullptr,
-                                      nullptr, nullptr, nullptr);
-  if (status != ERROR_SUCCESS) {
-    throw RegKeyError(status, "Unable to get query key information");
-  }
-  ++longestName;  // the terminator
-  std::vector<std::wstring> names;
-  names.reserve(count);
-  for (DWORD index = 0; index < count; ++index) {
-    std::wstring name(longestName, L'\0');
-    DWORD length = longestName;
-    status = ::RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
-    if (status != ERROR_SUCCESS) {
-      throw RegKeyError(status, "Unable to get enumerate subkeys");
-    }
-    name.resize(length);
-    names.push_back(std::move(name));
-  }
-  return names;
+  const LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, &longestName, nullptr, nullptr,
+                                            nullptr, nullptr, nullptr, nullptr);
+  return listNames(key, status, count, longestName, ::RegEnumKeyExW);
+}
+
+std::vector<std::wstring> ListValueNames(HKEY key) {
+  DWORD count = 0;
+  DWORD longestName = 0;
+  const LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
+                                            &longestName, nullptr, nullptr, nullptr);
+  return listNames(key, status, count, longestName, ::RegEnumValueW);
 }
 
 RegistryKey CreateCleanupUtilityKey(HKEY parent) {

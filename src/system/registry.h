@@ -42,6 +42,10 @@ std::wstring GetRegistryString(HKEY key, const wchar_t* subkey, const wchar_t* v
 // key information" or "Unable to get enumerate subkeys".
 std::vector<std::wstring> EnumerateSubkeys(HKEY key);
 
+// The names of all values of an open key in enumeration order, the nameless one included. Throws RegKeyError with the
+// texts of EnumerateSubkeys.
+std::vector<std::wstring> ListValueNames(HKEY key);
+
 // Creates or opens the volatile key ORVCleanupUtility below `parent`: it lives only until the next restart, just as
 // long as what it tells is true. Throws RegKeyError "Unable to get create registry key".
 RegistryKey CreateCleanupUtilityKey(HKEY parent);

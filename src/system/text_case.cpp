@@ -20,3 +20,10 @@ bool equalsNoCase(std::wstring_view left, std::wstring_view right) {
 bool contains(std::wstring_view text, std::wstring_view part) {
   return text.find(part) != std::wstring_view::npos;
 }
+
+bool ContainsNoCase(const std::wstring& text, const std::wstring& part) {
+  return !text.empty() &&
+         std::search(text.begin(), text.end(), part.begin(), part.end(), [](wchar_t one, wchar_t other) {
+           return std::towupper(one) == std::towupper(other);
+         }) != text.end();
+}

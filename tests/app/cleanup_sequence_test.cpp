@@ -114,7 +114,7 @@ TEST_F(CleanupSequence, OkStartsThePass) {
   session.silent = false;
   run();
   EXPECT_FALSE(lines.empty());
-  EXPECT_EQ(shownMessages, 2);  // the consent and, at the end, the question about the restart
+  EXPECT_EQ(shownMessages, 1);  // the consent; the question about the restart is asked from the finish dialog
 }
 
 TEST_F(CleanupSequence, SilentRunShowsNothingAndStillMakesTheRestorePoint) {

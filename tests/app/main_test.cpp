@@ -129,7 +129,7 @@ TEST_F(Program, FirstLinesTellTheFolderTheSwitchesAndTheManifest) {
   const std::vector<std::string> expected = {
       "ERROR Failed Opening Registry Key of CleanUpProgressPercentage registry value",
       "DEBUG Localization XML PATH\t:\t" + temp + "\\CleanUp",
-      "DEBUG Localization File\t\t:\t",
+      "DEBUG Localization File\t\t:\t" + temp + "CleanUp\\ENU.xml",
       "DEBUG PKMCONFIG JSON Path is: " + temp + "\\CleanUp\\\\ScrubList.JSON",
       "DEBUG ------------------Parsing JSON -----------------",
       "DEBUG Parsing ScrubList.JSON File",

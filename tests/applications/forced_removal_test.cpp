@@ -63,27 +63,6 @@ bool productStands() {
 
 }  // namespace
 
-TEST(ContainsNoCase, FoldsBothTexts) {
-  struct Row {
-    const wchar_t* text;
-    const wchar_t* part;
-    bool contained;
-  };
-  const Row rows[] = {{L"S-1-5-18", L"s-1-5", true},
-                      {L"s-1-5-18", L"S-1-5", true},
-                      {L"xS-1-5", L"s-1-5", true},
-                      {L"S-1-4-18", L"s-1-5", false},
-                      {L"C:\\WINDOWS\\Installer\\{aB}\\", L"c:\\windows\\installer\\{Ab}", true},
-                      {L"short", L"shorter", false},
-                      {L"text", L"", true},
-                      {L"", L"", false},
-                      {L"", L"text", false}};
-  for (const Row& row : rows) {
-    EXPECT_EQ(ContainsNoCase(row.text, row.part), row.contained)
-        << testing::PrintToString(row.text) << " " << testing::PrintToString(row.part);
-  }
-}
-
 TEST_F(ValueNames, AreAllNamesTheNamelessOneIncluded) {
   const std::wstring path = kFolders + L"\\names";
   const std::wstring longName(300, L'n');

@@ -1,0 +1,190 @@
+#include "report/removal_report.h"
+
+#include <cstdint>
+#include <cwchar>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include "report/report_stylesheet.h"
+#include "system/log.h"
+#include "system/process_launch.h"
+#include "system/text_case.h"
+
+namespace {
+
+constexpr wchar_t kReportName[] = L"\\report.xml";
+// Windows takes the name in any case.
+constexpr wchar_t kExternalReference[] = L"<?xml-stylesheet type=\"text/xsl\" href=\"Report.xml.xsl\"?>\n";
+
+constexpr wchar_t kBrowser[] = L"iexplore.exe";
+// The first builds of the browser's last version that take a stylesheet from inside the document come behind it.
+constexpr wchar_t kLastOldBuild[] = L"19043";
+
+constexpr wchar_t kSystemLocale[] = L"!x-sys-default-locale";
+
+constexpr std::size_t kFirstLineCharacters = 128;
+
+// Formats into a buffer that grows until the text fits, so that no name is cut.
+template <class... Arguments>
+std::wstring composeLine(const wchar_t* format, Arguments... arguments) {
+  std::wstring line(kFirstLineCharacters, L'\0');
+  for (;;) {
+    const int written = ::_snwprintf(line.data(), line.size(), format, arguments...);
+    if (written >= 0 && static_cast<std::size_t>(written) < line.size()) {
+      line.resize(static_cast<std::size_t>(written));
+      return line;
+    }
+    line.resize(line.size() * 2);
+  }
+}
+
+void logFormatFailure(const wchar_t* format) {
+  const DWORD error = ::GetLastError();
+  LogDebug(format, error, systemMessage(error).c_str());
+}
+
+std::wstring formatDate(const wchar_t* locale, DWORD flags, const wchar_t* format) {
+  const int length = ::GetDateFormatEx(locale, flags, nullptr, format, nullptr, 0, nullptr);
+  std::wstring text(static_cast<std::size_t>(length) + 1, L'\0');
+  if (::GetDateFormatEx(locale, flags, nullptr, format, text.data(), length, nullptr) == 0) {
+    logFormatFailure(L"Call to GetDateFormatEx failed. Error code: %d %s");
+  }
+  return text.c_str();
+}
+
+std::wstring formatTime(const wchar_t* locale, const wchar_t* format) {
+  const int length = ::GetTimeFormatEx(locale, 0, nullptr, format, nullptr, 0);
+  std::wstring text(static_cast<std::size_t>(length) + 1, L'\0');
+  if (::GetTimeFormatEx(locale, 0, nullptr, format, text.data(), length) == 0) {
+    logFormatFailure(L"Call to GetTimeFormatEx failed. Error code: %d %s");
+  }
+  return text.c_str();
+}
+
+// The program that Windows opens the report with; empty when there is none.
+std::wstring programOf(const std::wstring& report) {
+  wchar_t program[MAX_PATH] = {};
+  ::FindExecutableW(report.c_str(), nullptr, program);
+  return program;
+}
+
+std::wstring productVersion(const std::wstring& path) {
+  DWORD ignored = 0;
+  std::vector<BYTE> block(::GetFileVersionInfoSizeW(path.c_str(), &ignored));
+  void* found = nullptr;
+  UINT length = 0;
+  if (block.empty() || !::GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(block.size()), block.data()) ||
+      !::VerQueryValueW(block.data(), L"\\VarFileInfo\\Translation", &found, &length)) {
+    return {};
+  }
+  struct Translation {
+    WORD language;
+    WORD codePage;
+  };
+  const auto* translations = static_cast<const Translation*>(found);
+  std::wstring version;
+  for (UINT index = 0; index < length / sizeof(Translation); ++index) {
+    wchar_t name[50] = {};
+    ::_snwprintf(name, std::size(name) - 1, L"\\StringFileInfo\\%04x%04x\\ProductVersion", translations[index].language,
+                 translations[index].codePage);
+    void* text = nullptr;
+    UINT characters = 0;
+    if (::VerQueryValueW(block.data(), name, &text, &characters) && characters > 0) {
+      version.assign(static_cast<const wchar_t*>(text), characters);
+      version.resize(std::min(version.find(L'\0'), version.size()));
+    }
+  }
+  return version;
+}
+
+void writeNames(std::wostream& stream, const wchar_t* format, const auto& packages) {
+  for (const auto& package : packages) {
+    stream << composeLine(format, package.Name.c_str());
+  }
+}
+
+void writeResults(std::wostream& stream, const wchar_t* format, const auto& packages, const wchar_t* result) {
+  for (const auto& package : packages) {
+    stream << composeLine(format, package.Name.c_str(), result);
+  }
+}
+
+constexpr wchar_t kGeneral[] =
+    L"\t<general>\n\t\t<cmdline>%s "
+    L"</cmdline>\n\t\t<time>%s</time>\n\t\t<action>%s</action>\n\t\t<download></download>\n"
+    L"\t</general>\n";
+constexpr wchar_t kExistingApplication[] = L"<Applications>\n\t\t\t<Name>%s</Name>\n\t\t\t</Applications>";
+constexpr wchar_t kExistingDriver[] = L"<Drivers>\n\t\t\t<Name>%s</Name>\n\t\t\t</Drivers>";
+constexpr wchar_t kApplicationResult[] =
+    L"\t\t<Applications>\n\t\t\t\t\t<description>%s</description>\n\t\t\t\t\t<result>%s</result>\n"
+    L"\t\t\t\t\t</Applications>\n";
+constexpr wchar_t kDriverResult[] =
+    L"\t\t<Drivers>\n\t\t\t\t\t<description>%s</description>\n\t\t\t\t\t<result>%s</result>\n\t\t\t\t\t</Drivers>\n";
+
+}  // namespace
+
+std::wstring formatReportTime() {
+  return formatDate(kSystemLocale, DATE_LONGDATE, nullptr) + L' ' + formatTime(kSystemLocale, nullptr);
+}
+
+std::wstring formatFileStamp() {
+  return formatDate(L"", 0, L"yyyy'_'MM'_'dd'_'") + formatTime(L"", L"HH'.'mm'.'ss");
+}
+
+bool isOldBrowserBuild(const std::wstring& path) {
+  const std::wstring version = productVersion(path);
+  std::wsmatch parts;
+  if (!std::regex_match(version, parts, std::wregex(L"(\\d+)\\.(\\d+).(\\d+).*"))) {
+    return true;
+  }
+  // As text: a shorter number of a much older build counts as newer, and takes the stylesheet from inside all the same.
+  return parts[3].str() <= kLastOldBuild;
+}
+
+void writeRemovalReport(std::wstring folder, std::wstring action,
+                        const std::vector<ApplicationPackage>& existingApplications,
+                        const std::vector<DriverPackage>& existingDrivers,
+                        const std::vector<ApplicationPackage>& removedApplications,
+                        const std::vector<DriverPackage>& removedDrivers,
+                        const std::vector<ApplicationPackage>& failedApplications,
+                        const std::vector<DriverPackage>& failedDrivers) {
+  const std::wstring time = formatReportTime();
+  // Goes nowhere; its failures stand in the log, where those who look into a wrong clock expect them.
+  formatFileStamp();
+
+  const std::wstring path = folder + kReportName;
+  std::wofstream stream{std::filesystem::path(path)};
+  stream << L"<?xml version=\"1.0\"?>" << std::endl;  // on the disk before Windows is asked what opens it
+
+  const std::wstring program = programOf(path);
+  const bool isExternal = ContainsNoCase(program, kBrowser) && isOldBrowserBuild(program);
+  if (isExternal) {
+    stream << kExternalReference;
+  } else {
+    writeInlineStylesheet(stream);
+  }
+
+  stream << L"<tallyreport xmlns:dt=\"urn:schemas-microsoft-com:datatypes\">\n";
+  stream << composeLine(kGeneral, L"", time.c_str(), action.c_str());
+  stream << L"\t<exist>\n";
+  writeNames(stream, kExistingApplication, existingApplications);
+  writeNames(stream, kExistingDriver, existingDrivers);
+  stream << L"\t</exist>\n\t<Uninstalled>\n";
+  writeResults(stream, kApplicationResult, removedApplications, L"Succeed");
+  writeResults(stream, kDriverResult, removedDrivers, L"Succeed");
+  stream << L"\t</Uninstalled>\n\t<Failed>\n";
+  writeResults(stream, kApplicationResult, failedApplications, L"Fail");
+  writeResults(stream, kDriverResult, failedDrivers, L"Fail");
+  stream << L"\t</Failed>\n" << kReportResourceBlock << L"</tallyreport>" << std::endl;
+
+  if (isExternal) {
+    writeStylesheetFile(folder);
+  } else {
+    stream << L"</doc>" << std::endl;
+  }
+}

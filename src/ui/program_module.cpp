@@ -1,0 +1,3 @@
+#include "ui/program_module.h"
+
+HINSTANCE moduleInstance = nullptr;

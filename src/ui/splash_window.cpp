@@ -1,0 +1,202 @@
+#include "ui/splash_window.h"
+
+#include <array>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include "resources/resource_ids.h"
+#include "ui/localised_strings.h"
+#include "ui/program_module.h"
+
+namespace {
+
+constexpr std::array<const wchar_t*, 3> kFrames = {L"◉ ○ ○", L"○ ◉ ○", L"○ ○ ◉"};
+constexpr UINT kFrameMilliseconds = 500;
+// A timer of a window keeps the number that it was given; with 0 the call would return another one.
+constexpr UINT_PTR kFrameTimer = 1;
+
+constexpr COLORREF kTextColour = 0xFFFFF0;
+constexpr int kHeadlinePoints = 20;
+constexpr int kSmallPoints = 12;
+constexpr wchar_t kFontFace[] = L"Segoe UI";
+
+// What SC_MOVE becomes when the mouse, not the keyboard, moves the window.
+constexpr WPARAM kMoveByMouse = SC_MOVE | HTCAPTION;
+
+using Font = std::unique_ptr<std::remove_pointer_t<HFONT>, decltype(&::DeleteObject)>;
+
+// Draws this thread's windows as if there were no other DPI than 96, and has the system scale them, although the
+// process as a whole draws for each monitor. Older systems have neither function.
+class UnawareOfDpi {
+ public:
+  UnawareOfDpi() {
+    const HMODULE user32 = ::GetModuleHandleW(L"User32");
+    setHosting_ = find<SetHosting>(user32, "SetThreadDpiHostingBehavior");
+    setContext_ = find<SetContext>(user32, "SetThreadDpiAwarenessContext");
+    if (setContext_) {
+      oldContext_ = setContext_(DPI_AWARENESS_CONTEXT_UNAWARE);
+    }
+    if (setHosting_) {
+      oldHosting_ = setHosting_(DPI_HOSTING_BEHAVIOR_MIXED);
+    }
+  }
+  ~UnawareOfDpi() {
+    if (setContext_) {
+      setContext_(oldContext_);
+    }
+    if (setHosting_) {
+      setHosting_(oldHosting_);
+    }
+  }
+  UnawareOfDpi(const UnawareOfDpi&) = delete;
+  UnawareOfDpi& operator=(const UnawareOfDpi&) = delete;
+
+ private:
+  using SetHosting = DPI_HOSTING_BEHAVIOR(WINAPI*)(DPI_HOSTING_BEHAVIOR);
+  using SetContext = DPI_AWARENESS_CONTEXT(WINAPI*)(DPI_AWARENESS_CONTEXT);
+
+  template <class Function>
+  static Function find(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+  }
+
+  SetHosting setHosting_ = nullptr;
+  SetContext setContext_ = nullptr;
+  DPI_HOSTING_BEHAVIOR oldHosting_ = DPI_HOSTING_BEHAVIOR_INVALID;
+  DPI_AWARENESS_CONTEXT oldContext_ = nullptr;
+};
+
+// The texts stand on the bitmap without a ground of their own.
+INT_PTR CALLBACK dialogProc(HWND, UINT message, WPARAM wParam, LPARAM) {
+  if (message != WM_CTLCOLORSTATIC) {
+    return 0;
+  }
+  const HDC dc = reinterpret_cast<HDC>(wParam);
+  ::SetTextColor(dc, kTextColour);
+  ::SetBkMode(dc, TRANSPARENT);
+  return reinterpret_cast<INT_PTR>(::GetStockObject(NULL_BRUSH));
+}
+
+HWND createBackground(HWND window) {
+  RECT client = {};
+  ::GetClientRect(window, &client);
+  const HWND background =
+      ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | SS_BITMAP | SS_REALSIZECONTROL, 0, 0, client.right - client.left,
+                        client.bottom - client.top, window, nullptr, moduleInstance, nullptr);
+  if (background) {
+    const HBITMAP bitmap = ::LoadBitmapW(::GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDB_SPLASH));
+    ::SendMessageW(background, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(bitmap));
+  }
+  return background;
+}
+
+Font createFont(HDC dc, int points) {
+  const int height = -::MulDiv(points, ::GetDeviceCaps(dc, LOGPIXELSY), 72);
+  return {::CreateFontW(height, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, kFontFace), &::DeleteObject};
+}
+
+void setFont(HWND window, int control, HFONT font) {
+  ::SendMessageW(::GetDlgItem(window, control), WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
+}
+
+// False when the headline cannot have its font.
+bool setFonts(HWND window, Font& headline) {
+  const HWND control = ::GetDlgItem(window, IDC_SPLASH_HEADLINE);
+  const HDC dc = ::GetDC(control);
+  headline = createFont(dc, kHeadlinePoints);
+  Font small = createFont(dc, kSmallPoints);
+  if (headline) {
+    setFont(window, IDC_SPLASH_HEADLINE, headline.get());
+    if (small) {
+      setFont(window, IDC_SPLASH_DOTS, small.get());
+      setFont(window, IDC_SPLASH_MINIMISE, small.release());  // the controls need it to the end of the process
+    }
+  }
+  ::ReleaseDC(control, dc);
+  return headline != nullptr;
+}
+
+}  // namespace
+
+SplashWindow::SplashWindow(int dialogId, const CleanupSession* owner)
+    : session(owner), thread(&SplashWindow::runThread, this, dialogId) {}
+
+SplashWindow::~SplashWindow() {
+  stopRequested.exchange(true);
+  // A message that comes before the thread has a queue is lost; the flag then ends the loop at its next idle moment.
+  ::PostThreadMessageW(threadId, WM_CLOSE, 0, 0);
+  thread.join();
+}
+
+void SplashWindow::runThread(int dialogId) {
+  threadId = ::GetCurrentThreadId();
+  const UnawareOfDpi unaware;
+  showWindow(dialogId);
+}
+
+void SplashWindow::showWindow(int dialogId) {
+  const HWND window = ::CreateDialogParamW(moduleInstance, MAKEINTRESOURCEW(dialogId), nullptr, dialogProc, 0);
+  ::SendMessageW(window, WM_SETICON, ICON_BIG,
+                 reinterpret_cast<LPARAM>(::LoadIconW(moduleInstance, MAKEINTRESOURCEW(IDI_PROGRAM))));
+  const auto text = [this](int captionId, const wchar_t* defaultText) {
+    return session ? userText(captionId, defaultText) : std::wstring(defaultText);
+  };
+  ::SetWindowTextW(window, text(kCaptionTitle, kDefaultTitle).c_str());
+  const HWND background = createBackground(window);
+  if (!background) {
+    return;
+  }
+  ::ShowWindow(background, SW_SHOW);
+  ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[0]);
+  ::SetDlgItemTextW(window, IDC_SPLASH_CAPTION,
+                    text(kCaptionSplash, L"Removing Drivers, Applications, Utilities").c_str());
+  ::SetDlgItemTextW(window, IDC_SPLASH_HEADLINE, text(kCaptionSplashHeadline, L"Cleanup Utility").c_str());
+  Font headline(nullptr, &::DeleteObject);
+  if (!setFonts(window, headline)) {
+    return;
+  }
+  // So that the glyph can minimise it.
+  ::SetWindowLongW(window, GWL_STYLE, ::GetWindowLongW(window, GWL_STYLE) | WS_MINIMIZEBOX);
+  pumpMessages(window, ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr), background);
+}
+
+void SplashWindow::pumpMessages(HWND window, UINT_PTR timer, HWND background) {
+  const HWND minimise = ::GetDlgItem(window, IDC_SPLASH_MINIMISE);
+  std::size_t frame = 0;
+  MSG message = {};
+  while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+    switch (message.message) {
+      case WM_TIMER:
+        if (message.wParam == timer) {
+          frame = (frame + 1) % kFrames.size();
+          ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame]);
+          ::InvalidateRect(window, nullptr, FALSE);
+          timer = ::SetTimer(background, timer, kFrameMilliseconds, nullptr);
+        }
+        break;
+      case WM_MOUSEMOVE:
+        if (message.hwnd == minimise) {
+          ::SetCursor(::LoadCursorW(nullptr, IDC_HAND));
+        }
+        break;
+      case WM_LBUTTONDOWN:
+        // Without a caption, the whole surface is the handle to move the window by.
+        ::ReleaseCapture();
+        ::SendMessageW(window, WM_SYSCOMMAND, message.hwnd == minimise ? SC_MINIMIZE : kMoveByMouse, 0);
+        break;
+      case WM_DESTROY:
+      case WM_CLOSE:
+      case WM_QUIT:
+        return;
+      default:
+        break;
+    }
+    ::TranslateMessage(&message);
+    ::DispatchMessageW(&message);
+    MSG waiting = {};
+    if (!::PeekMessageW(&waiting, nullptr, 0, 0, PM_NOREMOVE) && stopRequested) {
+      return;
+    }
+  }
+}
