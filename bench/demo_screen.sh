@@ -1,31 +1,35 @@
 # demo_screen.sh - the closing screen of the demo: what went, by kind, what stayed, what failed and why, and the log.
-# Sourced after snapshot.sh, leftovers.sh and products.sh. A new kind of thing is a new line of demo_table.
+# Sourced after snapshot.sh, leftovers.sh, products.sh and demo_devices.sh. A new kind of thing is a new line of demo_table.
 #
-#   demo_screen FOLDER LOG     FOLDER holds rows.tsv, expected_rows.tsv, the snapshots bare, with_products, before and after,
-#                              record.tsv and repaired.tsv. Status 0 only when all went that should, and nothing else, and
-#                              the products that stay still work.
+#   demo_screen FOLDER LOG     FOLDER holds rows.tsv, expected_rows.tsv, the snapshots bare, with_products, with_devices,
+#                              before and after, record.tsv and repaired.tsv. Status 0 only when all went that should, and
+#                              nothing else, and the products that stay still work.
 
 demo_screen() {
-    local folder=$1 log=$2
+    local folder=$1 log=$2 devices=right
     # What the maker's products have brought goes with them, whether a row lists it or not, and is counted as products.
     snapshot_added "$folder/bare.tsv" "$folder/with_products.tsv" | cut -f1-3 | LC_ALL=C sort >"$folder/of_products.tsv"
+    demo_devices_expected "$folder"
     leftovers_expected "$folder/rows.tsv" "$folder/before.tsv" |
         LC_ALL=C comm -23 - "$folder/of_products.tsv" >"$folder/listed.tsv"
     leftovers_expected "$folder/expected_rows.tsv" "$folder/before.tsv" |
-        LC_ALL=C sort -u - "$folder/of_products.tsv" >"$folder/gone_expected.tsv"
+        LC_ALL=C sort -u - "$folder/of_products.tsv" "$folder/devices_gone.tsv" >"$folder/gone_expected.tsv"
     snapshot_removed "$folder/before.tsv" "$folder/after.tsv" >"$folder/gone_found.tsv"
-    LC_ALL=C comm -23 "$folder/gone_found.tsv" "$folder/of_products.tsv" >"$folder/gone_leftovers.tsv"
+    LC_ALL=C sort -u "$folder/of_products.tsv" "$folder/devices_gone.tsv" |
+        LC_ALL=C comm -23 "$folder/gone_found.tsv" - >"$folder/gone_leftovers.tsv"
     tr -d '\r' <"$log" | sed 's/^Thread Id:[0-9]*\t//' >"$folder/log.txt"
     cut -f3- "$folder/log.txt" >"$folder/messages.txt"
 
     demo_table "$folder"
     demo_products "$folder"
+    demo_devices "$folder" || devices=differ
+    demo_around "$folder/messages.txt"
     demo_survivors "$folder"
     demo_failures "$folder"
     printf '\nThe log: %s (%s lines), its end:\n' "$log" "$(wc -l <"$folder/log.txt")"
     tail -n 3 "$folder/log.txt" | cut -c1-118 | sed 's/^/    /'
     cmp -s "$folder/gone_expected.tsv" "$folder/gone_found.tsv" &&
-        cmp -s <(products_of others | cut -f3 | sed 's/$/\tworks/') "$folder/repaired.tsv"
+        cmp -s <(products_of others | cut -f3 | sed 's/$/\tworks/') "$folder/repaired.tsv" && [ "$devices" = right ]
 }
 
 # demo_kind FILE - each thing of a list with the kind that a person would call it.
@@ -82,12 +86,26 @@ demo_names() {
     [ -z "$2" ] || printf '  %-18s %s%s\n' "$1" "$(paste -sd, <<<"$2" | sed 's/,/, /g')" "$3"
 }
 
+# demo_around MESSAGES - what stands around the removal, as the log tells it.
+demo_around() {
+    local launched ended
+    launched=$(grep -c '^handlePKMTrackerBinaries -- launch process ' "$1" || true)
+    ended=$(sed -n '/^handlePKMTrackerBinaries/,/^-/s/.* completed with exit code //p' "$1")
+    printf '\nAround the removal\n'
+    printf '  %-18s %s commands: %s ended, %s outlived its time, %s not there\n' 'Install manager' "$launched" \
+        "$(grep -cvx -e 259 -e '' <<<"$ended" || true)" "$(grep -cx 259 <<<"$ended" || true)" \
+        $((launched - $(grep -c . <<<"$ended" || true)))
+    printf '  %-18s %s gone, spared: %s\n' 'Old installers' "$(grep -c '^Deleting directory: ' "$1" || true)" \
+        "$(sed -n 's/^Excluding //p' "$1" | sort -u | paste -sd' ')"
+    printf '  %-18s gone: %s\n' 'Update cache' "$(sed -n 's/^Found an ORV driver in the Windows Update Cache: //p' "$1" | paste -sd' ')"
+}
+
 # Things count as untouched when they are there with the same details: content, mode, data.
 demo_survivors() {
     local protected neighbours rest
     sed -n 's/^kept/listed/p' "$1/rows.tsv" >"$1/protected_rows.tsv"
     leftovers_expected "$1/protected_rows.tsv" "$1/before.tsv" >"$1/protected.tsv"
-    snapshot_added "$1/bare.tsv" "$1/before.tsv" | LC_ALL=C sort >"$1/planted.tsv"
+    snapshot_added "$1/with_devices.tsv" "$1/before.tsv" | LC_ALL=C sort >"$1/planted.tsv"
     awk -F'\t' 'FILENAME == ARGV[1] || FILENAME == ARGV[2] { goes[$0]; next } FILENAME == ARGV[3] { shielded[$0]; next }
         { thing = $1 FS $2 FS $3 }
         !(thing in goes) && !(thing in shielded)' "$1/listed.tsv" "$1/of_products.tsv" "$1/protected.tsv" \

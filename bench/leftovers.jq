@@ -4,7 +4,8 @@
 #   file folder key empty-key value service task process shortcut
 #   the full path or the name
 #
-# Called with --arg local and roaming (the user's application data folders) and --arg sid (the user's identifier).
+# Called with --arg local and roaming (the user's application data folders), --arg sid (the user's identifier), and
+# --argjson packages: the fates of packages by their names, with `beside` for those without; null leaves packages out.
 
 def installFolder: "C:\\Program Files\\ORV";
 def installFolder32: "C:\\Program Files (x86)\\ORV";
@@ -50,4 +51,18 @@ def elsewhere: select(test("^%SystemRoot%"; "i"));
   rows("kept"; "key"; .RegistryKeys; .),
   rows("kept"; "value"; .RegistryValues; .),
   rows("kept"; "process"; .Process; .)
+),
+( select($packages)
+| .InclusionList.Drivers as $included
+| .Packages | (.ORVDrivers, .ORVApplications) | to_entries[]
+| ($packages[.key] // "beside") as $fate
+# A run takes the services of the drivers that it considers, whether it finds a device or not.
+| (if .key | IN($included[], "DisplayDriver", "DisplayDriver64") then "listed" else "kept" end) as $fateOfServices
+| .value
+| rows($fate; "file"; .Files // []; fullPath),
+  rows($fate; "folder"; .Directories; fullPath),
+  rows($fate; "key"; .RegistryKeys; .),
+  rows($fate; "value"; .RegistryValues; .),
+  rows($fate; "process"; .Process // []; .),
+  rows($fateOfServices; "service"; .Services // []; .)
 )

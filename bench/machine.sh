@@ -9,11 +9,13 @@
 #   machine_remove DIR             ends what still runs on the machine and deletes it
 #   machine_drive DIR              the folder that is the machine's drive C:
 
-# A machine sees none of the host's settings but these: no screen, its own home, file names in UTF-8.
+# A machine sees none of the host's settings but these: its own home, file names in UTF-8, and a screen only when it is
+# given one (bench/screen.sh). BENCH_LOCALE is its user's locale.
 machine_env() {
     local dir=$1
     shift
-    env -i PATH="$PATH" HOME="$dir" LC_ALL=C.UTF-8 WINEPREFIX="$dir" WINEDEBUG="${BENCH_WINEDEBUG:--all}" \
+    env -i PATH="$PATH" HOME="$dir" LC_ALL="${BENCH_LOCALE:-C.UTF-8}" ${BENCH_DISPLAY:+DISPLAY="$BENCH_DISPLAY"} \
+        WINEPREFIX="$dir" WINEDEBUG="${BENCH_WINEDEBUG:--all}" \
         WINEDLLOVERRIDES="${BENCH_DLL_OVERRIDES:-mscoree=;mshtml=;winemenubuilder.exe=}" "$@"
 }
 

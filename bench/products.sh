@@ -6,13 +6,15 @@
 #   products_install MACHINE FOLDER WHOSE    installs the maker's or others' products (WHOSE is `maker` or `others`)
 #   products_of WHOSE                        their rows, each with its product code before it
 #   products_present SNAPSHOT                the names of the products that the installer knows, one a line
+#   products_list=FILE                       takes other products than those of data/products.tsv
 #   products_repair MACHINE                  takes the file of each product of others away, and lets the installer put it
 #                                            back: `NAME<TAB>works` or `NAME<TAB>broken`
 
 products_here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+products_list=$products_here/data/products.tsv
 
 products_of() {
-    grep -v '^#' "$products_here/data/products.tsv" | awk -F'\t' -v whose="$1" '
+    grep -v '^#' "$products_list" | awk -F'\t' -v whose="$1" '
         { code = sprintf("{C0000000-0000-4000-8000-%012d}", NR) }
         whose == "all" || (whose == "others") == ($5 == "-") { print code FS $0 }'
 }

@@ -37,13 +37,15 @@ snapshot_files() {
 }
 
 # Left out is what Wine writes by itself whenever a machine starts: the list of the host's fonts (values that name a file
-# of the host) and the date of its display driver.
+# of the host), the date of its display driver, and the driver keys of the display and monitor classes, of which it keeps
+# none but its own.
 snapshot_registry() {
     {
         awk -v root=HKEY_LOCAL_MACHINE -f "$snapshot_here/registry_lines.awk" "$1/system.reg"
         awk -v root=HKEY_CURRENT_USER -f "$snapshot_here/registry_lines.awk" "$1/user.reg"
         awk -v root='HKEY_USERS\\.Default' -f "$snapshot_here/registry_lines.awk" "$1/userdef.reg"
-    } | grep -avF -e '"\\??\\unix\\' -e '	DriverDateData	'
+    } | grep -avF -e '"\\??\\unix\\' -e '	DriverDateData	' |
+        grep -aviE '\\Control\\Class\\\{4D36E96[8E]-E325-11CE-BFC1-08002BE10318\}\\'
 }
 
 snapshot_things() { cut -f1-3 "$1" | LC_ALL=C sort -u; }

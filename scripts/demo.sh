@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# demo.sh - shows the program at work: a bench machine full of the maker's installed products, leftovers and of things that
-# only look like them, one silent run of the shipped executable, and on one screen what went, what stayed, what failed, and
-# the log.
+# demo.sh - shows the program at work: a bench machine full of the maker's installed products, devices, leftovers and of
+# things that only look like them, one silent run of the shipped executable, and on one screen what went, what stayed, what
+# failed, and the log.
 # Installs and builds what is missing. Takes no arguments; can be run again at once.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
@@ -11,7 +11,7 @@ cd "$root"
 install_packages "${build_packages[@]}" "${bench_packages[@]}"
 scripts/build.sh release ORVCleanupUtility bench_programs
 make_bench_template
-for part in snapshot leftovers session products demo_screen; do
+for part in snapshot leftovers session products around devices demo_devices demo_screen; do
     # shellcheck source=/dev/null
     . "$root/bench/$part.sh"
 done
@@ -21,7 +21,7 @@ machine=$demo/machine
 
 manifest=$root/src/resources/ScrubList.JSON
 
-say "Installing products and planting the maker's leftovers and their neighbours on a new machine"
+say "Installing products and planting devices, the maker's leftovers and their neighbours on a new machine"
 [ ! -d "$machine" ] || machine_remove "$machine"
 rm -rf "$demo"
 mkdir -p "$demo"
@@ -30,20 +30,26 @@ session_prepare "$machine" "$root/build/release/ORVCleanupUtility.exe"
 products_make "$manifest" "$demo/packages"
 products_install "$machine" "$demo/packages" others
 session_plant "$machine" "$leftovers_data/machine.tsv"
+around_give_expand "$machine"
 snapshot_take "$machine" "$demo/bare.tsv"
 products_install "$machine" "$demo/packages" maker
 snapshot_take "$machine" "$demo/with_products.tsv"
+session_plant "$machine" "$devices_data/devices.tsv"
+snapshot_take "$machine" "$demo/with_devices.tsv"
 
 leftovers_rows "$manifest" "$demo/manifest_rows.tsv"
-cat "$demo/manifest_rows.tsv" "$leftovers_data/program_rows.tsv" >"$demo/rows.tsv"
+around_plant_list "$demo/around_rows.tsv" >"$demo/around_list.tsv"
+cat "$demo/manifest_rows.tsv" "$leftovers_data/program_rows.tsv" "$demo/around_rows.tsv" >"$demo/rows.tsv"
 held_file='C:\Program Files\ORV\HLX\held open.dll'
 refusing_key='HKEY_LOCAL_MACHINE\SOFTWARE\ORV\HLX'
 {
     cat "$leftovers_data/program_leftovers.tsv"
     leftovers_plant_list "$demo/manifest_rows.tsv"
+    cat "$demo/around_list.tsv"
     printf 'file\t%s\n' "$held_file"
 } >"$demo/plant_list.tsv"
 session_plant "$machine" "$demo/plant_list.tsv"
+around_put "$machine"
 snapshot_take "$machine" "$demo/before.tsv"
 
 mkdir -p "$(machine_drive "$machine")/bench/running"

@@ -4,9 +4,11 @@
 //   start-service  NAME              starts a planted service and waits until it runs
 //   start-process  PATH              starts a program that stays
 //   hold-file      PATH              keeps a file open without letting anybody delete it
-//   refuse-delete  KEY               takes every right to a registry key away; a key with a subkey then refuses
-//   deletion run            COMMAND_LINE      runs a program until it and everything that it has started have ended
+//   refuse-delete  KEY               takes every right to a key away; with a subkey it then refuses deletion
+//   run            COMMAND_LINE      runs a program until it and everything that it has started have ended
 //   run-twice      COMMAND_LINE      the same with two of them at once
+//   run-until      FILE TEXT COMMAND_LINE   runs a program that does not end by itself until the file holds the text,
+//                                    then ends it and all that it has started
 //   record-value   KEY NAME
 //   record-service NAME
 //   record-processes                 whether the programs of start-process still run
@@ -153,6 +155,41 @@ void runPrograms(const BenchLine& line, int count) {
   }
 }
 
+bool holdsText(const std::wstring& path, const std::wstring& text) {
+  const FileHandle file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  std::string content(65'536, '\0');
+  DWORD read = 0;
+  return file && ::ReadFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &read, nullptr) &&
+         content.find(toUtf8(text)) < read;
+}
+
+// The program is in a job of its own, so that what it has started ends with it.
+void runUntil(const BenchLine& line) {
+  const std::wstring file = line.argument(0);
+  const std::wstring folder = file.substr(0, file.rfind(L'\\'));
+  constexpr DWORD kChanges = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
+  constexpr DWORD kLimitMilliseconds = 60'000;
+  const HANDLE change = ::FindFirstChangeNotificationW(folder.c_str(), FALSE, kChanges);
+  const KernelHandle job(::CreateJobObjectW(nullptr, nullptr));
+  KernelHandle mainThread;
+  const KernelHandle process = startSuspended(line, line.argument(2), mainThread);
+  if (!::AssignProcessToJobObject(job.get(), process.get())) {
+    failLine(line, "the program cannot be put into the job", ::GetLastError());
+  }
+  ::ResumeThread(mainThread.get());
+  while (!holdsText(file, line.argument(1))) {
+    if (::WaitForSingleObject(change, kLimitMilliseconds) != WAIT_OBJECT_0) {
+      ::TerminateJobObject(job.get(), 1);
+      failLine(line, "the file does not hold the text", ERROR_TIMEOUT);
+    }
+    ::FindNextChangeNotification(change);
+  }
+  ::FindCloseChangeNotification(change);
+  ::TerminateJobObject(job.get(), 0);
+  ::WaitForSingleObject(process.get(), INFINITE);
+}
+
 void recordValue(const BenchLine& line) {
   std::wstring subkey;
   const HKEY root = splitKeyPath(line, line.argument(0), subkey);
@@ -233,6 +270,8 @@ void doLine(const BenchLine& line) {
     runPrograms(line, 1);
   } else if (verb == L"run-twice") {
     runPrograms(line, 2);
+  } else if (verb == L"run-until") {
+    runUntil(line);
   } else if (verb == L"record-value") {
     recordValue(line);
   } else if (verb == L"record-service") {

@@ -129,11 +129,14 @@ constexpr wchar_t kDriverResult[] =
 }  // namespace
 
 std::wstring formatReportTime() {
-  return formatDate(kSystemLocale, DATE_LONGDATE, nullptr) + L' ' + formatTime(kSystemLocale, nullptr);
+  // One after the other, so that their failures stand in the log in this order.
+  const std::wstring date = formatDate(kSystemLocale, DATE_LONGDATE, nullptr);
+  return date + L' ' + formatTime(kSystemLocale, nullptr);
 }
 
 std::wstring formatFileStamp() {
-  return formatDate(L"", 0, L"yyyy'_'MM'_'dd'_'") + formatTime(L"", L"HH'.'mm'.'ss");
+  const std::wstring date = formatDate(L"", 0, L"yyyy'_'MM'_'dd'_'");
+  return date + formatTime(L"", L"HH'.'mm'.'ss");
 }
 
 bool isOldBrowserBuild(const std::wstring& path) {

@@ -109,22 +109,30 @@ absent_driver_services() {
 # log_messages - the messages of the log, without thread, time and level.
 log_messages() { sed -n 's/^Thread Id:[0-9]*\t[^\t]*\t[A-Z]*\t//p' "$work/log.txt"; }
 
-# log_section HEADER - the messages between a header and the next one. The line about the restart ends the last section.
+# log_seconds - from the first line of the log to the last.
+log_seconds() {
+    awk -F'\t' '/^Thread Id:/ { split($2, part, /[-:]/); last = part[4] * 3600 + part[5] * 60 + part[6]
+        if (!lines++) first = last } END { print (last - first + 86400) % 86400 }' "$work/log.txt"
+}
+
+# log_section HEADER - the messages between a header and the next one. The line about the restart ends the last section,
+# the first one about the removal of devices that of the spared graphics devices.
 log_section() {
     log_messages | HEADER=$1 awk '
         $0 == ENVIRON["HEADER"] { inside = 1; next }
-        /^-/ || $0 == "Reboot is required to finish cleanup." { inside = 0 }
+        /^-/ || /^Devices to Uninstall / || $0 == "Reboot is required to finish cleanup." { inside = 0 }
         inside'
 }
 
-# expect_log_form - a line with the process's number, then lines of four parts, each line ended the Windows way.
+# expect_log_form - a line with the process's number, then lines of four parts, each line ended the Windows way. A message
+# may go on in lines that are indented by seven tabs.
 expect_log_form() {
     [ -s "$log" ] || { check_failed "the log is empty"; return; }
     LC_ALL=C grep -anvP '\r$' "$log" >"$work/bare_ends.txt" || true
     expect_empty "log lines that do not end in a carriage return and a line feed" "$work/bare_ends.txt"
     head -n 1 "$work/log.txt" | LC_ALL=C grep -avP '^Process Id:[0-9]+$' >"$work/odd_lines.txt" || true
     tail -n +2 "$work/log.txt" | LC_ALL=C grep -avP \
-        '^Thread Id:[0-9]+\t[0-9]{4}:[0-9]{2}:[0-9]{2}-[0-9]{2}:[0-9]{2}:[0-9]{2}\t(DEBUG|ERROR)\t.*$' \
+        '^(Thread Id:[0-9]+\t[0-9]{4}:[0-9]{2}:[0-9]{2}-[0-9]{2}:[0-9]{2}:[0-9]{2}\t(DEBUG|ERROR)\t|\t{7}).*$' \
         >>"$work/odd_lines.txt" || true
     expect_empty "log lines of another form" "$work/odd_lines.txt"
 }

@@ -20,6 +20,9 @@ expect_products() {
 }
 
 manifest=$case_root/src/resources/ScrubList.JSON
+# The applications behind whose upgrade codes the machine has a product, as a list of names.
+installed=$(products_of maker | cut -f6 | jq -Rn '[inputs] | unique')
+
 start_case
 products_make "$manifest" "$work/packages"
 products_install "$machine" "$work/packages" others
@@ -42,8 +45,8 @@ expect_only_allowed_changes
 # Marked are the folders that are not there when it is their turn, of the generic rows and of the applications that went,
 # the one among them that the first pass has removed with its product. They make no restart due: what asks for one here is
 # the removal of a product.
-jq '.Generic.Directories += [.Packages.ORVApplications[].Directories[]] | .Generic.Directories |= unique' "$manifest" \
-    >"$work/manifest_with_applications.json"
+jq --argjson installed "$installed" '.Generic.Directories += [.Packages.ORVApplications[$installed[]].Directories[]]
+    | .Generic.Directories |= unique' "$manifest" >"$work/manifest_with_applications.json"
 leftovers_rows "$work/manifest_with_applications.json" "$work/rows_with_applications.tsv"
 {
     awk -F'\t' '$1 == "listed" && $2 == "folder" { print $3 }' "$work/rows_with_applications.tsv" |
@@ -57,15 +60,11 @@ expect_logged "Reboot is required to finish cleanup."
 
 expect_log_form
 expect_stages "$case_here/expected/stages_installed_products.txt"
-expect_section_in_order '-----------Applications Eligible to Unistall-------------' <<'NAMES'
-LMBranding64
-LumioControlPanel64
-KOTuning64
-MeridiaExperience64
-OrvaneStreaming64
-NAMES
+jq -r '.Packages.ORVApplications | keys_unsorted[]' "$manifest" |
+    expect_section_in_order '-----------Applications Eligible to Unistall-------------'
 {
-    jq -r '.Packages.ORVApplications | to_entries[] | "\(.key) - \(.value.Info.UpgradeID)"' "$manifest"
+    jq -r --argjson installed "$installed" '.Packages.ORVApplications | to_entries[] | select(.key | IN($installed[]))
+        | "\(.key) - \(.value.Info.UpgradeID)"' "$manifest"
     echo 'UWP Apps to Uninstall:-------------'
     jq -r '.InclusionList.UWP[]' "$manifest"
 } | expect_section_in_order 'Application List to Uninstall:-------------'

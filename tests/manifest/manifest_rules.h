@@ -83,9 +83,12 @@ inline std::vector<std::wstring> partsInMakersFolder(const std::wstring& row) {
   return parts.size() > top && isMakersTop(parts[top]) ? below(top + 1) : std::vector<std::wstring>();
 }
 
-// A directory goes with its contents: it has to lie in a folder of the maker.
+// A directory goes with its contents: it has to lie in a folder of the maker. One such folder is told by its drive: the
+// one in which the maker's downloads unpack themselves.
 inline bool isSafeDirectory(const std::wstring& row) {
-  const std::vector<std::wstring> parts = partsInMakersFolder(row);
+  const std::wstring unpacked = L"C:\\ORV\\";
+  const std::vector<std::wstring> parts =
+      row.starts_with(unpacked) ? splitPath(row.substr(unpacked.size())) : partsInMakersFolder(row);
   return !parts.empty() && std::all_of(parts.begin(), parts.end(), isPlainPart);
 }
 
@@ -107,6 +110,17 @@ inline bool isSafeFile(const std::wstring& row) {
   }
   const std::vector<std::wstring> below = partsInMakersFolder(row);
   return !below.empty() && std::all_of(below.begin(), below.end() - 1, isPlainPart);
+}
+
+// Tasks and programs are found by their name alone.
+inline bool isSafeName(const std::wstring& row) {
+  return isPlainPart(row) && row.find(L'\\') == std::wstring::npos && soundsOfTheMaker(row);
+}
+
+// A service too, and the system's own have the maker's letters in their middle: storvsc.
+inline bool isSafeService(const std::wstring& row) {
+  const std::wstring lower = lowerCase(row);
+  return isSafeName(row) && (lower.starts_with(L"orv") || lower.starts_with(L"ktl"));
 }
 
 // The key's path below its hive, "WOW6432Node" taken out; empty when the row names no hive or the hive itself.
@@ -152,7 +166,9 @@ inline bool isSafeKey(const std::wstring& row) {
   if (lowerCase(parts[0]) == L"software" && (isMakersTop(parts[1]) ? parts.size() > 2 : parts[1] == L"UXF")) {
     return true;
   }
-  return isPlatformKeyForPrograms(joinFrom(parts, parts.size() - 1)) && soundsOfTheMaker(parts.back());
+  const std::wstring parent = joinFrom(parts, parts.size() - 1);
+  return (isPlatformKeyForPrograms(parent) && soundsOfTheMaker(parts.back())) ||
+         (lowerCase(parent) == L"system\\currentcontrolset\\services" && isSafeService(parts.back()));
 }
 
 // A value lies in a key of the maker, or bears the maker's name among the programs that start with Windows.
@@ -173,11 +189,6 @@ inline bool isSafeShortcut(const std::wstring& row) {
   const std::vector<std::wstring> parts = splitPath(row);
   return parts.size() == 2 && isPlainPart(parts[0]) && isPlainPart(parts[1]) && soundsOfTheMaker(parts[0]) &&
          parts[1].ends_with(L".lnk") && parts[1] != L".lnk";
-}
-
-// Tasks, services and programs are found by their name alone.
-inline bool isSafeName(const std::wstring& row) {
-  return isPlainPart(row) && row.find(L'\\') == std::wstring::npos && soundsOfTheMaker(row);
 }
 
 inline bool isSafeProcess(const std::wstring& row) {

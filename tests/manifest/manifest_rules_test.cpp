@@ -32,7 +32,9 @@ TEST(ManifestRules, DirectoriesOutsideTheMakersFoldersAreRefused) {
            L"%SystemRoot%\\System32\\ORV",
            L"%SystemRoot%\\System32\\drivers\\ORV",
            L"C:\\",
-           L"C:\\ORV\\LM",
+           L"C:\\ORV",
+           L"C:\\LM\\Packages",
+           L"D:\\ORV\\Packages",
            L"C:",
            L"\\",
            L"Windows",
@@ -54,9 +56,9 @@ TEST(ManifestRules, DirectoriesOutsideTheMakersFoldersAreRefused) {
        }) {
     EXPECT_FALSE(isSafeDirectory(row)) << ::testing::PrintToString(std::wstring(row));
   }
-  for (const wchar_t* row :
-       {L"INSTALL_DIR\\LM", L"INSTALL_DIR32\\LM\\Logs", L"%localappdata%\\ORV\\LM",
-        L"%SystemRoot%\\System32\\ORV\\Data", L"Program Files\\ORV\\LM", L"Windows\\SysWOW64\\ORV\\Logs"}) {
+  for (const wchar_t* row : {L"INSTALL_DIR\\LM", L"INSTALL_DIR32\\LM\\Logs", L"%localappdata%\\ORV\\LM",
+                             L"%SystemRoot%\\System32\\ORV\\Data", L"Program Files\\ORV\\LM",
+                             L"Windows\\SysWOW64\\ORV\\Logs", L"C:\\ORV\\Packages"}) {
     EXPECT_TRUE(isSafeDirectory(row)) << ::testing::PrintToString(std::wstring(row));
   }
 }
@@ -111,7 +113,8 @@ TEST(ManifestRules, KeysOfThePlatformAndOfOthersAreRefused) {
            L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall",
            L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Other",
            L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run",
-           L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\orvgfx",
+           L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\storvsc",
+           L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\orvgfx\\Parameters",
            L"HKEY_LOCAL_MACHINE\\ORV\\LM",
            L"HKEY_CURRENT_USER\\Software",
            L"HKEY_CURRENT_USER\\Software\\ORV",
@@ -128,6 +131,7 @@ TEST(ManifestRules, KeysOfThePlatformAndOfOthersAreRefused) {
   }
   for (const wchar_t* row : {L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\LM", L"HKEY_CURRENT_USER\\Software\\Lumio\\Streaming",
                              L"HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\KTL Systems\\Install",
+                             L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\orvgfx",
                              L"HKEY_CLASSES_ROOT\\Lumio.Profile", L"HKEY_LOCAL_MACHINE\\SOFTWARE\\UXF"}) {
     EXPECT_TRUE(isSafeKey(row)) << ::testing::PrintToString(std::wstring(row));
   }
@@ -160,6 +164,8 @@ TEST(ManifestRules, NamesOfOthersAreRefused) {
     EXPECT_FALSE(isSafeName(row)) << ::testing::PrintToString(std::wstring(row));
   }
   EXPECT_TRUE(isSafeName(L"ORVTelemetryService"));
+  EXPECT_FALSE(isSafeService(L"storvsc"));
+  EXPECT_TRUE(isSafeService(L"ORVTelemetryService"));
   EXPECT_FALSE(isSafeProcess(L"ORVTelemetryService"));
   EXPECT_TRUE(isSafeProcess(L"LumioStreaming.exe"));
 }

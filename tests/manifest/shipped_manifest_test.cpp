@@ -1,10 +1,11 @@
 #include <algorithm>
-#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -96,7 +97,9 @@ Rows workRows(const std::string& kind) {
 
 TEST(ShippedManifest, IsPlainAsciiWithWindowsLineEnds) {
   const std::string_view bytes = shippedBytes();
-  ASSERT_GT(bytes.size(), 1000u);
+  EXPECT_EQ(207224u, bytes.size());
+  EXPECT_EQ(5443, std::count(bytes.begin(), bytes.end(), '\n'));
+  ASSERT_FALSE(bytes.empty());
   EXPECT_EQ('{', bytes.front()) << "nothing stands before the document";
   EXPECT_TRUE(bytes.ends_with("}\r\n"));
   for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -106,8 +109,10 @@ TEST(ShippedManifest, IsPlainAsciiWithWindowsLineEnds) {
   }
 }
 
+// The two empty texts of BasicINF stand on one line.
 TEST(ShippedManifest, HasOneElementALineAndTwoSpacesALevel) {
-  const std::regex line(R"(( *)(("([^"\\]|\\.)*": )?([\[{]|"([^"\\]|\\.)*",?|true,?|false,?|\[\],?|\{\},?)|[\]}],?))");
+  const std::regex line(R"(( *)(("([^"\\]|\\.)*": )?([\[{]|"([^"\\]|\\.)*",?|true,?|false,?|\[\],?|\{\},?)|[\]}],?|)"
+                        R"("BasicINF": \{ "LoadBasicDriver": "", "BasicINFName": "" \}))");
   std::istringstream stream{std::string(shippedBytes())};
   std::size_t level = 0;
   std::size_t number = 0;
@@ -137,8 +142,8 @@ TEST(ShippedManifest, KeysStandInTheShippedOrder) {
   EXPECT_THAT(keysOf(tree.get_child("InclusionList")), ElementsAre("Drivers", "Applications", "UWP"));
 }
 
-TEST(ShippedManifest, GenericAndExclusionRowsAreComplete) {
-  const std::map<std::string, std::size_t> counts = {
+TEST(ShippedManifest, ListsAreComplete) {
+  const std::pair<const char*, std::size_t> counts[] = {
       {"Generic.ScheduledTasks", 11},    {"Generic.Services", 1},
       {"Generic.Shortcuts", 3},          {"Generic.Files", 8},
       {"Generic.RegistryKeys", 33},      {"Generic.RegistryKeysEmpty", 1},
@@ -147,10 +152,54 @@ TEST(ShippedManifest, GenericAndExclusionRowsAreComplete) {
       {"ExclusionList.Services", 0},     {"ExclusionList.Files", 1},
       {"ExclusionList.RegistryKeys", 4}, {"ExclusionList.RegistryValues", 0},
       {"ExclusionList.Process", 0},      {"ExclusionList.Directories", 2},
-      {"InclusionList.UWP", 7},
+      {"InclusionList.Drivers", 37},     {"InclusionList.Applications", 203},
+      {"InclusionList.UWP", 7},          {"Packages", 3},
+      {"Packages.ORVDrivers", 41},       {"Packages.ORVApplications", 203},
   };
   for (const auto& [path, count] : counts) {
     EXPECT_EQ(count, shippedTree().get_child(path).size()) << path;
+  }
+}
+
+TEST(ShippedManifest, PackagesHoldTheirRows) {
+  const std::tuple<const char*, const char*, std::size_t> counts[] = {
+      {"Packages.ORVDrivers", "RegistryKeys", 77},         {"Packages.ORVDrivers", "RegistryValues", 42},
+      {"Packages.ORVDrivers", "Directories", 0},           {"Packages.ORVDrivers", "Services", 69},
+      {"Packages.ORVApplications", "Files", 1201},         {"Packages.ORVApplications", "RegistryKeys", 116},
+      {"Packages.ORVApplications", "RegistryValues", 156}, {"Packages.ORVApplications", "Process", 22},
+      {"Packages.ORVApplications", "Directories", 59},
+  };
+  for (const auto& [kind, list, count] : counts) {
+    std::size_t rows = 0;
+    for (const auto& [name, package] : shippedTree().get_child(kind)) {
+      rows += package.get_child(list).size();
+    }
+    EXPECT_EQ(count, rows) << kind << " " << list;
+  }
+}
+
+TEST(ShippedManifest, DriversAreFoundByTheseFields) {
+  const std::pair<const char*, int> counts[] = {
+      {"ID", 1},
+      {"ProductVersion", 0},
+      {"InfName", 0},
+      {"PID", 0},
+      {"ClassName", 41},
+      {"CompatibleId", 0},
+      {"DeviceID", 12},
+      {"SibblingClassName", 1},
+      {"SibblingCompatibleId", 1},
+      {"DeviceDesc", 31},
+      {"BasicINF.LoadBasicDriver", 0},
+      {"BasicINF.BasicINFName", 0},
+  };
+  const ptree& drivers = shippedTree().get_child("Packages.ORVDrivers");
+  for (const auto& [field, count] : counts) {
+    EXPECT_EQ(count, std::count_if(drivers.begin(), drivers.end(),
+                                   [path = std::string("Info.") + field](const auto& driver) {
+                                     return !driver.second.template get<std::string>(path).empty();
+                                   }))
+        << field;
   }
 }
 
@@ -195,6 +244,9 @@ TEST(ShippedManifest, InclusionListsNameThePackages) {
                 shippedTree().get_child_optional("Packages." + narrow))
         << narrow;
   }
+  EXPECT_EQ(5, std::count_if(drivers.begin(), drivers.end(), [&included](const std::string& name) {
+              return !contains(included, std::wstring(name.begin(), name.end()));
+            }));
   const Names applications = keysOf(shippedTree().get_child("Packages.ORVApplications"));
   EXPECT_EQ(Rows(rowsOf(shippedTree().get_child("InclusionList.Applications"))), [&] {
     Rows rows;
@@ -257,7 +309,7 @@ TEST(ShippedManifest, EveryRowNamesTheMakersThingsOnly) {
     bool (*isSafe)(const std::wstring&);
   };
   const Rule rules[] = {
-      {"ScheduledTasks", isSafeName}, {"Services", isSafeName},         {"Shortcuts", isSafeShortcut},
+      {"ScheduledTasks", isSafeName}, {"Services", isSafeService},      {"Shortcuts", isSafeShortcut},
       {"Files", isSafeFile},          {"RegistryKeys", isSafeKey},      {"RegistryValues", isSafeValue},
       {"Process", isSafeProcess},     {"Directories", isSafeDirectory},
   };
@@ -273,22 +325,29 @@ TEST(ShippedManifest, EveryRowNamesTheMakersThingsOnly) {
 }
 
 TEST(ShippedManifest, UsesEveryFormOfAPathRow) {
-  const auto count = [](const Rows& rows, const std::wstring& start) {
-    return std::count_if(rows.begin(), rows.end(),
-                         [&start](const std::wstring& row) { return lowerCase(row).starts_with(lowerCase(start)); });
+  const auto count = [](const Rows& rows, const char* form) {
+    return std::count_if(rows.begin(), rows.end(), [expression = std::regex(form)](const std::wstring& row) {
+      const std::wstring lower = lowerCase(row);
+      return std::regex_match(std::string(lower.begin(), lower.end()), expression);
+    });
+  };
+  const std::tuple<const char*, int, int> forms[] = {
+      {R"(install_dir\\.*)", 967, 19},    {R"(install_dir32\\.*)", 169, 5}, {R"(%localappdata%\\.*)", 12, 29},
+      {R"(%appdata%\\.*)", 0, 11},        {R"(%systemroot%\\.*)", 0, 1},    {R"(c:\\.*)", 0, 1},
+      {R"((windows|program).*)", 61, 44},
   };
   const Rows files = workRows("Files");
   const Rows directories = workRows("Directories");
-  for (const wchar_t* start : {L"INSTALL_DIR\\", L"INSTALL_DIR32\\", L"%LOCALAPPDATA%\\", L"Program Files\\",
-                               L"ProgramData\\", L"Windows\\System32\\", L"Windows\\SysWOW64\\"}) {
-    EXPECT_GT(count(files, start), 0) << ::testing::PrintToString(std::wstring(start));
-    EXPECT_GT(count(directories, start), 0) << ::testing::PrintToString(std::wstring(start));
+  for (const auto& [form, fileRows, directoryRows] : forms) {
+    EXPECT_EQ(fileRows, count(files, form)) << form;
+    EXPECT_EQ(directoryRows, count(directories, form)) << form;
   }
-  EXPECT_GT(count(directories, L"%APPDATA%\\"), 0);
-  EXPECT_GT(count(directories, L"Program Files (x86)\\"), 0);
-  EXPECT_EQ(1, count(directories, L"%SystemRoot%\\"));
-  EXPECT_TRUE(std::any_of(files.begin(), files.end(),
-                          [](const std::wstring& row) { return row.find(L'*') != std::wstring::npos; }));
+  for (const char* form : {R"(program files\\.*)", R"(program files \(x86\)\\.*)", R"(programdata\\.*)",
+                           R"(windows\\system32\\.*)", R"(windows\\syswow64\\.*)"}) {
+    EXPECT_GT(count(files, form), 0) << form;
+    EXPECT_GT(count(directories, form), 0) << form;
+  }
+  EXPECT_GT(count(files, R"(.*\*.*)"), 10);
 }
 
 // The install manager's own keys tell the last stage of a run which folders to keep; only that stage may end them.

@@ -1,0 +1,273 @@
+#!/usr/bin/env python3
+# manifest_lint_test - tools/manifest-lint lets the shipped document through and refuses spoilt ones, each with the right
+# words; the two JSON Schemas accept and refuse what they should. The spoilt documents are made from the shipped one.
+import copy
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SHIPPED = (ROOT / "src/resources/ScrubList.JSON").read_bytes()
+TREE = json.loads(SHIPPED)
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "tests/manifest"))
+from json_schema import refusals  # noqa: E402
+
+
+def lint(data, *options):
+    """Exit status, fault lines and other lines for a document of these bytes."""
+    with tempfile.TemporaryDirectory() as folder:
+        document = pathlib.Path(folder) / "ScrubList.JSON"
+        document.write_bytes(data)
+        run = subprocess.run([ROOT / "tools/manifest-lint", *options, document], capture_output=True, text=True)
+    lines = run.stdout.splitlines()
+    return run.returncode, [line for line in lines if line.startswith("fault: ")], lines
+
+
+def laid_out(tree):
+    """A tree in the document's layout."""
+    text = json.dumps(tree, indent=2)
+    text = re.sub(r'"BasicINF": \{\s+(".*"),\s+(".*")\s+\}', r'"BasicINF": { \1, \2 }', text)
+    return text.replace("\n", "\r\n").encode("ascii") + b"\r\n"
+
+
+def replaced(old, new):
+    """The shipped bytes with their first `old` made `new`."""
+    assert old in SHIPPED, old
+    return SHIPPED.replace(old, new, 1)
+
+
+def with_row(path, row):
+    """The shipped document with the last row of a list made `row`, so that no count changes."""
+    tree = copy.deepcopy(TREE)
+    rows = tree
+    for key in path.split("."):
+        rows = rows[key]
+    rows[-1] = row
+    return laid_out(tree)
+
+
+def changed(change):
+    tree = copy.deepcopy(TREE)
+    change(tree)
+    return laid_out(tree)
+
+
+def reordered(tree, key):
+    tree[key] = tree.pop(key)
+
+
+def drivers(tree):
+    return tree["Packages"]["ORVDrivers"]
+
+
+def applications(tree):
+    return tree["Packages"]["ORVApplications"]
+
+
+KO_CODE = TREE["Packages"]["ORVApplications"]["KOTuning64"]["Info"]["UpgradeID"]
+# Bytes and keys: name of the case, the spoilt document, what is wrong with it.
+SPOILT = [
+    ("a byte order mark", b"\xef\xbb\xbf" + SHIPPED, "document: begins with a byte order mark"),
+    ("another letter", replaced(b"UserProfiles.zip", b"UserPr\xf6files.zip"), "document: line 143 is not plain ASCII"),
+    ("a bare line end", replaced(b"{\r\n", b"{\n"),
+     "document: line 1 does not end in a carriage return and a line feed"),
+    ("no last line end", SHIPPED[:-2], "document: the last line has no end"),
+    ("a tab", replaced(b'  "Generic"', b'\t"Generic"'), 'document: line 2 has another layout than:   "Generic": {'),
+    ("a text without an end", replaced(b'"ORVTelemetryService"', b'"ORVTelemetryService'),
+     "document: is not JSON from line 17 on"),
+    ("a package twice", replaced(b'"LumioControlPanel64": {', b'"LMBranding64": {'),
+     "document: has a key twice in one object: LMBranding64"),
+    ("a list missing", changed(lambda tree: tree["Generic"].pop("Shortcuts")), "Generic: lacks Shortcuts"),
+    ("a key misspelt", changed(lambda tree: tree["ExclusionList"].update(Proces=[])),
+     "ExclusionList: has Proces, which nobody reads"),
+    ("another order", changed(lambda tree: reordered(tree, "ExclusionList")),
+     "document: has its keys in another order than Generic, ExclusionList, InclusionList, Packages"),
+    ("a text for a list", changed(lambda tree: drivers(tree)["UsbTypeCDriver64"].update(Services="orvusbtypec")),
+     "UsbTypeCDriver64.Services: is no list of texts"),
+    ("a number for a text", changed(lambda tree: drivers(tree)["UsbTypeCDriver64"]["Info"].update(PID=7)),
+     "UsbTypeCDriver64.Info: has a PID that is no text"),
+    ("a dot in a name",
+     changed(lambda tree: drivers(tree).update({"Driver.64": drivers(tree).pop("PanelComponentDriver64")})),
+     "Driver.64: has a dot in its name: the program can't find such a package"),
+    ("a text for CommonApp",
+     changed(lambda tree: applications(tree)["MeridiaExperience64"]["Info"].update(CommonApp="true")),
+     "MeridiaExperience64.Info: has a CommonApp that is neither true nor false"),
+    ("a class missing", changed(lambda tree: drivers(tree)["UsbTypeCDriver64"]["Info"].update(ClassName="")),
+     "UsbTypeCDriver64.Info: has no ClassName: it would match no device"),
+    ("half a sibling",
+     changed(lambda tree: drivers(tree)["CompanionFunctionDriver64"]["Info"].update(SibblingClassName="")),
+     "CompanionFunctionDriver64.Info: names half of a sibling: it would match no device"),
+    ("a display driver by its description",
+     changed(lambda tree: drivers(tree)["DisplayDriver64"]["Info"].update(DeviceDesc="Orvane Graphics")),
+     'DisplayDriver64.Info: "Orvane Graphics" finds display devices by DeviceDesc, past the kept graphics cards'),
+    ("devices of others", changed(lambda tree: drivers(tree)["ToneBusDriver64"]["Info"].update(DeviceDesc="Audio")),
+     'ToneBusDriver64.Info: "Audio" finds devices of others by DeviceDesc'),
+    ("an upgrade code in small letters",
+     changed(lambda tree: applications(tree)["KOTuning64"]["Info"].update(UpgradeID=KO_CODE.lower())),
+     f'KOTuning64.Info: "{KO_CODE.lower()}" is no upgrade code: braces, capitals, a random GUID'),
+    ("an upgrade code twice",
+     changed(lambda tree: applications(tree)["ORVTrayAgent64"]["Info"].update(UpgradeID=KO_CODE)),
+     f'ORVTrayAgent64.Info: "{KO_CODE}" is the upgrade code of KOTuning64'),
+    ("a command line", changed(lambda tree: applications(tree)["KOTuning64"]["Info"].update(CommandLine="/x")),
+     "KOTuning64.Info: has a CommandLine; the installer finds the product by its code"),
+    ("services of an application", changed(lambda tree: applications(tree)["KOTuning64"].update(Services=["orvtuner"])),
+     "KOTuning64.Services: has rows, which nobody reads: an application has no services"),
+    ("a row too few", changed(lambda tree: tree["Generic"]["Shortcuts"].pop()),
+     "counts: Generic.Shortcuts: 2, but the table of shipped counts says 3"),
+    ("a package not included",
+     changed(lambda tree: tree["InclusionList"]["Applications"].__setitem__(-1, "OrvaneOther64")),
+     "InclusionList.Applications: lacks OrvaneBundle64: all that it lists would be protected"),
+]
+# Rows: the list, the row that takes the place of its last one, what is wrong with it.
+SPOILT_ROWS = [
+    ("Generic.Directories", "C:\\", "has an empty or dotted part"),
+    ("Generic.Directories", "C:", "names a drive's root"),
+    ("Generic.Directories", "D:\\ORV\\Packages", "names a drive"),
+    ("Generic.Directories", "Windows\\System32", "names a place of the system's"),
+    ("Generic.Directories", "Windows\\System32\\drivers\\etc", "names a place of the system's"),
+    ("Generic.Directories", "Program Files", "names a folder that all programs share"),
+    ("Generic.Directories", "Program Files\\ORV", "names a folder in which others of the maker's programs lie"),
+    ("Generic.Directories", "Program Files\\Other Maker\\Editor", "is not in a folder of the maker's"),
+    ("Generic.Directories", "Users\\Public\\Documents\\ORV", "names a user's own files"),
+    ("Generic.Directories", "Windows\\System32\\ORV\\..\\..", "has an empty or dotted part"),
+    ("Generic.Directories", "Windows\\SysWOW64\\ORV\\gpu-*",
+     "has a part that Windows does not allow; * works in file rows only"),
+    ("Generic.Directories", "Windows\\System32\\ORV\\shadercache", "stands twice in the list"),
+    ("Generic.Files", "Windows\\System32\\*.*", "matches too much: a pattern has three letters or more before its * and "
+     "its extension behind it"),
+    ("Generic.Files", "Windows\\System32\\kernel32.dll",
+     "lies beside the system's files and does not begin with the maker's letters"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE", "names a whole root"),
+    ("Generic.RegistryKeys", "HKLM\\SOFTWARE\\ORV\\LM", "begins with no root that the document may name"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV",
+     "names a key in which others of the maker's programs keep theirs"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run",
+     "names a key that is not the maker's"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\storvsc",
+     "does not begin with the maker's letters"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX\\Install",
+     "is the installer's own: only the last stage of a run may end it"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\ChipsetTool", "names the chipset software, which stays"),
+    ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\Chipset",
+     "names the chipset software, which stays",
+     'ExclusionList.RegistryKeys: "HKEY_LOCAL_MACHINE\\\\SOFTWARE\\\\ORV\\\\Chipset" '
+     "protects what Generic.RegistryKeys removes"),
+    ("Generic.RegistryKeysEmpty", "HKEY_LOCAL_MACHINE\\SOFTWARE", "is not the maker's top key"),
+    ("Generic.RegistryValues", "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run\\OtherAgent",
+     "names a value that is not the maker's"),
+    ("Generic.Services", "Dnscache", "does not bear the maker's name"),
+    ("Generic.Process", "explorer.exe", "does not bear the maker's name"),
+    ("Generic.Shortcuts", "Accessories\\Lumio.lnk", "would take a folder that is not the maker's"),
+    ("InclusionList.Drivers", "DisplayDriver", "may not be in it: a factory reset would take it"),
+    ("InclusionList.UWP", "*", "is no pattern for one of the maker's store apps"),
+    ("Packages.ORVApplications.KOTuning64.Process", "ORVOther.exe", "is no file of the package"),
+    ("Packages.ORVApplications.KOTuning64.Files", "Program Files\\ORV\\Elsewhere\\a.dll",
+     "lies in no folder that a row names: the folder would stay"),
+]
+
+
+class ManifestLint(unittest.TestCase):
+    maxDiff = None
+
+    def refuse(self, data, fault):
+        status, faults, _ = lint(data)
+        self.assertIn("fault: " + fault, faults)
+        self.assertEqual(1, status)
+
+    def test_shipped_document_passes(self):
+        status, faults, lines = lint(SHIPPED)
+        self.assertEqual([], faults)
+        self.assertEqual(0, status)
+        self.assertEqual(f"ScrubList.JSON: {len(SHIPPED):,} bytes, {len(SHIPPED.splitlines()):,} lines", lines[0])
+        self.assertIn("note: InclusionList.Drivers names TuningComponentDriver64, for which there is no driver package",
+                      lines)
+
+    def test_spoilt_documents_start_from_the_shipped_bytes(self):
+        self.assertEqual(SHIPPED, laid_out(TREE))
+
+    def test_counts_are_printed(self):
+        _, _, lines = lint(SHIPPED, "--counts")
+        self.assertIn("  applications' Files                      1201", lines)
+
+    def test_a_document_that_is_not_there_is_no_success(self):
+        run = subprocess.run([ROOT / "tools/manifest-lint", "missing.JSON"], capture_output=True, text=True)
+        self.assertEqual(1, run.returncode)
+        self.assertIn("missing.JSON", run.stderr)
+
+    def test_spoilt_documents_are_refused(self):
+        for name, data, fault in SPOILT:
+            with self.subTest(name):
+                self.refuse(data, fault)
+
+    def test_spoilt_rows_are_refused(self):
+        for path, row, reason, *further in SPOILT_ROWS:
+            with self.subTest(row):
+                place = re.sub(r"^Packages\.ORV\w+\.", "", path)
+                status, faults, _ = lint(with_row(path, row))
+                wanted = [f"fault: {place}: {json.dumps(row)} {reason}"] + [f"fault: {text}" for text in further]
+                # The row that made way may be missed elsewhere, and the forms are counted.
+                found = [fault for fault in faults if fault in wanted or
+                         not re.match(r"fault: counts: (file|directory) rows", fault)]
+                self.assertEqual(wanted, found)
+                self.assertEqual(1, status)
+
+
+CLEANUP = json.loads((ROOT / "docs/schemas/cleanup_manifest.schema.json").read_bytes())
+TRACKER = json.loads((ROOT / "docs/schemas/tracker_manifest.schema.json").read_bytes())
+OPERATIONS = {"Commands": [{"process": "%InstallDir%\\Example\\stop.exe", "commandLine": "-quiet", "timeout": "60"}],
+              "Services": ["ExampleService"], "Files": ["Program Files\\ORV\\example.log"],
+              "DirectoriesForce": ["%ProgramData%\\ORV\\Example"], "Directories": ["%InstallDir%\\Example"]}
+
+
+def tracker(**parts):
+    stages = {name: {"PreOperations": {}, "PostOperations": {}} for name in ("Generic", "Cleanup")}
+    return {"PKMBinaries": stages | parts}
+
+
+def generic(operations):
+    return tracker(Generic={"PreOperations": operations, "PostOperations": {}})
+
+
+class Schemas(unittest.TestCase):
+    def test_they_accept_what_is_right(self):
+        self.assertEqual([], refusals(CLEANUP, TREE))
+        self.assertEqual([], refusals(TRACKER, tracker()))
+        self.assertEqual([], refusals(TRACKER, generic(OPERATIONS)))
+        self.assertEqual([], refusals(TRACKER, tracker(FactoryReset={"PreOperations": {}, "PostOperations": {}})))
+
+    def test_cleanup_manifest_refuses_what_is_wrong(self):
+        for place, change in (
+                ("Generic", lambda tree: tree["Generic"].pop("Files")),
+                ("Generic.Files.0", lambda tree: tree["Generic"]["Files"].__setitem__(0, 7)),
+                ("Generic.RegistryKeys.0",
+                 lambda tree: tree["Generic"]["RegistryKeys"].__setitem__(0, "HKLM\\SOFTWARE\\X")),
+                ("InclusionList.UWP.0", lambda tree: tree["InclusionList"]["UWP"].__setitem__(0, "App")),
+                ("Packages.ORVDrivers", lambda tree: drivers(tree).update({"A.B": drivers(tree)["UsbTypeCDriver64"]})),
+                ("Packages.ORVDrivers.UsbTypeCDriver64.Info",
+                 lambda tree: drivers(tree)["UsbTypeCDriver64"]["Info"].pop("PID")),
+                ("Packages.ORVApplications.KOTuning64.Info.UpgradeID",
+                 lambda tree: applications(tree)["KOTuning64"]["Info"].update(UpgradeID="{1}")),
+                ("Packages.ORVApplications.MeridiaExperience64.Info.CommonApp",
+                 lambda tree: applications(tree)["MeridiaExperience64"]["Info"].update(CommonApp="true"))):
+            tree = copy.deepcopy(TREE)
+            change(tree)
+            with self.subTest(place):
+                self.assertEqual([place], sorted({refusal.split(": ")[0] for refusal in refusals(CLEANUP, tree)}))
+
+    def test_tracker_manifest_refuses_what_is_wrong(self):
+        command = OPERATIONS["Commands"][0]
+        for document in ({}, {"PKMBinaries": {}}, generic({"Services": "ExampleService"}), generic({"services": []}),
+                         generic({"Commands": [{**command, "timeout": "soon"}]}),
+                         generic({"Commands": [{"process": "a.exe"}]}), tracker(Cleanup={"PreOperations": {}})):
+            with self.subTest(document):
+                self.assertNotEqual([], refusals(TRACKER, document))
+
+
+if __name__ == "__main__":
+    unittest.main()

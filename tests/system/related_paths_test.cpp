@@ -1,0 +1,71 @@
+// related_paths_test - when two paths count as the same thing or one as a part of the other, so that a folder is spared
+// for the sake of what lies in it or around it.
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/test_folder.h"
+#include "support/text.h"
+#include "system/previous_installers.h"
+
+namespace {
+
+void expectRelated(const std::wstring& one, const std::wstring& other, bool related) {
+  EXPECT_EQ(AreRelatedPaths(one, other), related) << narrow(one) << " and " << narrow(other);
+  EXPECT_EQ(AreRelatedPaths(other, one), related) << narrow(other) << " and " << narrow(one);
+}
+
+}  // namespace
+
+TEST(RelatedPaths, AreTheSameOrOneInTheOther) {
+  const TestFolder folder;
+  folder.makeFile(L"Packages\\one\\setup.exe");
+  folder.makeFile(L"Packages\\one more\\setup.exe");
+  const std::wstring one = folder / L"Packages\\one";
+  expectRelated(one, one, true);
+  expectRelated(one, one + L"\\", true);
+  expectRelated(one, folder / L"PACKAGES\\One\\", true);
+  expectRelated(one, folder / L"Packages\\.\\other\\..\\one", true);
+  expectRelated(one, one + L"\\setup.exe", true);
+  expectRelated(one, folder / L"Packages", true);
+  expectRelated(one, L"C:\\", true);
+  expectRelated(one, folder / L"Packages\\one more", false);
+  expectRelated(one, folder / L"Packages\\on", false);
+  expectRelated(one, folder / L"Packages\\other", false);
+  expectRelated(one, folder / L"one", false);
+  expectRelated(one + L"\\setup.exe", folder / L"Packages\\one more\\setup.exe", false);
+}
+
+TEST(RelatedPaths, NeedNotExist) {
+  expectRelated(L"C:\\missing\\a", L"C:\\Missing\\A\\b\\", true);
+  expectRelated(L"C:\\missing\\a", L"C:\\missing\\ab", false);
+}
+
+TEST(RelatedPaths, AreNeverOnTwoDrivesOrEmpty) {
+  expectRelated(L"C:\\ORV", L"D:\\ORV", false);
+  expectRelated(L"C:\\", L"D:\\", false);
+  expectRelated(L"C:\\ORV", L"", false);
+  expectRelated(L"", L"", false);
+}
+
+TEST(RelatedPaths, AreThoseThatLinksLeadTo) {
+  const TestFolder folder;
+  folder.makeFile(L"real\\package\\setup.exe");
+  const std::wstring link = folder.makeDirectoryLink(L"link", folder / L"real");
+  expectRelated(link + L"\\package", folder / L"real\\package\\setup.exe", true);
+  expectRelated(link, folder / L"real", true);
+  expectRelated(link, folder / L"other", false);
+}
+
+TEST(NotExcluded, IsWhatHasNoRelationToAnyExclusion) {
+  const std::vector<std::wstring> exclusions = {L"C:\\ORV\\Packages\\kept\\deep", L"D:\\elsewhere"};
+  EXPECT_TRUE(IsNotExcluded({}, L"C:\\ORV"));
+  EXPECT_TRUE(IsNotExcluded(exclusions, L"C:\\ORV\\Packages\\other"));
+  EXPECT_TRUE(IsNotExcluded(exclusions, L"C:\\elsewhere"));
+  EXPECT_FALSE(IsNotExcluded(exclusions, L"C:\\ORV\\Packages\\kept")) << "an exclusion lies in it";
+  EXPECT_FALSE(IsNotExcluded(exclusions, L"C:\\ORV\\Packages\\kept\\deep\\file")) << "it lies in an exclusion";
+  EXPECT_FALSE(IsNotExcluded(exclusions, L"d:\\ELSEWHERE\\x"));
+}

@@ -1,0 +1,147 @@
+// finish_picture_test - the picture of the outcome: which one, where it stands, and how large it is at each DPI.
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "support/link_seam.h"
+#include "ui/finish_dialog.h"
+#include "ui/program_module.h"
+#include "ui/window_fixture.h"
+
+namespace {
+
+struct Stretched {
+  int left;
+  int top;
+  int width;
+  int height;
+  int sourceLeft;
+  int sourceTop;
+  int sourceWidth;
+  int sourceHeight;
+  DWORD operation;
+
+  bool operator==(const Stretched&) const = default;
+};
+
+void PrintTo(const Stretched& picture, std::ostream* stream) {
+  *stream << picture.left << "," << picture.top << " " << picture.width << "x" << picture.height << " from "
+          << picture.sourceWidth << "x" << picture.sourceHeight;
+}
+
+int dpi = 96;
+bool noBitmap = false;
+std::vector<int> loadedBitmaps;
+std::vector<Stretched> drawn;
+
+}  // namespace
+
+LINK_SEAM(int, GetDeviceCaps, (HDC dc, int index)) {
+  return index == LOGPIXELSY ? dpi : realFunction<decltype(&::GetDeviceCaps)>(L"gdi32.dll", "GetDeviceCaps")(dc, index);
+}
+
+LINK_SEAM(HBITMAP, LoadBitmapW, (HINSTANCE instance, LPCWSTR name)) {
+  loadedBitmaps.push_back(static_cast<int>(reinterpret_cast<ULONG_PTR>(name)));
+  return noBitmap ? nullptr : realFunction<decltype(&::LoadBitmapW)>(L"user32.dll", "LoadBitmapW")(instance, name);
+}
+
+LINK_SEAM(BOOL, StretchBlt,
+          (HDC, int left, int top, int width, int height, HDC, int sourceLeft, int sourceTop, int sourceWidth,
+           int sourceHeight, DWORD operation)) {
+  drawn.push_back({left, top, width, height, sourceLeft, sourceTop, sourceWidth, sourceHeight, operation});
+  return TRUE;
+}
+
+namespace {
+
+class FinishPicture : public testing::Test {
+ protected:
+  void SetUp() override {
+    moduleInstance = ::GetModuleHandleW(nullptr);
+    dpi = 96;
+    noBitmap = false;
+  }
+
+  // One painting of the dialog.
+  void paint(std::int32_t outcome) {
+    dialog = openFinishDialog(outcome, [](HWND) {});
+    pumpWaitingMessages(dialog);
+    loadedBitmaps.clear();
+    drawn.clear();
+    ::SendMessageW(dialog, WM_PAINT, 0, 0);
+    ::DestroyWindow(dialog);
+    pumpWaitingMessages(nullptr);
+  }
+
+  HWND dialog = nullptr;
+};
+
+constexpr DWORD kCopy = 0xCC0020;
+
+}  // namespace
+
+TEST_F(FinishPicture, EachOutcomeHasItsOwn) {
+  const struct {
+    std::int32_t outcome;
+    int bitmap;
+    Stretched picture;
+  } rows[] = {
+      {1, 137, {90, 25, 36, 35, 0, 0, 36, 35, kCopy}},
+      {0, 138, {90, 25, 34, 33, 0, 0, 34, 33, kCopy}},
+      {-1, 136, {90, 25, 34, 32, 0, 0, 34, 32, kCopy}},
+  };
+  for (const auto& row : rows) {
+    paint(row.outcome);
+    EXPECT_EQ(loadedBitmaps, std::vector<int>{row.bitmap});
+    EXPECT_EQ(drawn, std::vector<Stretched>{row.picture});
+  }
+}
+
+TEST_F(FinishPicture, PlaceFollowsTheDpiAndTheSizeGrowsInSteps) {
+  const struct {
+    int dpi;
+    Stretched picture;
+  } rows[] = {
+      {96, {90, 25, 36, 35, 0, 0, 36, 35, kCopy}},      // 1
+      {120, {112, 31, 36, 35, 0, 0, 36, 35, kCopy}},    // 1.25 makes 1
+      {139, {130, 36, 36, 35, 0, 0, 36, 35, kCopy}},    // 1.447 makes 1
+      {140, {131, 36, 54, 52, 0, 0, 36, 35, kCopy}},    // 1.458 makes 1.5
+      {144, {135, 37, 54, 52, 0, 0, 36, 35, kCopy}},    // 1.5
+      {168, {157, 43, 54, 52, 0, 0, 36, 35, kCopy}},    // 1.75 makes 1.5
+      {192, {180, 50, 72, 70, 0, 0, 36, 35, kCopy}},    // 2
+      {288, {270, 75, 108, 105, 0, 0, 36, 35, kCopy}},  // 3
+  };
+  for (const auto& row : rows) {
+    dpi = row.dpi;
+    paint(1);
+    EXPECT_EQ(drawn, std::vector<Stretched>{row.picture}) << row.dpi;
+  }
+}
+
+TEST_F(FinishPicture, BitmapThatIsMissingLeavesTheTextsAndTheUsualSize) {
+  noBitmap = true;
+  dialog = openFinishDialog(1, [](HWND) {});
+  pumpWaitingMessages(dialog);
+  drawn.clear();
+  ::SendMessageW(dialog, WM_PAINT, 0, 0);
+  EXPECT_EQ(drawn, (std::vector<Stretched>{{90, 25, 35, 35, 0, 0, 35, 35, kCopy}}));
+  EXPECT_EQ(controlText(dialog, 1), L"Finish");
+  ::DestroyWindow(dialog);
+  pumpWaitingMessages(nullptr);
+}
+
+TEST_F(FinishPicture, EveryPaintingDrawsItAnew) {
+  dialog = openFinishDialog(1, [](HWND) {});
+  pumpWaitingMessages(dialog);
+  loadedBitmaps.clear();
+  ::SendMessageW(dialog, WM_PAINT, 0, 0);
+  ::SendMessageW(dialog, WM_PAINT, 0, 0);
+  EXPECT_EQ(loadedBitmaps, (std::vector<int>{137, 137}));
+  ::DestroyWindow(dialog);
+  pumpWaitingMessages(nullptr);
+}

@@ -1,0 +1,309 @@
+// splash_window_test - the small window that shows that work goes on: template, texts, animation, mouse, end.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "app/cleanup_session.h"
+#include "support/link_seam.h"
+#include "support/test_folder.h"
+#include "ui/splash_fixture.h"
+#include "ui/template_reader.h"
+
+namespace {
+
+constexpr WPARAM kMoveByMouse = 0xF012;
+
+// What the splash thread has done.
+std::mutex recordMutex;
+std::vector<WPARAM> systemCommands;
+std::vector<HCURSOR> cursors;
+std::vector<UINT> timerIntervals;
+bool timerStands = false;
+
+template <class Value>
+void record(std::vector<Value>& list, Value value) {
+  const std::lock_guard lock(recordMutex);
+  list.push_back(value);
+}
+
+template <class Value>
+std::vector<Value> recorded(const std::vector<Value>& list) {
+  const std::lock_guard lock(recordMutex);
+  return list;
+}
+
+}  // namespace
+
+LINK_SEAM(LRESULT, SendMessageW, (HWND window, UINT message, WPARAM wParam, LPARAM lParam)) {
+  if (message == WM_SYSCOMMAND) {
+    record(systemCommands, wParam);
+    if (wParam == kMoveByMouse) {
+      return 0;  // it would wait for the mouse
+    }
+  }
+  return realFunction<decltype(&::SendMessageW)>(L"user32.dll", "SendMessageW")(window, message, wParam, lParam);
+}
+
+LINK_SEAM(HCURSOR, SetCursor, (HCURSOR cursor)) {
+  record(cursors, cursor);
+  return realFunction<decltype(&::SetCursor)>(L"user32.dll", "SetCursor")(cursor);
+}
+
+LINK_SEAM(UINT_PTR, SetTimer, (HWND window, UINT_PTR timer, UINT interval, TIMERPROC procedure)) {
+  record(timerIntervals, interval);
+  if (timerStands) {
+    return timer;
+  }
+  return realFunction<decltype(&::SetTimer)>(L"user32.dll", "SetTimer")(window, timer, interval, procedure);
+}
+
+namespace {
+
+class Splash : public SplashFixture {
+ protected:
+  void SetUp() override {
+    SplashFixture::SetUp();
+    systemCommands.clear();
+    cursors.clear();
+    timerIntervals.clear();
+    timerStands = false;
+  }
+
+  // The child that is the background: it has no number.
+  HWND background() const {
+    HWND found = nullptr;
+    ::EnumChildWindows(
+        window,
+        [](HWND child, LPARAM result) {
+          if (::GetDlgCtrlID(child) == 0) {
+            *reinterpret_cast<HWND*>(result) = child;
+          }
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+  }
+
+  LOGFONTW font(int id) const {
+    LOGFONTW font = {};
+    ::GetObjectW(reinterpret_cast<HFONT>(::SendMessageW(control(id), WM_GETFONT, 0, 0)), sizeof(font), &font);
+    return font;
+  }
+
+  void minimise() {
+    ::PostMessageW(control(IDC_SPLASH_MINIMISE), WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    ASSERT_TRUE(waitUntil([this] { return ::IsIconic(window) != FALSE; }));
+  }
+};
+
+const std::vector<std::wstring> kFrames = {L"◉ ○ ○", L"○ ◉ ○", L"○ ○ ◉"};
+
+}  // namespace
+
+TEST_F(Splash, Template) {
+  const DialogTemplate splashTemplate = TemplateReader(IDD_SPLASH).read();
+  EXPECT_EQ(splashTemplate.style, 0x90800C40u);
+  EXPECT_EQ(splashTemplate.width, 286);
+  EXPECT_EQ(splashTemplate.height, 72);
+  EXPECT_EQ(splashTemplate.fontFace, L"Segoe MDL2 Assets");
+  EXPECT_EQ(splashTemplate.fontPoints, 16);
+  const struct {
+    int id;
+    std::vector<int> place;
+    DWORD style;
+    DWORD extendedStyle;
+    const wchar_t* text;
+  } rows[] = {
+      {1004, {15, 57, 194, 11}, 0x5002004C, 0x20, L""},
+      {1013, {15, 47, 268, 20}, 0x5002004C, 0x20, L""},
+      {1005, {216, 57, 63, 11}, 0x50020002, 0x1020, L""},
+      {1014, {260, 3, 10, 9}, 0x50020101, 0x20, L"—"},
+  };
+  EXPECT_EQ(splashTemplate.items.size(), std::size(rows));
+  for (const auto& row : rows) {
+    const TemplateItem& item = splashTemplate.item(row.id);
+    EXPECT_EQ(item.place, row.place) << row.id;
+    EXPECT_EQ(item.style, row.style) << row.id;
+    EXPECT_EQ(item.extendedStyle, row.extendedStyle) << row.id;
+    EXPECT_EQ(item.className, kStaticClass) << row.id;
+    EXPECT_EQ(item.text, row.text) << row.id;
+  }
+}
+
+TEST_F(Splash, WithoutALanguageFileTheEnglishTextsShow) {
+  wchar_t arguments[] = L"";
+  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
+  open(&session);
+  EXPECT_EQ(windowText(window), L"ORV Cleanup Utility");
+  EXPECT_EQ(controlText(window, 1004), L"Removing Drivers, Applications, Utilities");
+  EXPECT_EQ(controlText(window, 1013), L"Cleanup Utility");
+  EXPECT_EQ(controlText(window, 1014), L"—");
+}
+
+TEST_F(Splash, TextsAreTranslatedWithASession) {
+  const TestFolder folder;
+  languageFilePath = folder.makeFile(L"DEU.xml",
+                                     "<Language X><c Value=\"126\">Titel</c><c Value=\"139\">Entfernen</c>"
+                                     "<c Value=\"140\">Werkzeug</c></Language>");
+  wchar_t arguments[] = L"";
+  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
+  open(&session, L"Titel");
+  EXPECT_EQ(controlText(window, 1004), L"Entfernen");
+  EXPECT_EQ(controlText(window, 1013), L"Werkzeug");
+}
+
+TEST_F(Splash, TextsStayEnglishWithoutASession) {
+  const TestFolder folder;
+  languageFilePath =
+      folder.makeFile(L"DEU.xml", "<Language X><c Value=\"126\">Titel</c><c Value=\"139\">Entfernen</c></Language>");
+  open(nullptr);
+  EXPECT_EQ(controlText(window, 1004), L"Removing Drivers, Applications, Utilities");
+}
+
+TEST_F(Splash, DotsChangeAndWrapAfterTheThirdFrame) {
+  open();
+  const std::wstring first = dots();
+  const auto start = std::find(kFrames.begin(), kFrames.end(), first);
+  ASSERT_NE(start, kFrames.end());
+  std::vector<std::wstring> expected;
+  for (std::size_t step = 1; step <= 4; ++step) {
+    expected.push_back(kFrames[(static_cast<std::size_t>(start - kFrames.begin()) + step) % 3]);
+  }
+  EXPECT_EQ(nextDots(4), expected);
+  const std::vector<UINT> intervals = recorded(timerIntervals);
+  EXPECT_GE(intervals.size(), 5u);  // the first, and one after each change
+  EXPECT_EQ(intervals, std::vector<UINT>(intervals.size(), 500));
+}
+
+TEST_F(Splash, FirstFrameStandsAtTheStart) {
+  timerStands = true;
+  open();
+  EXPECT_EQ(dots(), kFrames[0]);
+}
+
+TEST_F(Splash, BackgroundFillsTheWindowBehindTheTexts) {
+  open();
+  const HWND child = background();
+  ASSERT_TRUE(child);
+  EXPECT_EQ(::GetWindowLongW(child, GWL_STYLE) & 0x4FFF004E, 0x4000004E);
+  EXPECT_TRUE(::GetWindowLongW(child, GWL_STYLE) & WS_VISIBLE);
+  EXPECT_NE(::SendMessageW(child, STM_GETIMAGE, IMAGE_BITMAP, 0), 0);
+  RECT client = {};
+  RECT own = {};
+  ::GetClientRect(window, &client);
+  ::GetClientRect(child, &own);
+  EXPECT_TRUE(::EqualRect(&client, &own))
+      << own.right << "x" << own.bottom << " in " << client.right << "x" << client.bottom;
+}
+
+TEST_F(Splash, FontsAreLargeForTheHeadlineAndSmallForDotsAndGlyph) {
+  open();
+  for (const auto& [id, height] : std::vector<std::pair<int, LONG>>{{1013, -27}, {1005, -16}, {1014, -16}}) {
+    const LOGFONTW set = font(id);
+    EXPECT_EQ(set.lfHeight, height) << id;
+    EXPECT_EQ(set.lfWeight, FW_NORMAL) << id;
+    EXPECT_STREQ(set.lfFaceName, L"Segoe UI") << id;
+  }
+  EXPECT_STREQ(font(1004).lfFaceName, L"Segoe MDL2 Assets");
+}
+
+TEST_F(Splash, TextsAreLightOnNoGroundOfTheirOwn) {
+  open();
+  const HDC dc = ::CreateCompatibleDC(nullptr);
+  const LRESULT brush =
+      ::SendMessageW(window, WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(dc), reinterpret_cast<LPARAM>(control(1004)));
+  EXPECT_EQ(brush, reinterpret_cast<LRESULT>(::GetStockObject(NULL_BRUSH)));
+  EXPECT_EQ(::GetTextColor(dc), 0xFFFFF0u);
+  EXPECT_EQ(::GetBkMode(dc), TRANSPARENT);
+  ::DeleteDC(dc);
+}
+
+TEST_F(Splash, HasTheProgramsIcon) {
+  open();
+  EXPECT_NE(::SendMessageW(window, WM_GETICON, ICON_BIG, 0), 0);
+}
+
+TEST_F(Splash, IsDrawnUnawareOfDpiAndTheMainThreadKeepsItsOwnWay) {
+  const DPI_AWARENESS_CONTEXT before = ::GetThreadDpiAwarenessContext();
+  open();
+  EXPECT_TRUE(::AreDpiAwarenessContextsEqual(::GetWindowDpiAwarenessContext(window), DPI_AWARENESS_CONTEXT_UNAWARE));
+  EXPECT_TRUE(::AreDpiAwarenessContextsEqual(::GetThreadDpiAwarenessContext(), before));
+}
+
+TEST_F(Splash, GlyphMinimisesItAndTheDotsGoOn) {
+  open();
+  minimise();
+  EXPECT_EQ(recorded(systemCommands), std::vector<WPARAM>{SC_MINIMIZE});
+  EXPECT_EQ(nextDots(2).size(), 2u);
+}
+
+TEST_F(Splash, AnyOtherPointMovesItAndTheDotsGoOn) {
+  open();
+  std::vector<HWND> points = {window, control(1004), control(1005), control(1013), background()};
+  for (std::size_t count = 0; count < points.size(); ++count) {
+    ::PostMessageW(points[count], WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    EXPECT_TRUE(waitUntil([count] { return recorded(systemCommands).size() == count + 1; })) << count;
+  }
+  EXPECT_EQ(recorded(systemCommands), std::vector<WPARAM>(points.size(), kMoveByMouse));
+  EXPECT_FALSE(::IsIconic(window));
+  EXPECT_EQ(nextDots(1).size(), 1u);
+}
+
+TEST_F(Splash, HandShowsOverTheGlyphAlone) {
+  const HCURSOR hand = ::LoadCursorW(nullptr, IDC_HAND);
+  open();
+  const auto handShown = [hand] {
+    const std::vector<HCURSOR> shown = recorded(cursors);
+    return std::find(shown.begin(), shown.end(), hand) != shown.end();
+  };
+  ::PostMessageW(control(1013), WM_MOUSEMOVE, 0, 0);
+  ::PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, 0);  // comes behind it
+  ASSERT_TRUE(waitUntil([] { return !recorded(systemCommands).empty(); }));
+  EXPECT_FALSE(handShown());
+  ::PostMessageW(control(1014), WM_MOUSEMOVE, 0, 0);
+  EXPECT_TRUE(waitUntil(handShown));
+}
+
+TEST_F(Splash, ClosingEndsTheThreadAndTheWindow) {
+  open();
+  splash.reset();
+  EXPECT_FALSE(::IsWindow(window));
+}
+
+TEST_F(Splash, ClosingEndsTheThreadWhileTheWindowIsMinimised) {
+  open();
+  minimise();
+  splash.reset();
+  EXPECT_FALSE(::IsWindow(window));
+}
+
+TEST_F(Splash, ClosingAtOnceEndsTheThreadAtAnyMoment) {
+  for (int round = 0; round < 20; ++round) {
+    splash = std::make_unique<SplashWindow>(IDD_SPLASH, nullptr);
+    ::Sleep(static_cast<DWORD>(round));  // another point of the thread's start each time
+    splash.reset();
+    EXPECT_EQ(findDialog(L"ORV Cleanup Utility"), nullptr);
+  }
+}
+
+TEST_F(Splash, MessageThatEndsTheLoopEndsTheWindowAndClosingStillWorks) {
+  for (const UINT message : {WM_CLOSE, WM_DESTROY, WM_QUIT}) {
+    open();
+    ::PostThreadMessageW(::GetWindowThreadProcessId(window, nullptr), message, 0, 0);
+    EXPECT_TRUE(threadEnds()) << message;
+    splash.reset();
+  }
+}
+
+TEST_F(Splash, TwoInARowWork) {
+  open();
+  splash.reset();
+  open();
+  EXPECT_EQ(nextDots(1).size(), 1u);
+}
