@@ -136,7 +136,7 @@ demo_failures() {
     # The line about the restart ends the last section of the log.
     {
         awk '/^-+Failed / { header = $0; gsub(/-+/, "", header); sub(/ +$/, "", header); next }
-            /^-/ || /^Reboot is required/ { header = "" }
+            /^-/ || /^Call to Get/ || /^Reboot is required/ { header = "" }
             header != "" { print header "\t" $0 }' "$1/messages.txt"
         sed -n 's/^pending\t//p' "$1/record.tsv" | while IFS= read -r path; do
             if grep -qF "Mark File[$path]" "$1/messages.txt"; then

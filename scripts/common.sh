@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What it takes to build the program and its tests, and what it takes to run them on a bench machine.
 build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libboost-dev googletest wixl msitools librsvg2-bin imagemagick)
-bench_packages=(wine wine64 jq python3 xsltproc xvfb)
+bench_packages=(wine wine64 jq python3 xsltproc xvfb gcab)
 
 say() { printf '== %s\n' "$*"; }
 

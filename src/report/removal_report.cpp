@@ -43,6 +43,16 @@ std::wstring composeLine(const wchar_t* format, Arguments... arguments) {
   }
 }
 
+// The stream holds one byte a character and takes no more after one that does not fit, as a month's name can have. Such
+// characters go in as references, which the page shows as the characters.
+std::wstring withReferences(const std::wstring& text) {
+  std::wstring result;
+  for (const wchar_t character : text) {
+    result += character > 0xFF ? composeLine(L"&#%u;", static_cast<unsigned>(character)) : std::wstring(1, character);
+  }
+  return result;
+}
+
 void logFormatFailure(const wchar_t* format) {
   const DWORD error = ::GetLastError();
   LogDebug(format, error, systemMessage(error).c_str());
@@ -173,7 +183,7 @@ void writeRemovalReport(std::wstring folder, std::wstring action,
   }
 
   stream << L"<tallyreport xmlns:dt=\"urn:schemas-microsoft-com:datatypes\">\n";
-  stream << composeLine(kGeneral, L"", time.c_str(), action.c_str());
+  stream << composeLine(kGeneral, L"", withReferences(time).c_str(), action.c_str());
   stream << L"\t<exist>\n";
   writeNames(stream, kExistingApplication, existingApplications);
   writeNames(stream, kExistingDriver, existingDrivers);

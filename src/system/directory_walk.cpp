@@ -25,6 +25,12 @@ constexpr char kRemoveFailed[] = "remove_all";
   throw std::filesystem::filesystem_error(text, path, std::error_code(static_cast<int>(error), std::system_category()));
 }
 
+// With a backslash at its end a path names what a link leads to, not the link. The root of a drive keeps its own.
+std::wstring withoutEnd(const std::wstring& path) {
+  const std::size_t end = path.find_last_not_of(L"\\/");
+  return end == std::wstring::npos || path[end] == L':' ? path : path.substr(0, end + 1);
+}
+
 bool isNotFound(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
@@ -81,7 +87,7 @@ class DirectoryReader {
 
 // Throws when the system does not know the directory.
 bool isLink(const std::wstring& directory, const FailureTexts& texts) {
-  const DWORD attributes = ::GetFileAttributesW(toSystemPath(directory).c_str());
+  const DWORD attributes = ::GetFileAttributesW(toSystemPath(withoutEnd(directory)).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     raise(texts.open, directory, ::GetLastError());
   }

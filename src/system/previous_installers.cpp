@@ -232,11 +232,16 @@ void removeCandidate(const std::wstring& candidate) {
   }
 }
 
-// `folder` ends in a backslash. A link in its place stays: it says nothing of what it leads to.
+// `folder` ends in a backslash, behind which the system would look at what a link leads to.
+bool isLink(const std::wstring& folder) {
+  const DWORD attributes = ::GetFileAttributesW(folder.substr(0, folder.size() - 1).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+// A link in the folder's place stays: it says nothing of what it leads to.
 void removeIfEmpty(const std::wstring& folder) {
-  const std::wstring path = folder.substr(0, folder.size() - 1);
-  if (fileExists(path) && !(::GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT)) {
-    removeSingleEntry(path);
+  if (fileExists(folder) && !isLink(folder)) {
+    removeSingleEntry(folder.substr(0, folder.size() - 1));
   }
 }
 
@@ -265,7 +270,8 @@ void RemovePreviousInstallers() {
   addRegisteredPackages(exclusions);
   addOwnFolder(exclusions);
 
-  const std::set<std::wstring> roots = {kDefaultRoot, GetOSDrive() + kRootName, temporaryDriveRoot()};
+  std::set<std::wstring> roots = {kDefaultRoot, GetOSDrive() + kRootName, temporaryDriveRoot()};
+  std::erase_if(roots, isLink);  // what lies behind a link is somebody's own
   std::vector<std::wregex> patterns;
   for (const wchar_t* pattern : kNamePatterns) {
     patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);

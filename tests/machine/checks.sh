@@ -115,12 +115,13 @@ log_seconds() {
         if (!lines++) first = last } END { print (last - first + 86400) % 86400 }' "$work/log.txt"
 }
 
-# log_section HEADER - the messages between a header and the next one. The line about the restart ends the last section,
+# log_section HEADER - the messages between a header and the next one. The lines about the clock, which the bench machine does
+# not tell in the words of a locale, and about the restart end the last section,
 # the first one about the removal of devices that of the spared graphics devices.
 log_section() {
     log_messages | HEADER=$1 awk '
         $0 == ENVIRON["HEADER"] { inside = 1; next }
-        /^-/ || /^Devices to Uninstall / || $0 == "Reboot is required to finish cleanup." { inside = 0 }
+        /^-/ || /^Devices to Uninstall / || /^Call to Get/ || $0 == "Reboot is required to finish cleanup." { inside = 0 }
         inside'
 }
 

@@ -423,3 +423,10 @@ TEST_F(RemovalReport, BothVariantsAreWrittenFromTheSameLists) {
   EXPECT_EQ(tallyIn(inlineFolder), tallyIn(externalFolder));
   EXPECT_TRUE(pathExists(externalFolder + L"\\report.xml.xsl"));
 }
+
+TEST_F(RemovalReport, LettersThatNoByteHoldsStandAsReferencesAndCutNothingOff) {
+  shownDate = L"2026\u5E743\u67081\u65E5";
+  write(kEachKind);
+  EXPECT_NE(report().find("<time>2026&#24180;3&#26376;1&#26085; 5:06:07 AM</time>"), std::string::npos);
+  EXPECT_TRUE(report().ends_with("</doc>\n"));
+}
