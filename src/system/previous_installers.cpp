@@ -240,8 +240,9 @@ bool isLink(const std::wstring& folder) {
 
 // A link in the folder's place stays: it says nothing of what it leads to.
 void removeIfEmpty(const std::wstring& folder) {
-  if (fileExists(folder) && !isLink(folder)) {
-    removeSingleEntry(folder.substr(0, folder.size() - 1));
+  const std::wstring path = folder.substr(0, folder.size() - 1);
+  if (fileExists(path) && !isLink(folder)) {
+    removeSingleEntry(path);
   }
 }
 

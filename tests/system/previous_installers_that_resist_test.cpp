@@ -158,8 +158,9 @@ TEST_F(ResistingInstallers, UnreadableFolderInACandidateIsPassedOver) {
 
 TEST_F(ResistingInstallers, UnreadableRootHasNoEntries) {
   makeFile(L"ORV-Brimwood\\setup.exe");
-  undecided = kRoot + L"\\";
+  unreadableFolder = kRoot;
   EXPECT_THAT(run(), ElementsAre(kDriveLine));
+  unreadableFolder.clear();
   EXPECT_THAT(left(), ElementsAre(L"ORV-Brimwood", L"ORV-Brimwood\\setup.exe"));
 }
 
