@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # screenshots.sh [languages [LOCALE...]] - takes pictures of the running program's windows.
 #
-# Without an argument: docs/pictures/splash.png and finish_dialog.png, for the README. With `languages`: each window in
+# Without an argument: splash.png, finish_dialog.png and report.png in docs/pictures, for the README. With `languages`: each window in
 # German, Japanese and Thai, or in the languages of the locales, at 96, 120, 144 and 192 DPI, in build/pictures, for a look
 # at texts that are cut.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-install_packages "${bench_packages[@]}" imagemagick fonts-dejavu-core fonts-wqy-microhei fonts-tlwg-loma
+install_packages "${bench_packages[@]}" imagemagick fonts-dejavu-core fonts-wqy-microhei fonts-tlwg-loma wkhtmltopdf
 if [ -z "${ORV_PROGRAM:-}" ]; then
     "$root/scripts/build.sh" release ORVCleanupUtility bench_programs
 fi
@@ -53,8 +53,9 @@ take() {
     leftovers_rows "$root/src/resources/ScrubList.JSON" "$work/rows.tsv"
     {
         plant_fonts_and_dpi "$locale" "$dpi"
-        # Work for the run, so that the splash window stays for a while.
+        # Work for the run, so that the splash window stays for a while, and devices for the report.
         leftovers_plant_list "$work/rows.tsv"
+        cat "$leftovers_data/devices.tsv"
     } >"$work/list.tsv"
     session_plant "$machine" "$work/list.tsv"
     screen_connect "$machine"
@@ -89,6 +90,7 @@ WINDOWS
         convert "$picture" -trim +repage "$folder/${picture##*/}"
     done
     rm -r "$work/pictures"
+    cp "$(machine_drive "$machine")/users/$(id -un)/Temp/CleanUp/report.xml" "$folder"
     machine_remove "$machine"
 }
 
@@ -106,5 +108,8 @@ else
     take C.UTF-8 96 "$work/windows"
     mkdir -p "$root/docs/pictures"
     cp "$work/windows/splash.png" "$work/windows/finish_dialog.png" "$root/docs/pictures"
+    xsltproc --nonet "$work/windows/report.xml" >"$work/report.html"
+    DISPLAY=$BENCH_DISPLAY wkhtmltoimage --quiet --width 900 "$work/report.html" "$work/report.png"
+    convert "$work/report.png" -flatten -colors 64 -strip "$root/docs/pictures/report.png"
     say "The pictures are in docs/pictures"
 fi
