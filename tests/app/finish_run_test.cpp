@@ -14,6 +14,7 @@
 #include "applications/uninstall_runner.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
+#include "support/system_locale.h"
 #include "support/test_folder.h"
 #include "support/test_registry.h"
 #include "system/file_operations.h"
@@ -320,6 +321,8 @@ TEST_F(FinishRun, SilentRebootRestartsWithoutAQuestionEvenIfNothingNeedsIt) {
 TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
   session.silent = false;
   finish();
+  EXPECT_TRUE(questions.empty()) << "the dialog comes first";
+  session.onFinish(nullptr);
   EXPECT_EQ(questions,
             (std::vector<std::wstring>{L"ORV Cleanup Utility: Actions taken by ORV Cleanup Utility require a system "
                                        L"reboot. Would you like to reboot now?"}));

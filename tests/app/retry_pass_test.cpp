@@ -15,6 +15,7 @@
 #include "applications/uninstall_runner.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
+#include "support/system_locale.h"
 
 namespace {
 

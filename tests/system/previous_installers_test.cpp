@@ -26,11 +26,12 @@ std::vector<std::wstring> askedOfSecondDrive;  // paths of drive Q:, in order
 
 // The root, then its package folders; at the end whatever is there to be removed when it is empty.
 const std::vector<std::wstring> kAllOfSecondDrive = {
-    L"Q:\\ORV\\",
-    L"Q:\\ORV\\Packages\\",
-    L"Q:\\ORV\\HalcyraInstaller\\",
-    L"Q:\\ORV\\ORVSoftwareInstaller\\",
+    L"Q:\\ORV",  // is it a link?
+    L"Q:\\ORV",  // what is in it?
     L"Q:\\ORV\\Packages",
+    L"Q:\\ORV\\HalcyraInstaller",
+    L"Q:\\ORV\\ORVSoftwareInstaller",
+    L"Q:\\ORV\\Packages",  // are they empty now?
     L"Q:\\ORV\\HalcyraInstaller",
     L"Q:\\ORV\\ORVSoftwareInstaller",
     L"Q:\\ORV",
