@@ -201,7 +201,8 @@ void Setup::ReadDeviceProperties(SP_DEVINFO_DATA& data, DeviceRecord& record) {
   record.propertiesLoaded = true;
 }
 
-// The bytes of a property, with its type; two zero characters more than there are, so that no text runs past its end.
+// The bytes of a property, with its type, and behind them zeros for two characters, so that no text runs past its end:
+// the system takes values of any size, also of half a character, in which the first of the two begins.
 std::vector<BYTE> Setup::readProperty(SP_DEVINFO_DATA& data, DWORD property, DWORD* type) {
   DWORD size = 0;
   if (!::SetupDiGetDeviceRegistryPropertyW(deviceSet.get(), &data, property, type, nullptr, 0, &size)) {
@@ -213,7 +214,7 @@ std::vector<BYTE> Setup::readProperty(SP_DEVINFO_DATA& data, DWORD property, DWO
       size = 0;  // on with the buffer there is
     }
   }
-  std::vector<BYTE> value(size + 2 * sizeof(wchar_t));
+  std::vector<BYTE> value(size + 3 * sizeof(wchar_t));
   if (!::SetupDiGetDeviceRegistryPropertyW(deviceSet.get(), &data, property, type, value.data(), size, nullptr)) {
     return {};
   }

@@ -23,6 +23,8 @@ static_assert(sizeof(SP_CLASSINSTALL_HEADER) == 8);
 static_assert(sizeof(SP_REMOVEDEVICE_PARAMS) == 16);
 static_assert(sizeof(SP_DEVINSTALL_PARAMS_W) == 584);
 
+constexpr DWORD kManufacturerBytes = 512;
+
 SP_DEVINSTALL_PARAMS_W emptyInstallParameters() {
   SP_DEVINSTALL_PARAMS_W parameters = {};
   parameters.cbSize = sizeof(parameters);
@@ -186,10 +188,14 @@ bool Setup::queueDriverFiles(SP_DRVINFO_DATA_V2_W& driver) {
     return false;
   }
   SP_DEVINSTALL_PARAMS_W parameters = emptyInstallParameters();
-  ::SetupDiGetDeviceInstallParamsW(deviceSet.get(), &deviceData, &parameters);
+  if (!::SetupDiGetDeviceInstallParamsW(deviceSet.get(), &deviceData, &parameters)) {
+    return false;
+  }
   parameters.Flags |= DI_NOVCP;  // the class installer puts its files into our queue and copies none
   parameters.FileQueue = fileQueue.get();
-  ::SetupDiSetDeviceInstallParamsW(deviceSet.get(), &deviceData, &parameters);
+  if (!::SetupDiSetDeviceInstallParamsW(deviceSet.get(), &deviceData, &parameters)) {
+    return false;  // without the queue it would copy them
+  }
   ::SetupDiCallClassInstaller(DIF_INSTALLDEVICEFILES, deviceSet.get(), &deviceData);
 
   DWORD result = 0;
@@ -216,9 +222,9 @@ bool Setup::FindCurrentDriver(SP_DRVINFO_DATA_V2_W* drvInfo) {
 // manufacturer, and the provider, section and hardware id that the system keeps for the device's driver.
 bool Setup::findCurrentDriverByDetails(SP_DEVINSTALL_PARAMS_W parameters, SP_DRVINFO_DATA_V2_W* drvInfo) {
   parameters.FlagsEx &= ~static_cast<DWORD>(DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
-  wchar_t manufacturer[256] = {};
+  wchar_t manufacturer[kManufacturerBytes / sizeof(wchar_t) + 1] = {};  // room for a terminator that it may lack
   if (!::SetupDiGetDeviceRegistryPropertyW(deviceSet.get(), &deviceData, SPDRP_MFG, nullptr,
-                                           reinterpret_cast<BYTE*>(manufacturer), sizeof(manufacturer), nullptr)) {
+                                           reinterpret_cast<BYTE*>(manufacturer), kManufacturerBytes, nullptr)) {
     return false;
   }
   const InstalledDriver installed = readInstalledDriver(deviceSet.get(), &deviceData);

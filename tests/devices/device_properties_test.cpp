@@ -188,6 +188,12 @@ TEST_F(DeviceProperties, ListIsSplitAtEachEndUntilTheEmptyText) {
   }
 }
 
+TEST_F(DeviceProperties, HalfACharacterAtTheEndIsRead) {
+  answer = Answer{.type = REG_MULTI_SZ, .bytes = bytesOf(L"one")};
+  answer->bytes.push_back('x');
+  EXPECT_EQ(readTexts(), std::vector<std::wstring>{L"onex"});
+}
+
 TEST_F(DeviceProperties, TextWithoutItsEndIsReadToTheEndOfTheValue) {
   answer = Answer{.bytes = bytesOf(L"Sound")};
   EXPECT_EQ(readString(), L"Sound");

@@ -16,6 +16,8 @@ const std::vector<std::wstring> kFiles = {L"C:\\windows\\System32\\drivers\\orvs
                                           L"C:\\windows\\System32\\orvsound.dll"};
 
 bool classDriverDetailsFail = false;
+bool queueIsRefused = false;
+bool copiedFiles = false;  // the class installer was asked for files that it could not put into a queue
 int openQueues = 0;
 int queues = 0;
 int destroyedClassLists = 0;
@@ -24,7 +26,7 @@ class DriverFiles : public DeviceTest {
  protected:
   void SetUp() override {
     DeviceTest::SetUp();
-    classDriverDetailsFail = false;
+    classDriverDetailsFail = queueIsRefused = copiedFiles = false;
     openQueues = queues = destroyedClassLists = 0;
     device = makerDevice(kId, L"MEDIA");
     device.drivers[0].files = kFiles;
@@ -80,6 +82,22 @@ LINK_SEAM(BOOL, SetupDiGetDriverInfoDetailW,
   }
   return realFunction<decltype(&::SetupDiGetDriverInfoDetailW)>(L"setupapi.dll", "SetupDiGetDriverInfoDetailW")(
       set, data, driver, detail, size, required);
+}
+
+LINK_SEAM(BOOL, SetupDiSetDeviceInstallParamsW,
+          (HDEVINFO set, PSP_DEVINFO_DATA data, PSP_DEVINSTALL_PARAMS_W parameters)) {
+  if (queueIsRefused && (parameters->Flags & DI_NOVCP)) {
+    ::SetLastError(ERROR_GEN_FAILURE);
+    return FALSE;
+  }
+  return realFunction<decltype(&::SetupDiSetDeviceInstallParamsW)>(L"setupapi.dll", "SetupDiSetDeviceInstallParamsW")(
+      set, data, parameters);
+}
+
+LINK_SEAM(BOOL, SetupDiCallClassInstaller, (DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA data)) {
+  copiedFiles = copiedFiles || (function == DIF_INSTALLDEVICEFILES && queueIsRefused);
+  return realFunction<decltype(&::SetupDiCallClassInstaller)>(L"setupapi.dll", "SetupDiCallClassInstaller")(
+      function, set, data);
 }
 
 TEST_F(DriverFiles, AreNotedInTheirOrderAndWrittenToStandardOutput) {
@@ -161,6 +179,7 @@ TEST_F(DriverFiles, FailuresOfTheCollectionCostTheFilesAlone) {
       {"driver details", [] { classDriverDetailsFail = true; }, 1, 0},
       {"file queue", [] { failCall(L"SetupOpenFileQueue", ERROR_NOT_ENOUGH_MEMORY); }, 1, 0},
       {"selection of the driver", failDevice(L"SetupDiSetSelectedDriverW"), 1, 1},
+      {"queue of the installation parameters", [] { queueIsRefused = true; }, 1, 1},
       {"class installer", failDevice(L"DIF_INSTALLDEVICEFILES"), 1, 1},
   };
   for (const Row& row : rows) {
@@ -169,6 +188,7 @@ TEST_F(DriverFiles, FailuresOfTheCollectionCostTheFilesAlone) {
     EXPECT_THAT(driverFiles, IsEmpty()) << row.what;
     EXPECT_EQ(destroyedClassLists, row.destroyedLists) << row.what;
     EXPECT_EQ(queues, row.queues) << row.what;
+    EXPECT_FALSE(copiedFiles) << row.what;
   }
 }
 
