@@ -35,9 +35,19 @@ std::wstring withoutConversions(const std::wstring& format) {
   return result;
 }
 
+// What matches from its first character on, or is no argument at all, would take every store app off the machine, from
+// every user.
+bool beginsWithoutAName(const std::wstring& pattern) {
+  return pattern.find_first_not_of(L"*?[ \t\"") != 0;
+}
+
 }  // namespace
 
 void RemoveStoreApp(const std::wstring& packagePattern) {
+  if (beginsWithoutAName(packagePattern)) {
+    LogError(L"RemoveStoreApp - Pattern[%s] begins without a name, not carried out", packagePattern.c_str());
+    return;
+  }
   LogDebug(L"Attempting to uninstall ORV UWP Application");
   // The command interpreter expands %SYSTEMROOT%.
   RunCommand(kPowerShell + (kScriptStart + packagePattern) + kScriptEnd, L"C:\\", true);

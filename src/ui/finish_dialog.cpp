@@ -98,6 +98,10 @@ HWND openFinishDialog(std::int32_t outcome, std::function<void(HWND)> onFinish) 
   shownOutcome = outcome;
   finishRequested = std::move(onFinish);
   const HWND dialog = ::CreateDialogParamW(moduleInstance, MAKEINTRESOURCEW(IDD_FINISH), nullptr, finishDialogProc, 0);
+  if (!dialog) {
+    ::PostQuitMessage(0);  // nobody could press its button
+    return nullptr;
+  }
   ::SendMessageW(dialog, WM_SETICON, ICON_BIG,
                  reinterpret_cast<LPARAM>(::LoadIconW(moduleInstance, MAKEINTRESOURCEW(IDI_PROGRAM))));
   centre(dialog);

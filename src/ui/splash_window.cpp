@@ -132,7 +132,11 @@ SplashWindow::~SplashWindow() {
 void SplashWindow::runThread(int dialogId) {
   threadId = ::GetCurrentThreadId();
   const UnawareOfDpi unaware;
-  showWindow(dialogId);
+  try {
+    showWindow(dialogId);
+  } catch (...) {
+    // An exception that left the thread would end the process in the midst of a removal. The run needs no splash.
+  }
 }
 
 void SplashWindow::showWindow(int dialogId) {

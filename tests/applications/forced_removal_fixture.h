@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include "support/msi_products.h"
+#include "support/test_folder.h"
 #include "support/test_registry.h"
 
 inline const std::wstring kName = L"Bench Widget";
@@ -16,6 +17,9 @@ inline const std::wstring kCode = L"{C0000000-0000-4000-8000-000000000001}";
 inline const std::wstring kPacked = L"C1000000000000000000000000000001";  // the product
 inline const std::wstring kOther = L"C2000000000000000000000000000002";   // some other product
 inline const std::wstring kList = L"C3000000000000000000000000000003";    // an upgrade code or a component
+
+inline const std::wstring kSystem = L"S-1-5-18";
+inline const std::wstring kService = L"S-1-5-19";  // listed behind the system
 
 inline const std::wstring kUserData = kInstallerKey + L"\\UserData";
 inline const std::wstring kFolders = kInstallerKey + L"\\Folders";
@@ -65,12 +69,13 @@ class ForcedRemovalFixture : public testing::Test {
   void SetUp() override {
     forgetProducts();
     removeKey(kUserData);
-    for (const std::wstring& key : {productsOf(L"S-1-5-18"), componentsOf(L"S-1-5-18")}) {
+    for (const std::wstring& key : {productsOf(kSystem), componentsOf(kSystem)}) {
       plantKey(key);
     }
     for (const std::wstring& installerKey : {kClasses, kDefaultUser, kSomeUser}) {
       removeKey(installerKey);
     }
+    package_ = folder_.makeFile(L"cached.msi");
     for (const std::wstring& installerKey : {kClasses, kDefaultUser}) {
       for (const wchar_t* key : {L"\\Products", L"\\Features", L"\\UpgradeCodes"}) {
         plantKey(installerKey + key);
@@ -95,4 +100,15 @@ class ForcedRemovalFixture : public testing::Test {
     ::RegCloseKey(key);
     ASSERT_TRUE(keyExists(kClassesRoot + L"\\Products"));
   }
+
+  // The product in one user's data, complete with upgrade code and package.
+  void plantComplete(const std::wstring& sid) {
+    plantUserData(sid, kPacked, kName, kCode, package_);
+    plantString(kInstallerKey + L"\\UpgradeCodes\\" + kList, kPacked, L"");
+  }
+
+  static bool stands(const std::wstring& sid) { return keyExists(productsOf(sid) + L"\\" + kPacked); }
+
+  TestFolder folder_;
+  std::wstring package_;
 };

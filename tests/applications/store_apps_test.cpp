@@ -179,23 +179,10 @@ TEST_F(StoreApps, ConversionsInThePatternPrintNothingAndReadNothing) {
     const wchar_t* pattern;
     const char* printed;
   } rows[] = {
-      {L"a%sb", "ab"},
-      {L"a%nb", "ab"},
-      {L"a%db", "ab"},
-      {L"%s%s%s%n%n%n", ""},
-      {L"100%%", "100%"},
-      {L"100%", "100"},
-      {L"a%08lxb", "ab"},
-      {L"a%-5.3sb", "ab"},
-      {L"a%*.*fb", "ab"},
-      {L"a%I64db", "ab"},
-      {L"a%hsb", "ab"},
-      {L"%%s", "%s"},
-      {L"%%%s", "%"},
-      {L"%%%", "%"},
-      {L"a%5", "a"},
-      {L"", ""},
-      {L"no sign*", "no sign*"},
+      {L"a%sb", "ab"},    {L"a%nb", "ab"},    {L"a%db", "ab"},    {L"%s%s%s%n%n%n", ""},
+      {L"100%%", "100%"}, {L"100%", "100"},   {L"a%08lxb", "ab"}, {L"a%-5.3sb", "ab"},
+      {L"a%*.*fb", "ab"}, {L"a%I64db", "ab"}, {L"a%hsb", "ab"},   {L"%%s", "%s"},
+      {L"%%%s", "%"},     {L"%%%", "%"},      {L"a%5", "a"},      {L"no sign*", "no sign*"},
   };
   startsNothing = true;
   for (const auto& row : rows) {
@@ -205,6 +192,17 @@ TEST_F(StoreApps, ConversionsInThePatternPrintNothingAndReadNothing) {
     EXPECT_NE(starts.back().commandLine.find(std::wstring(L"-AllUsers \"") + row.pattern + L"\" |"), std::wstring::npos)
         << "the command has the pattern as it stands";
   }
+}
+
+TEST_F(StoreApps, PatternThatBeginsWithoutANameIsRefused) {
+  startsNothing = true;
+  for (const wchar_t* pattern : {L"", L"*", L"?*", L"[a-z]*", L" ", L" OrvaneDevicesInc-2.Sample*", L"\t*", L"\"\""}) {
+    const CapturedLog lines;
+    RemoveStoreApp(pattern);
+    EXPECT_THAT(lines.lines(), ElementsAre("ERROR RemoveStoreApp - Pattern[" + narrow(pattern) +
+                                           "] begins without a name, not carried out"));
+  }
+  EXPECT_TRUE(starts.empty());
 }
 
 TEST_F(StoreApps, NumberedConversionReadsNothing) {

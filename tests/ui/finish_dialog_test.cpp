@@ -82,6 +82,14 @@ constexpr char kGermanFile[] =
 
 }  // namespace
 
+TEST_F(FinishDialog, ThatCannotBeMadeEndsTheRun) {
+  moduleInstance = ::GetModuleHandleW(L"kernel32");  // has no such dialog
+  EXPECT_FALSE(openFinishDialog(1, [](HWND) {}));
+  MSG message = {};
+  EXPECT_TRUE(::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+  EXPECT_EQ(message.message, WM_QUIT);
+}
+
 TEST_F(FinishDialog, Template) {
   const DialogTemplate finish = TemplateReader(IDD_FINISH).read();
   EXPECT_EQ(finish.style, 0x80C000C8u);

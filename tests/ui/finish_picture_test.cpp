@@ -37,7 +37,11 @@ void PrintTo(const Stretched& picture, std::ostream* stream) {
 int dpi = 96;
 bool noBitmap = false;
 std::vector<int> loadedBitmaps;
+HBITMAP lastBitmap = nullptr;
 std::vector<Stretched> drawn;
+// Of the last picture: the window that it was drawn on, and whether it came from the bitmap that was loaded last.
+HWND drawnOn = nullptr;
+bool cameFromTheBitmap = false;
 
 }  // namespace
 
@@ -47,12 +51,16 @@ LINK_SEAM(int, GetDeviceCaps, (HDC dc, int index)) {
 
 LINK_SEAM(HBITMAP, LoadBitmapW, (HINSTANCE instance, LPCWSTR name)) {
   loadedBitmaps.push_back(static_cast<int>(reinterpret_cast<ULONG_PTR>(name)));
-  return noBitmap ? nullptr : realFunction<decltype(&::LoadBitmapW)>(L"user32.dll", "LoadBitmapW")(instance, name);
+  lastBitmap =
+      noBitmap ? nullptr : realFunction<decltype(&::LoadBitmapW)>(L"user32.dll", "LoadBitmapW")(instance, name);
+  return lastBitmap;
 }
 
 LINK_SEAM(BOOL, StretchBlt,
-          (HDC, int left, int top, int width, int height, HDC, int sourceLeft, int sourceTop, int sourceWidth,
-           int sourceHeight, DWORD operation)) {
+          (HDC target, int left, int top, int width, int height, HDC source, int sourceLeft, int sourceTop,
+           int sourceWidth, int sourceHeight, DWORD operation)) {
+  drawnOn = ::WindowFromDC(target);
+  cameFromTheBitmap = lastBitmap && ::GetCurrentObject(source, OBJ_BITMAP) == lastBitmap;
   drawn.push_back({left, top, width, height, sourceLeft, sourceTop, sourceWidth, sourceHeight, operation});
   return TRUE;
 }
@@ -99,6 +107,8 @@ TEST_F(FinishPicture, EachOutcomeHasItsOwn) {
     paint(row.outcome);
     EXPECT_EQ(loadedBitmaps, std::vector<int>{row.bitmap});
     EXPECT_EQ(drawn, std::vector<Stretched>{row.picture});
+    EXPECT_EQ(drawnOn, dialog);
+    EXPECT_TRUE(cameFromTheBitmap);
   }
 }
 

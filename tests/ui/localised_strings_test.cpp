@@ -5,10 +5,12 @@
 
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <windows.h>
 
+#include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/text.h"
@@ -166,6 +168,7 @@ TEST_F(LanguageFileChoice, EnglishPathNamesNoFile) {
   const std::wstring path = buildLanguagePath(::GetModuleHandleW(nullptr), folder.path() + L"\\");
   EXPECT_TRUE(path.ends_with(L"\\CleanUp\\ENU.xml")) << narrow(path);
   EXPECT_FALSE(pathExists(path));
+  EXPECT_FALSE(pathExists(folder / L"ENU.xml"));
 }
 
 TEST_F(Caption, IsFoundInAWideFile) {
@@ -227,10 +230,12 @@ TEST_F(Caption, DefaultStandsInForWhatTheFileLacks) {
       {"no opening bracket before the block's end", document(L"<Caption Value=\"13\">Text")},
       {"nothing", L""},
   };
+  const CapturedLog log;
   for (const auto& row : rows) {
     useText(row.text);
     EXPECT_EQ(lookUp(13), L"default") << row.name;
   }
+  EXPECT_EQ(log.lines(), std::vector<std::string>());
 }
 
 TEST_F(Caption, FileThatIsMissingGivesTheDefault) {
@@ -252,6 +257,24 @@ TEST_F(Caption, FileIsReadAnewEachTime) {
   EXPECT_EQ(lookUp(13), L"First");
   useText(document(L"<Caption Value=\"13\">Second</Caption>"));
   EXPECT_EQ(lookUp(13), L"Second");
+}
+
+TEST_F(Caption, TwoThreadsFindTheirsAtTheSameTime) {
+  useText(document(L"<Caption Value=\"13\">Here</Caption><Caption Value=\"14\">There</Caption>"));
+  constexpr int kRounds = 100;
+  int foundThere = 0;
+  std::thread other([this, &foundThere] {
+    for (int round = 0; round < kRounds; ++round) {
+      foundThere += lookUp(14) == L"There" ? 1 : 0;
+    }
+  });
+  int foundHere = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    foundHere += lookUp(13) == L"Here" ? 1 : 0;
+  }
+  other.join();
+  EXPECT_EQ(foundHere, kRounds);
+  EXPECT_EQ(foundThere, kRounds);
 }
 
 TEST_F(Caption, FileThatSomebodyReadsIsReadToo) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -12,6 +13,7 @@
 
 #include "support/captured_log.h"
 #include "support/link_seam.h"
+#include "system/handles.h"
 #include "ui/splash_fixture.h"
 
 namespace {
@@ -20,7 +22,9 @@ std::atomic<bool> backgroundFails{false};
 std::atomic<int> failingFontHeight{0};
 std::atomic<bool> systemIsOld{false};
 std::atomic<bool> threadsFail{false};
+std::atomic<bool> fontThrows{false};
 std::atomic<int> failures{0};
+KernelHandle splashThread;
 
 }  // namespace
 
@@ -39,6 +43,10 @@ LINK_SEAM(HFONT, CreateFontW,
           (int height, int width, int escapement, int orientation, int weight, DWORD italic, DWORD underline,
            DWORD strikeOut, DWORD characterSet, DWORD outPrecision, DWORD clipPrecision, DWORD quality,
            DWORD pitchAndFamily, LPCWSTR face)) {
+  if (fontThrows) {
+    ++failures;
+    throw std::bad_alloc();
+  }
   if (height == failingFontHeight) {
     ++failures;
     return nullptr;
@@ -61,8 +69,11 @@ LINK_SEAM(uintptr_t, _beginthreadex,
     errno = EAGAIN;
     return 0;
   }
-  return realFunction<decltype(&::_beginthreadex)>(L"msvcrt.dll", "_beginthreadex")(security, stack, start, argument,
-                                                                                    flags, id);
+  const uintptr_t thread = realFunction<decltype(&::_beginthreadex)>(L"msvcrt.dll", "_beginthreadex")(
+      security, stack, start, argument, flags, id);
+  ::DuplicateHandle(::GetCurrentProcess(), reinterpret_cast<HANDLE>(thread), ::GetCurrentProcess(), splashThread.put(),
+                    0, FALSE, DUPLICATE_SAME_ACCESS);
+  return thread;
 }
 
 namespace {
@@ -74,17 +85,18 @@ class SplashFailure : public SplashFixture {
  protected:
   void SetUp() override {
     SplashFixture::SetUp();
-    backgroundFails = systemIsOld = threadsFail = false;
+    backgroundFails = fontThrows = systemIsOld = threadsFail = false;
     failingFontHeight = 0;
     failures = 0;
   }
 
   // Opens a window whose thread ends by itself; closing it afterwards works, and nothing is logged.
   void expectEarlyEnd(int dialogId = IDD_SPLASH) {
+    constexpr DWORD kLimitMilliseconds = 10'000;
     const CapturedLog log;
     splash = std::make_unique<SplashWindow>(dialogId, nullptr);
-    EXPECT_TRUE(waitUntil([] { return failures > 0; }));
-    EXPECT_TRUE(waitUntil([] { return !findDialog(L"ORV Cleanup Utility"); }));
+    EXPECT_EQ(::WaitForSingleObject(splashThread.get(), kLimitMilliseconds), WAIT_OBJECT_0);
+    EXPECT_FALSE(findDialog(L"ORV Cleanup Utility"));
     splash.reset();
     EXPECT_EQ(log.lines(), std::vector<std::string>());
   }
@@ -95,11 +107,19 @@ class SplashFailure : public SplashFixture {
 TEST_F(SplashFailure, BackgroundThatCannotBeMadeEndsTheThread) {
   backgroundFails = true;
   expectEarlyEnd();
+  EXPECT_EQ(failures, 1);
 }
 
 TEST_F(SplashFailure, HeadlineFontThatCannotBeMadeEndsTheThread) {
   failingFontHeight = kHeadlineHeight;
   expectEarlyEnd();
+  EXPECT_EQ(failures, 1);
+}
+
+TEST_F(SplashFailure, ExceptionEndsTheThreadAlone) {
+  fontThrows = true;
+  expectEarlyEnd();
+  EXPECT_EQ(failures, 1);
 }
 
 TEST_F(SplashFailure, SmallFontThatCannotBeMadeLeavesTheTemplatesFont) {
@@ -114,7 +134,6 @@ TEST_F(SplashFailure, SmallFontThatCannotBeMadeLeavesTheTemplatesFont) {
 }
 
 TEST_F(SplashFailure, DialogThatIsMissingEndsTheThread) {
-  backgroundFails = true;  // no child without a window
   expectEarlyEnd(9'999);
 }
 

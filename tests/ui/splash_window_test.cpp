@@ -24,6 +24,8 @@ std::mutex recordMutex;
 std::vector<WPARAM> systemCommands;
 std::vector<HCURSOR> cursors;
 std::vector<UINT> timerIntervals;
+std::vector<HWND> redrawn;
+std::vector<std::string> mouseCalls;
 bool timerStands = false;
 
 template <class Value>
@@ -43,11 +45,24 @@ std::vector<Value> recorded(const std::vector<Value>& list) {
 LINK_SEAM(LRESULT, SendMessageW, (HWND window, UINT message, WPARAM wParam, LPARAM lParam)) {
   if (message == WM_SYSCOMMAND) {
     record(systemCommands, wParam);
+    record(mouseCalls, std::string("command"));
     if (wParam == kMoveByMouse) {
       return 0;  // it would wait for the mouse
     }
   }
   return realFunction<decltype(&::SendMessageW)>(L"user32.dll", "SendMessageW")(window, message, wParam, lParam);
+}
+
+LINK_SEAM(BOOL, ReleaseCapture, ()) {
+  record(mouseCalls, std::string("release"));
+  return realFunction<decltype(&::ReleaseCapture)>(L"user32.dll", "ReleaseCapture")();
+}
+
+LINK_SEAM(BOOL, InvalidateRect, (HWND window, const RECT* rectangle, BOOL erase)) {
+  if (!rectangle && !erase) {
+    record(redrawn, window);
+  }
+  return realFunction<decltype(&::InvalidateRect)>(L"user32.dll", "InvalidateRect")(window, rectangle, erase);
 }
 
 LINK_SEAM(HCURSOR, SetCursor, (HCURSOR cursor)) {
@@ -72,6 +87,8 @@ class Splash : public SplashFixture {
     systemCommands.clear();
     cursors.clear();
     timerIntervals.clear();
+    redrawn.clear();
+    mouseCalls.clear();
     timerStands = false;
   }
 
@@ -181,6 +198,15 @@ TEST_F(Splash, DotsChangeAndWrapAfterTheThirdFrame) {
   EXPECT_EQ(intervals, std::vector<UINT>(intervals.size(), 500));
 }
 
+TEST_F(Splash, WholeWindowIsDrawnAnewWithEachFrame) {
+  open();
+  ASSERT_EQ(nextDots(2).size(), 2u);
+  ASSERT_TRUE(waitUntil([] { return recorded(redrawn).size() >= 2; }));
+  for (const HWND drawn : recorded(redrawn)) {
+    EXPECT_EQ(drawn, window);
+  }
+}
+
 TEST_F(Splash, FirstFrameStandsAtTheStart) {
   timerStands = true;
   open();
@@ -193,7 +219,12 @@ TEST_F(Splash, BackgroundFillsTheWindowBehindTheTexts) {
   ASSERT_TRUE(child);
   EXPECT_EQ(::GetWindowLongW(child, GWL_STYLE) & 0x4FFF004E, 0x4000004E);
   EXPECT_TRUE(::GetWindowLongW(child, GWL_STYLE) & WS_VISIBLE);
-  EXPECT_NE(::SendMessageW(child, STM_GETIMAGE, IMAGE_BITMAP, 0), 0);
+  BITMAP bitmap = {};
+  ::GetObjectW(reinterpret_cast<HBITMAP>(::SendMessageW(child, STM_GETIMAGE, IMAGE_BITMAP, 0)), sizeof(bitmap),
+               &bitmap);
+  EXPECT_EQ(bitmap.bmWidth, 640);
+  EXPECT_EQ(bitmap.bmHeight, 192);
+  EXPECT_FALSE(::GetWindow(child, GW_HWNDNEXT)) << "it is the hindmost of the children";
   RECT client = {};
   RECT own = {};
   ::GetClientRect(window, &client);
@@ -251,6 +282,8 @@ TEST_F(Splash, AnyOtherPointMovesItAndTheDotsGoOn) {
     EXPECT_TRUE(waitUntil([count] { return recorded(systemCommands).size() == count + 1; })) << count;
   }
   EXPECT_EQ(recorded(systemCommands), std::vector<WPARAM>(points.size(), kMoveByMouse));
+  EXPECT_EQ(std::vector<std::string>(mouseCalls.begin(), mouseCalls.begin() + 2),
+            (std::vector<std::string>{"release", "command"}));
   EXPECT_FALSE(::IsIconic(window));
   EXPECT_EQ(nextDots(1).size(), 1u);
 }
