@@ -2,7 +2,12 @@
 #
 #   screen_open FOLDER           starts a screen of its own, 1100 by 700 pixels; its files go to FOLDER
 #   screen_connect MACHINE       has the machine use it, with a desktop that draws the windows' frames
-#   screen_pictures MACHINE OUT  takes the pictures that window_driver asks for, into the folder OUT, until the screen closes
+#   screen_pictures MACHINE OUT  takes the pictures that window_driver asks for, into the folder OUT, until it is told to
+#                                stop: NAME.png, the whole screen, and NAME.places, where the window is on it and, in a
+#                                second line, the area within its frame
+#   screen_pictures_end          stops that
+#   screen_crop OUT NAME LINE [GEOMETRY] FILE   cuts the place in that line of NAME.places out of a picture; with a
+#                                GEOMETRY, that part of it
 #   screen_close                 ends what the two have started
 #
 # Needs Xvfb and ImageMagick's import.
@@ -51,7 +56,7 @@ screen_pictures() {
             for wish in "$wishes"/*.wanted; do
                 [ -e "$wish" ] || continue
                 screen_take "$out/$(basename "$wish" .wanted).png"
-                rm "$wish"
+                mv "$wish" "$out/$(basename "$wish" .wanted).places"
             done
         done
     ) &
@@ -70,8 +75,20 @@ screen_take() {
     rm -f "$1.before"
 }
 
-screen_close() {
+screen_pictures_end() {
     [ -z "${screen_photographer:-}" ] || kill "$screen_photographer" 2>/dev/null || true
+    screen_photographer=
+}
+
+screen_crop() {
+    local picture=$1/$2.png place part=()
+    place=$(sed -n "$3p" "$1/$2.places")
+    [ $# -eq 4 ] || part=(-crop "$4" +repage)
+    convert "$picture" -crop "$place" +repage "${part[@]}" "${@: -1}"
+}
+
+screen_close() {
+    screen_pictures_end
     [ -z "${screen_server:-}" ] || kill "$screen_server" 2>/dev/null || true
-    screen_photographer= screen_server= BENCH_DISPLAY=
+    screen_server= BENCH_DISPLAY=
 }

@@ -65,5 +65,9 @@ int wmain(int argumentCount, wchar_t** arguments) {
     std::printf("%s: %s\r\n", cabinet.c_str(), bytes.substr(name, end - name).c_str());
     entry = end + 1;
   }
+  // The flush comes back when a pipe's reader has taken everything: one that stops looking when this process has ended
+  // could miss the last of it.
+  std::fflush(stdout);
+  ::FlushFileBuffers(::GetStdHandle(STD_OUTPUT_HANDLE));
   return 0;
 }

@@ -3,6 +3,9 @@
 //
 //   start-service  NAME              starts a planted service and waits until it runs
 //   start-process  PATH              starts a program that stays
+//   start-driver   PATH              starts a program that answers what the runs ask (window_driver): when it fails
+//                                    the sitting breaks off, since the runs would wait for ever
+//   wait-process   PATH              waits until a program of the two lines above has ended by itself
 //   hold-file      PATH              keeps a file open without letting anybody delete it
 //   refuse-delete  KEY               takes every right to a key away; with a subkey it then refuses deletion
 //   run            COMMAND_LINE      runs a program until it and everything that it has started have ended
@@ -11,15 +14,16 @@
 //                                    then ends it and all that it has started
 //   record-value   KEY NAME
 //   record-service NAME
-//   record-processes                 whether the programs of start-process still run
+//   record-processes                 whether the programs of start-process and start-driver still run
 //   record-pending                   what the next restart is to delete
 //
 // RECORD gets lines cut at tabs: `exit CODE`, `value KEY NAME DATA` (DATA is `absent` where there is none), `service
-// NAME STATE`, `process PATH running|ended`, `pending PATH`.
+// NAME STATE`, `process PATH running|ended`, `ended PATH CODE`, `pending PATH`.
 
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -63,6 +67,36 @@ void startProcess(const BenchLine& line) {
   KernelHandle process = startSuspended(line, L"\"" + line.argument(0) + L"\"", mainThread);
   ::ResumeThread(mainThread.get());
   startedProcesses.push_back({line.argument(0), std::move(process)});
+}
+
+// Nobody but the driver could tell the run that it waits for to go on. The host ends what is left on the machine.
+void breakOffWhenItFails(HANDLE driver) {
+  ::WaitForSingleObject(driver, INFINITE);
+  DWORD exitCode = 0;
+  ::GetExitCodeProcess(driver, &exitCode);
+  if (exitCode != 0) {
+    std::fprintf(stderr, "bench: the driver has failed (%lu)\n", exitCode);
+    std::fflush(stderr);
+    ::TerminateProcess(::GetCurrentProcess(), 1);
+  }
+}
+
+void startDriver(const BenchLine& line) {
+  startProcess(line);
+  std::thread(breakOffWhenItFails, startedProcesses.back().process.get()).detach();
+}
+
+void waitProcess(const BenchLine& line) {
+  for (const StartedProcess& started : startedProcesses) {
+    if (started.path == line.argument(0)) {
+      ::WaitForSingleObject(started.process.get(), INFINITE);
+      DWORD exitCode = 0;
+      ::GetExitCodeProcess(started.process.get(), &exitCode);
+      record(L"ended\t" + started.path + L"\t" + std::to_wstring(exitCode));
+      return;
+    }
+  }
+  failLine(line, "no such program was started", ERROR_NOT_FOUND);
 }
 
 DWORD serviceState(SC_HANDLE service, DWORD* processId = nullptr) {
@@ -262,6 +296,10 @@ void doLine(const BenchLine& line) {
     startService(line);
   } else if (verb == L"start-process") {
     startProcess(line);
+  } else if (verb == L"start-driver") {
+    startDriver(line);
+  } else if (verb == L"wait-process") {
+    waitProcess(line);
   } else if (verb == L"hold-file") {
     holdFile(line);
   } else if (verb == L"refuse-delete") {

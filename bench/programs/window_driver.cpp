@@ -1,18 +1,24 @@
 // window_driver - sits at a bench machine in a user's place: waits for windows, writes down what they show, presses
 // their buttons. Reads C:\bench\windows.tsv, writes C:\bench\windows_record.tsv; ends with 1 when something is late.
 //
-//   window   NAME IDS         waits for a dialog that shows a text in each control of IDS (cut at commas), which the
-//                             next lines mean. Recorded: `window NAME TITLE`, and a `control ID TEXT` for each
+//   window   NAME IDS         waits for a dialog that shows a text in each control of IDS (cut at commas) and none in
+//                             those with a minus before them; the next lines mean it. Recorded: `window NAME TITLE`,
+//                             and a `control ID TEXT` for each
 //   changes  ID               waits until the control has another text; recorded: `changed ID`
 //   picture  NAME             wants a picture of the screen (bench/screen.sh) and waits until it is taken
 //   press    ID               presses a button
 //   key      CODE             presses a key, by its virtual key code
+//   command  NUMBER           chooses from the menu of the program that the window belongs to; that menu may be hidden
+//   start    COMMAND_LINE     starts another program
+//   ended                     waits until that program has ended; recorded: `ended CODE`
 //   stays                     asks whether the window is still on the screen; recorded: `stays yes|no`
 //   gone                      waits until it is not any more; recorded: `gone`
 //   file     PATH             waits until there is a file
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <windows.h>
 
@@ -27,6 +33,7 @@ constexpr DWORD kPollMilliseconds = 10;
 
 FileHandle recordFile;
 HWND current = nullptr;
+KernelHandle startedProgram;
 
 void record(const std::wstring& text) {
   const std::string line = toUtf8(text) + "\n";
@@ -59,6 +66,7 @@ bool shows(HWND dialog, int control) {
   return window && ::IsWindowVisible(window) && !textOf(window).empty();
 }
 
+// What a dialog must show, and with a minus what it must not: one dialog may have all the controls of another.
 struct Search {
   std::vector<int> controls;
   HWND found = nullptr;
@@ -72,7 +80,7 @@ BOOL CALLBACK matchDialog(HWND window, LPARAM parameter) {
     return TRUE;
   }
   for (const int control : search.controls) {
-    if (!shows(window, control)) {
+    if (shows(window, std::abs(control)) != (control > 0)) {
       return TRUE;
     }
   }
@@ -81,8 +89,10 @@ BOOL CALLBACK matchDialog(HWND window, LPARAM parameter) {
 }
 
 BOOL CALLBACK recordControl(HWND control, LPARAM) {
+  // Before the number of its resource, which is the text of an icon.
+  constexpr wchar_t kResourceMark = 0xFFFF;
   const std::wstring text = textOf(control);
-  if (::IsWindowVisible(control) && !text.empty()) {
+  if (::IsWindowVisible(control) && !text.empty() && text.front() != kResourceMark) {
     record(L"control\t" + std::to_wstring(static_cast<short>(::GetDlgCtrlID(control))) + L"\t" + text);
   }
   return TRUE;
@@ -115,16 +125,90 @@ void waitForChange(const BenchLine& line) {
   record(L"changed\t" + line.argument(0));
 }
 
+struct MenuSearch {
+  DWORD processId = 0;
+  HWND found = nullptr;
+};
+
+BOOL CALLBACK matchMenuOwner(HWND window, LPARAM parameter) {
+  auto& search = *reinterpret_cast<MenuSearch*>(parameter);
+  DWORD processId = 0;
+  ::GetWindowThreadProcessId(window, &processId);
+  if (processId == search.processId && ::GetMenu(window)) {
+    search.found = window;
+  }
+  return search.found == nullptr;
+}
+
+void chooseFromMenu(const BenchLine& line, int number) {
+  MenuSearch search;
+  ::GetWindowThreadProcessId(current, &search.processId);
+  ::EnumWindows(matchMenuOwner, reinterpret_cast<LPARAM>(&search));
+  if (!search.found) {
+    failLine(line, "the program has no window with a menu", ERROR_NOT_FOUND);
+  }
+  ::PostMessageW(search.found, WM_COMMAND, static_cast<WPARAM>(number), 0);
+}
+
+void startProgram(const BenchLine& line) {
+  std::wstring commandLine = line.argument(0);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION started{};
+  if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &started)) {
+    failLine(line, "the program cannot be started", ::GetLastError());
+  }
+  ::CloseHandle(started.hThread);
+  startedProgram.reset(started.hProcess);
+}
+
+void waitForEnd(const BenchLine& line) {
+  if (::WaitForSingleObject(startedProgram.get(), static_cast<DWORD>(kLimitMilliseconds)) != WAIT_OBJECT_0) {
+    failLine(line, "the program does not end", ERROR_TIMEOUT);
+  }
+  DWORD exitCode = 0;
+  ::GetExitCodeProcess(startedProgram.get(), &exitCode);
+  record(L"ended\t" + std::to_wstring(exitCode));
+}
+
 bool fileExists(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// The host takes the picture and deletes the wish.
+std::string geometry(const POINT& leftTop, const RECT& size) {
+  return std::to_string(size.right - size.left) + "x" + std::to_string(size.bottom - size.top) + "+" +
+         std::to_string(leftTop.x) + "+" + std::to_string(leftTop.y) + "\n";
+}
+
+// Where on the screen the window and the area within its frame are, in its own program's pixels: a window that leaves
+// it to the system to scale it is not scaled on a bench machine.
+std::string places() {
+  ::SetThreadDpiAwarenessContext(::GetWindowDpiAwarenessContext(current));
+  RECT window{};
+  RECT client{};
+  POINT clientOrigin{};
+  ::GetWindowRect(current, &window);
+  ::GetClientRect(current, &client);
+  ::ClientToScreen(current, &clientOrigin);
+  return geometry({window.left, window.top}, window) + geometry(clientOrigin, client);
+}
+
+// The host takes the picture and the wish away. A wish holds the window's places; it gets its name when it is whole.
 void wantPicture(const BenchLine& line) {
   const std::wstring wish = L"C:\\bench\\pictures\\" + line.argument(0) + L".wanted";
-  if (!FileHandle(
-          ::CreateFileW(wish.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))) {
-    failLine(line, "nobody takes pictures", ::GetLastError());
+  const std::wstring draft = wish + L".draft";
+  {
+    const FileHandle file(
+        ::CreateFileW(draft.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const std::string text = places();
+    DWORD written = 0;
+    if (!file || !::WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) {
+      failLine(line, "nobody takes pictures", ::GetLastError());
+    }
+  }
+  if (!::MoveFileW(draft.c_str(), wish.c_str())) {
+    failLine(line, "the wish cannot be made known", ::GetLastError());
   }
   waitUntil(line, "the picture is not taken", [&wish] { return !fileExists(wish); });
 }
@@ -143,6 +227,12 @@ void doLine(const BenchLine& line) {
   } else if (verb == L"key") {
     ::PostMessageW(current, WM_KEYDOWN, static_cast<WPARAM>(number), 0);
     ::PostMessageW(current, WM_KEYUP, static_cast<WPARAM>(number), 0);
+  } else if (verb == L"command") {
+    chooseFromMenu(line, number);
+  } else if (verb == L"start") {
+    startProgram(line);
+  } else if (verb == L"ended") {
+    waitForEnd(line);
   } else if (verb == L"stays") {
     record(::IsWindowVisible(current) ? L"stays\tyes" : L"stays\tno");
   } else if (verb == L"gone") {

@@ -1,0 +1,65 @@
+# interactive_case.sh - what the cases with windows share: a screen for the machine, a user at it, and checks of what the
+# user has seen. Sourced behind machine_case.sh.
+#
+#   open_screen                      gives the machine a screen; it closes with the case
+#   run_with_user WINDOWS [LINE]...  a sitting: the further lines, and a run of the program by a user who does what the list
+#                                    WINDOWS says (bench/programs/window_driver.cpp)
+#   expect_user_done                 the run and the user have come to their ends
+#   expect_windows                   the user has seen what standard input says, and nothing else
+#   expect_pictures NAME...          each shows something
+
+. "$case_root/bench/screen.sh"
+
+open_screen() {
+    trap 'screen_close; leave_case' EXIT
+    screen_open "$work"
+    screen_connect "$machine"
+}
+
+run_with_user() {
+    cp "$1" "$drive/bench/windows.tsv"
+    shift
+    screen_pictures "$machine" "$work/pictures"
+    {
+        [ $# -eq 0 ] || printf '%s\n' "$@"
+        printf 'start-driver\tC:\\bench\\window_driver.exe\n'
+        printf 'run\tC:\\bench\\ORVCleanupUtility.exe\n'
+        printf 'wait-process\tC:\\bench\\window_driver.exe\n'
+    } | run_session
+    screen_pictures_end
+    without_the_screen "$work/before.tsv"
+    without_the_screen "$work/after.tsv"
+    mv "$drive/bench/windows_record.tsv" "$work/windows_found.tsv"
+}
+
+# without_the_screen SNAPSHOT - what Wine notes down about its graphics and its monitor gets new numbers whenever it looks at
+# the screen anew.
+without_the_screen() {
+    grep -avF -e '\Enum\DISPLAY\Default_Monitor\' -e '\Enum\PCI\VEN_0000&DEV_0000&' "$1" >"$work/without_screen.tsv"
+    mv "$work/without_screen.tsv" "$1"
+}
+
+expect_user_done() {
+    expect_recorded "exit	0"
+    expect_recorded 'ended	C:\bench\window_driver.exe	0'
+}
+
+expect_windows() {
+    cat >"$work/windows_expected.tsv"
+    expect_same "the windows and what they show" "$work/windows_expected.tsv" "$work/windows_found.tsv"
+}
+
+# More than the empty desktop: an empty window has a handful of colours.
+expect_pictures() {
+    local name
+    for name in "$@"; do
+        [ -f "$work/pictures/$name.png" ] || { check_failed "there is no picture $name"; continue; }
+        screen_crop "$work/pictures" "$name" 1 "$work/window.png"
+        identify -format '%k\n' "$work/window.png" >"$work/colours.txt"
+        if [ "$(cat "$work/colours.txt")" -gt 20 ]; then
+            check_passed
+        else
+            check_failed "the picture $name is empty" "$work/colours.txt"
+        fi
+    done
+}
