@@ -11,7 +11,7 @@
 //   run            COMMAND_LINE      runs a program until it and everything that it has started have ended
 //   run-twice      COMMAND_LINE      the same with two of them at once
 //   run-until      FILE TEXT COMMAND_LINE   runs a program that does not end by itself until the file holds the text,
-//                                    then ends it and all that it has started
+//                                    then ends it and waits for the end of all that it has started
 //   record-value   KEY NAME
 //   record-service NAME
 //   record-processes                 whether the programs of start-process and start-driver still run
@@ -156,32 +156,58 @@ void refuseDelete(const BenchLine& line) {
   }
 }
 
-// Starts `count` programs at once in a job, which holds whatever they start as well, and waits until it is empty.
-void runPrograms(const BenchLine& line, int count) {
-  const KernelHandle job(::CreateJobObjectW(nullptr, nullptr));
-  const KernelHandle port(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1));
-  JOBOBJECT_ASSOCIATE_COMPLETION_PORT association{job.get(), port.get()};
-  if (!::SetInformationJobObject(job.get(), JobObjectAssociateCompletionPortInformation, &association,
-                                 sizeof association)) {
-    failLine(line, "no job", ::GetLastError());
+// Holds programs and whatever they start.
+class Job {
+ public:
+  explicit Job(const BenchLine& line)
+      : job_(::CreateJobObjectW(nullptr, nullptr)),
+        port_(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1)) {
+    JOBOBJECT_ASSOCIATE_COMPLETION_PORT association{job_.get(), port_.get()};
+    if (!::SetInformationJobObject(job_.get(), JobObjectAssociateCompletionPortInformation, &association,
+                                   sizeof association)) {
+      failLine(line, "no job", ::GetLastError());
+    }
   }
+
+  void add(const BenchLine& line, const KernelHandle& process) {
+    if (!::AssignProcessToJobObject(job_.get(), process.get())) {
+      failLine(line, "the program cannot be put into the job", ::GetLastError());
+    }
+  }
+
+  // Waits until everything in it has ended. False when nothing has come or gone for so long.
+  bool waitUntilEmpty(DWORD limitMilliseconds) {
+    DWORD message = 0;
+    do {
+      ULONG_PTR key = 0;
+      OVERLAPPED* processId = nullptr;
+      if (!::GetQueuedCompletionStatus(port_.get(), &message, &key, &processId, limitMilliseconds)) {
+        return false;
+      }
+    } while (message != JOB_OBJECT_MSG_ACTIVE_PROCESS_ZERO);
+    return true;
+  }
+
+  void end(UINT exitCode) { ::TerminateJobObject(job_.get(), exitCode); }
+
+ private:
+  KernelHandle job_;
+  KernelHandle port_;
+};
+
+// Starts `count` programs at once and waits until they and whatever they have started have ended.
+void runPrograms(const BenchLine& line, int count) {
+  Job job(line);
   std::vector<KernelHandle> processes;
   std::vector<KernelHandle> threads(static_cast<size_t>(count));
   for (KernelHandle& thread : threads) {
     processes.push_back(startSuspended(line, line.argument(0), thread));
-    if (!::AssignProcessToJobObject(job.get(), processes.back().get())) {
-      failLine(line, "the program cannot be put into the job", ::GetLastError());
-    }
+    job.add(line, processes.back());
   }
   for (const KernelHandle& thread : threads) {
     ::ResumeThread(thread.get());
   }
-  DWORD message = 0;
-  do {
-    ULONG_PTR key = 0;
-    OVERLAPPED* processId = nullptr;
-    ::GetQueuedCompletionStatus(port.get(), &message, &key, &processId, INFINITE);
-  } while (message != JOB_OBJECT_MSG_ACTIVE_PROCESS_ZERO);
+  job.waitUntilEmpty(INFINITE);
   for (const KernelHandle& process : processes) {
     DWORD exitCode = 0;
     ::GetExitCodeProcess(process.get(), &exitCode);
@@ -198,30 +224,31 @@ bool holdsText(const std::wstring& path, const std::wstring& text) {
          content.find(toUtf8(text)) < read;
 }
 
-// The program is in a job of its own, so that what it has started ends with it.
+// What the program has started ends by itself before anything is ended: a tool may still be at work.
 void runUntil(const BenchLine& line) {
   const std::wstring file = line.argument(0);
   const std::wstring folder = file.substr(0, file.rfind(L'\\'));
   constexpr DWORD kChanges = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
   constexpr DWORD kLimitMilliseconds = 60'000;
   const HANDLE change = ::FindFirstChangeNotificationW(folder.c_str(), FALSE, kChanges);
-  const KernelHandle job(::CreateJobObjectW(nullptr, nullptr));
+  Job job(line);
   KernelHandle mainThread;
   const KernelHandle process = startSuspended(line, line.argument(2), mainThread);
-  if (!::AssignProcessToJobObject(job.get(), process.get())) {
-    failLine(line, "the program cannot be put into the job", ::GetLastError());
-  }
+  job.add(line, process);
   ::ResumeThread(mainThread.get());
   while (!holdsText(file, line.argument(1))) {
     if (::WaitForSingleObject(change, kLimitMilliseconds) != WAIT_OBJECT_0) {
-      ::TerminateJobObject(job.get(), 1);
+      job.end(1);
       failLine(line, "the file does not hold the text", ERROR_TIMEOUT);
     }
     ::FindNextChangeNotification(change);
   }
   ::FindCloseChangeNotification(change);
-  ::TerminateJobObject(job.get(), 0);
-  ::WaitForSingleObject(process.get(), INFINITE);
+  ::TerminateProcess(process.get(), 0);
+  if (!job.waitUntilEmpty(kLimitMilliseconds)) {
+    job.end(1);
+    failLine(line, "what the program has started does not end", ERROR_TIMEOUT);
+  }
 }
 
 void recordValue(const BenchLine& line) {

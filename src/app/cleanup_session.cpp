@@ -6,6 +6,7 @@
 
 #include "system/log.h"
 #include "system/registry.h"
+#include "system/temporary_folder.h"
 
 std::int32_t quitRequested = 0;
 bool rebootAfterRun = false;
@@ -55,10 +56,8 @@ CleanupSession::CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int s
   // Every installer action of the process is silent.
   ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
 
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
+  tempPath = temporaryFolder();
   resetProgressValue();
-  tempPath = temp;
   workDirectory = tempPath + L'\\' + kWorkFolderName;
 
   const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, L"ORVCleanupUtility Instance");

@@ -147,7 +147,7 @@ struct Version {
   int minor = 0;
 };
 
-// Throws std::out_of_range for a text of less than three characters.
+// A value that is no text is none. Throws std::out_of_range for a text of less than three characters.
 Version readControlPanelVersion() {
   Version version;
   RegistryKey key;
@@ -157,8 +157,10 @@ Version readControlPanelVersion() {
   constexpr DWORD kVersionBytes = 520;
   wchar_t buffer[kVersionBytes / sizeof(wchar_t) + 1] = {};
   DWORD size = kVersionBytes;
-  if (::RegQueryValueExW(key.get(), L"LMVersion", nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) ==
-      ERROR_SUCCESS) {
+  DWORD type = REG_NONE;
+  if (::RegQueryValueExW(key.get(), L"LMVersion", nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) ==
+          ERROR_SUCCESS &&
+      (type == REG_SZ || type == REG_EXPAND_SZ)) {
     const std::wstring text = buffer;
     version.major = static_cast<int>(std::wcstol(text.substr(0, 2).c_str(), nullptr, 10));
     version.minor = static_cast<int>(std::wcstol(text.substr(3, 5).c_str(), nullptr, 10));

@@ -11,6 +11,7 @@
 #include "system/file_operations.h"
 #include "system/log.h"
 #include "system/registry.h"
+#include "system/temporary_folder.h"
 #include "ui/finish_dialog.h"
 #include "ui/localised_strings.h"
 
@@ -125,14 +126,14 @@ void CleanupSession::finishRun() {
     RunOutcome = kFailure;
   }
 
-  wchar_t temp[MAX_PATH] = {};
-  if (::GetTempPathW(MAX_PATH, temp) != 0) {
-    deleteExtractedManifest(std::wstring(temp) + L"CleanUp\\ScrubList.JSON");
+  const std::wstring temp = temporaryFolder();
+  if (!temp.empty()) {
+    deleteExtractedManifest(temp + L"CleanUp\\ScrubList.JSON");
     removeRepeatedNames(eligibleDrivers);
     removeRepeatedNames(removedDrivers);
     removeRepeatedNames(failedDrivers);
-    writeRemovalReport(std::wstring(temp) + L"CleanUp", L"uninst", eligibleApplications, eligibleDrivers,
-                       removedApplications, removedDrivers, failedApplications, failedDrivers);
+    writeRemovalReport(temp + L"CleanUp", L"uninst", eligibleApplications, eligibleDrivers, removedApplications,
+                       removedDrivers, failedApplications, failedDrivers);
   }
 
   // Before any restart can happen, so that it leads back into a normal boot.
@@ -160,10 +161,10 @@ void CleanupSession::showFinishDialog() {
 
 void CleanupSession::onFinish(HWND dialog) {
   quitRequested = 1;
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
-  ::DeleteFileW((std::wstring(temp) + L"PKMCONFIG.XML").c_str());
-  ::DeleteFileW((std::wstring(temp) + L"Cleanup.dll").c_str());
+  if (const std::wstring temp = temporaryFolder(); !temp.empty()) {
+    ::DeleteFileW((temp + L"PKMCONFIG.XML").c_str());
+    ::DeleteFileW((temp + L"Cleanup.dll").c_str());
+  }
   ::EndDialog(dialog, 1);
   if (!rebootAfterRun &&
       ::MessageBoxW(nullptr,

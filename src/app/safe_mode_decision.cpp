@@ -15,8 +15,10 @@
 #include "system/action_dispatcher.h"
 #include "system/handles.h"
 #include "system/log.h"
+#include "system/module_path.h"
 #include "system/process_launch.h"
 #include "system/registry.h"
+#include "system/temporary_folder.h"
 #include "system/windows_update.h"
 #include "ui/localised_strings.h"
 
@@ -28,8 +30,8 @@ constexpr wchar_t kRunOnceKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion
 constexpr wchar_t kRunOnceValue[] = L"*ORV CLEANUP UTILITY";
 
 std::wstring batchPath() {
-  wchar_t folder[MAX_PATH] = {};
-  return ::GetTempPathW(MAX_PATH, folder) == 0 ? std::wstring() : std::wstring(folder) + kBatchFile;
+  const std::wstring folder = temporaryFolder();
+  return folder.empty() ? folder : folder + kBatchFile;
 }
 
 // A file that cannot be opened is no reason to stop: the restart then does not happen, and nothing else has.
@@ -42,9 +44,9 @@ void writeBatchFile(const std::wstring& path) {
 
 // The program and the arguments of this run. Quotation marks inside the arguments are lost, which the switches bear.
 std::wstring runOnceCommandLine() {
-  wchar_t program[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
-  std::wstring commandLine = std::wstring(L"\"") + program + L"\"";
+  // Whole, however deep the program lies: a path that is cut off would name no program, and the machine would stand in
+  // safe mode without this one.
+  std::wstring commandLine = L"\"" + programPath() + L"\"";
   int count = 0;
   wchar_t** arguments = ::CommandLineToArgvW(::GetCommandLineW(), &count);
   const LocalMemory owner(arguments);
@@ -143,7 +145,7 @@ void CleanupSession::rebootIntoSafeMode() {
   const std::wstring batch = batchPath();
   writeBatchFile(batch);
   writeRunOnceEntry();
-  if (!RunInSystemShell(batch)) {
+  if (batch.empty() || !RunInSystemShell(batch)) {
     LogDebug(L"Couldn't set to safemode");
   }
 }

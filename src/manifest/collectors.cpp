@@ -26,16 +26,22 @@ void appendFromPackages(const std::vector<Package>& packages, Rows Package::*lis
   }
 }
 
-// A directory or key goes with all that lies in it, so a row that names a place of the system itself is refused,
-// whoever wrote it.
+// A directory or key goes with all that lies in it, and so do the files that a pattern takes: a row that means a place
+// of the system itself is refused, whoever wrote it.
+bool refuses(const std::wstring& row, bool (*isProtected)(const std::wstring&)) {
+  if (!isProtected(row)) {
+    return false;
+  }
+  LogError(L"Row[%s] names a place of the system and is not carried out", row.c_str());
+  return true;
+}
+
 void refuseProtected(Rows& rows, bool (*isProtected)(const std::wstring&)) {
-  std::erase_if(rows, [isProtected](const std::wstring& row) {
-    if (!isProtected(row)) {
-      return false;
-    }
-    LogError(L"Row[%s] names a place of the system and is not carried out", row.c_str());
-    return true;
-  });
+  std::erase_if(rows, [isProtected](const std::wstring& row) { return refuses(row, isProtected); });
+}
+
+bool refusesFilePattern(const std::wstring& row) {
+  return refuses(row, isProtectedPattern);
 }
 
 }  // namespace
@@ -84,9 +90,10 @@ void HandleDirectories(CleanupSession& session) {
   refuseProtected(session.directories, isProtectedDirectory);
   refuseProtected(session.directoriesForce, isProtectedDirectory);
   ExpandDirectories(session.directories, session.files);
-  // The same walk over what is protected: a protected directory takes all that lies in it out of the work lists.
+  // The same walk over what is protected: a protected directory takes all that lies in it out of the work lists, also
+  // when it has been moved and a link is in its place.
   expandDirectoryRows(data.ExcludedDirectories, session.excludedDirectories);
-  ExpandDirectories(session.excludedDirectories, session.excludedFiles);
+  ExpandDirectories(session.excludedDirectories, session.excludedFiles, LinkInPlace::IsFollowed);
   excludeFromVector(session.excludedDirectories, session.directories);
   excludeFromVector(session.excludedDirectories, session.directoriesForce);
 }
@@ -94,9 +101,9 @@ void HandleDirectories(CleanupSession& session) {
 void HandleFiles(CleanupSession& session) {
   LogDebug(L"-----------HandleFiles Getting all data-------------");
   UniqueRows files(session.files);
-  expandFileRows(session.scrubListData->Files, files);
+  expandFileRows(session.scrubListData->Files, files, refusesFilePattern);
   for (const ApplicationPackage& package : session.eligibleApplications) {
-    expandFileRows(package.Files, files);
+    expandFileRows(package.Files, files, refusesFilePattern);
   }
   expandFileRows(session.scrubListData->ExcludedFiles, session.excludedFiles);
   excludeFromVector(session.excludedFiles, session.files);

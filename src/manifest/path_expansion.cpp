@@ -1,7 +1,6 @@
 #include "manifest/path_expansion.h"
 
 #include <algorithm>
-#include <filesystem>
 
 #include <windows.h>
 
@@ -56,6 +55,16 @@ std::wstring expandRow(const std::wstring& row, const InstallFolders& folders) {
   return row;
 }
 
+// What stands in front of the names that match: the pattern without its last element, with one backslash.
+std::wstring inFrontOfNames(const std::wstring& pattern) {
+  const std::size_t separator = pattern.find_last_of(L"\\/:");
+  if (separator == std::wstring::npos || pattern[separator] == L':') {
+    return pattern.substr(0, separator + 1);  // the names are those of a current directory
+  }
+  const std::size_t end = pattern.find_last_not_of(L"\\/", separator);
+  return pattern.substr(0, end + 1) + L'\\';
+}
+
 // Whatever matches goes in, directories and, where the pattern takes them, `.` and `..` included.
 void appendMatches(const std::wstring& pattern, UniqueRows& target) {
   WIN32_FIND_DATAW found = {};
@@ -63,9 +72,9 @@ void appendMatches(const std::wstring& pattern, UniqueRows& target) {
   if (!find) {
     return;
   }
-  const std::wstring parent = std::filesystem::path(pattern).parent_path().wstring();
+  const std::wstring front = inFrontOfNames(pattern);
   do {
-    target.append(parent + L'\\' + found.cFileName);
+    target.append(front + found.cFileName);
   } while (::FindNextFileW(find.get(), &found));
 }
 
@@ -124,13 +133,16 @@ void appendMissing(std::vector<std::wstring> rows, std::vector<std::wstring>& ta
   appendMissing(std::move(rows), uniqueTarget);
 }
 
-void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target) {
+void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, RowRefusal refuses) {
   const InstallFolders folders = findInstallFolders();
   for (const std::wstring& row : rows) {
     if (row.empty()) {
       continue;
     }
     std::wstring path = expandRow(row, folders);
+    if (refuses && refuses(path)) {
+      continue;
+    }
     if (path.find(L'*') == std::wstring::npos) {
       target.append(std::move(path));
     } else {

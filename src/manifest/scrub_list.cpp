@@ -1,6 +1,7 @@
 #include "manifest/scrub_list.h"
 
 #include <cstring>
+#include <initializer_list>
 #include <utility>
 
 #include <boost/property_tree/json_parser.hpp>
@@ -10,6 +11,7 @@
 #include "manifest/tracker_manifest.h"
 #include "system/handles.h"
 #include "system/log.h"
+#include "system/temporary_folder.h"
 
 namespace {
 
@@ -25,8 +27,8 @@ constexpr wchar_t kDisplayDriver64[] = L"DisplayDriver64";
 constexpr wchar_t kGraphicTypeValue[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\GraphicType";
 
 std::wstring manifestPath() {
-  wchar_t folder[MAX_PATH] = {};
-  return ::GetTempPathW(MAX_PATH, folder) == 0 ? std::wstring() : std::wstring(folder) + kManifestName;
+  const std::wstring folder = temporaryFolder();
+  return folder.empty() ? folder : folder + kManifestName;
 }
 
 // Every piece as it stands, the one behind the last comma included.
@@ -74,6 +76,30 @@ void fillDriverInfo(const wptree& package, DriverPackage* record) {
   const auto infName = package.get<std::wstring>(L"Info.BasicINF.BasicINFName");
   const auto load = package.get<std::wstring>(L"Info.BasicINF.LoadBasicDriver");
   record->BasicInf.emplace(load, infName);
+}
+
+// Where the rows of one kind stand below a package, and where they go.
+template <class Package>
+struct PackageList {
+  const wchar_t* key;
+  std::vector<std::wstring> Package::*rows;
+};
+
+// Reads each package of the object at `path`, its lists in the order given: the first that is missing is reported.
+template <class Package>
+void readPackages(const ScrubList& document, const wptree& root, const std::wstring& path,
+                  void (*fillInfo)(const wptree& package, Package* record),
+                  std::initializer_list<PackageList<Package>> lists, std::vector<Package>& packages) {
+  for (const auto& [name, package] : root.get_child(path)) {
+    Package record;
+    record.Name = name;
+    fillInfo(package, &record);
+    for (const PackageList<Package>& list : lists) {
+      // By the full dotted path, so a package whose name holds a dot cannot be read.
+      document.readStringList(path + L'.' + name + list.key, record.*list.rows);
+    }
+    packages.push_back(std::move(record));
+  }
 }
 
 }  // namespace
@@ -170,32 +196,21 @@ void ScrubList::readExclusionData() {
 
 void ScrubList::readApplicationPackages() {
   LogDebug(L"Getting Applications Data from ScrubList.JSON File");
-  for (const auto& [name, package] : tree_->root.get_child(L"Packages.ORVApplications")) {
-    ApplicationPackage record;
-    record.Name = name;
-    fillApplicationInfo(package, &record);
-    // The lists are reached through the full dotted path, so a package whose name holds a dot cannot be read.
-    const std::wstring path = L"Packages.ORVApplications." + name;
-    readStringList(path + L".Files", record.Files);
-    readStringList(path + L".RegistryKeys", record.RegistryKeys);
-    readStringList(path + L".RegistryValues", record.RegistryValues);
-    readStringList(path + L".Process", record.Process);
-    readStringList(path + L".Directories", record.Directories);
-    data_->ApplicationPackages.push_back(std::move(record));
-  }
+  readPackages<ApplicationPackage>(*this, tree_->root, L"Packages.ORVApplications", fillApplicationInfo,
+                                   {{L".Files", &ApplicationPackage::Files},
+                                    {L".RegistryKeys", &ApplicationPackage::RegistryKeys},
+                                    {L".RegistryValues", &ApplicationPackage::RegistryValues},
+                                    {L".Process", &ApplicationPackage::Process},
+                                    {L".Directories", &ApplicationPackage::Directories}},
+                                   data_->ApplicationPackages);
 }
 
 void ScrubList::readDriverPackages() {
   LogDebug(L"Getting Drivers Data from ScrubList.JSON File");
-  for (const auto& [name, package] : tree_->root.get_child(L"Packages.ORVDrivers")) {
-    DriverPackage record;
-    record.Name = name;
-    fillDriverInfo(package, &record);
-    const std::wstring path = L"Packages.ORVDrivers." + name;
-    readStringList(path + L".RegistryKeys", record.RegistryKeys);
-    readStringList(path + L".RegistryValues", record.RegistryValues);
-    readStringList(path + L".Services", record.Services);
-    readStringList(path + L".Directories", record.Directories);
-    data_->DriverPackages.push_back(std::move(record));
-  }
+  readPackages<DriverPackage>(*this, tree_->root, L"Packages.ORVDrivers", fillDriverInfo,
+                              {{L".RegistryKeys", &DriverPackage::RegistryKeys},
+                               {L".RegistryValues", &DriverPackage::RegistryValues},
+                               {L".Services", &DriverPackage::Services},
+                               {L".Directories", &DriverPackage::Directories}},
+                              data_->DriverPackages);
 }

@@ -43,12 +43,32 @@ std::wstring composeLine(const wchar_t* format, Arguments... arguments) {
   }
 }
 
-// The stream holds one byte a character and takes no more after one that does not fit, as a month's name can have. Such
-// characters go in as references, which the page shows as the characters.
+// The number of the character that begins at the index, which goes on to its last unit. Half a pair is no character and
+// must not stand in a document: the mark for such stands there instead.
+unsigned characterAt(const std::wstring& text, std::size_t& index) {
+  constexpr unsigned kFirstOfThePairs = 0x10000;
+  constexpr unsigned kReplacement = 0xFFFD;
+  const wchar_t unit = text[index];
+  if (!IS_HIGH_SURROGATE(unit) && !IS_LOW_SURROGATE(unit)) {
+    return unit;
+  }
+  if (index + 1 == text.size() || !IS_SURROGATE_PAIR(unit, text[index + 1])) {
+    return kReplacement;
+  }
+  ++index;
+  return kFirstOfThePairs + ((unit - HIGH_SURROGATE_START) << 10) + (text[index] - LOW_SURROGATE_START);
+}
+
+// The stream holds one byte a character and takes no more after one that does not fit, and a browser refuses a document
+// that names no encoding and has bytes beyond ASCII. Such characters, which the name of a day or month can have, go in
+// as references; the page shows them as what they are.
 std::wstring withReferences(const std::wstring& text) {
+  constexpr unsigned kLastOfAscii = 0x7F;
   std::wstring result;
-  for (const wchar_t character : text) {
-    result += character > 0xFF ? composeLine(L"&#%u;", static_cast<unsigned>(character)) : std::wstring(1, character);
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const unsigned character = characterAt(text, index);
+    result +=
+        character > kLastOfAscii ? composeLine(L"&#%u;", character) : std::wstring(1, static_cast<wchar_t>(character));
   }
   return result;
 }

@@ -44,6 +44,9 @@ namespace {
 
 constexpr wchar_t kStylesheetName[] = L"\\report.xml.xsl";
 
+// A blank that stands alone between two elements is lost without this.
+constexpr wchar_t kBlank[] = L"<xsl:text> </xsl:text>";
+
 #define XSL_NAMESPACE L"xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\" version=\"1.0\""
 #define INNER_TABLE L"<table WIDTH=\"100%\" STYLE=\"border: 1px solid #000000;\">\n"
 
@@ -115,7 +118,7 @@ std::wstring installRow() {
                                innerTable(pair(word(L"finalstatus"), outcome) +
                                           when(L"result='Fail'", pair(word(L"debugmessage"), value(L"message"))) +
                                           pair(word(L"versionofitem"), value(L"version")) +
-                                          pair(word(L"size"), value(L"size") + L" " + word(L"bytes"))) +
+                                          pair(word(L"size"), value(L"size") + kBlank + word(L"bytes"))) +
                                L"</td>\n</tr>\n";
   return when(L"/tallyreport/general/action='install'", L"\n" + row(L"<b>" + word(L"pkg2inst") + L"</b>", L"") +
                                                             forEach(L"/tallyreport/install/package", package));

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <vector>
 
+#include "system/file_status.h"
 #include "system/handles.h"
 #include "system/long_path.h"
 
@@ -25,18 +26,13 @@ constexpr char kRemoveFailed[] = "remove_all";
   throw std::filesystem::filesystem_error(text, path, std::error_code(static_cast<int>(error), std::system_category()));
 }
 
-// With a backslash at its end a path names what a link leads to, not the link. The root of a drive keeps its own.
-std::wstring withoutEnd(const std::wstring& path) {
-  const std::size_t end = path.find_last_not_of(L"\\/");
-  return end == std::wstring::npos || path[end] == L':' ? path : path.substr(0, end + 1);
-}
-
 bool isNotFound(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
+// A bare drive is its current directory, whose entries follow the colon without a backslash.
 std::wstring join(const std::wstring& directory, const wchar_t* name) {
-  const bool separated = !directory.empty() && (directory.back() == L'\\' || directory.back() == L'/');
+  const bool separated = !directory.empty() && std::wstring_view(L"\\/:").find(directory.back()) != std::wstring::npos;
   return separated ? directory + name : directory + L'\\' + name;
 }
 
@@ -85,13 +81,18 @@ class DirectoryReader {
   bool pending_ = false;  // data_ holds an entry that next() has not looked at
 };
 
+// The attributes of the entry itself, whatever it leads to.
+DWORD entryAttributes(const std::wstring& path) {
+  return ::GetFileAttributesW(toSystemPath(withoutEnd(path)).c_str());
+}
+
 // Throws when the system does not know the directory.
-bool isLink(const std::wstring& directory, const FailureTexts& texts) {
-  const DWORD attributes = ::GetFileAttributesW(toSystemPath(withoutEnd(directory)).c_str());
+bool hasNoEntries(const std::wstring& directory, LinkInPlace link, const FailureTexts& texts) {
+  const DWORD attributes = entryAttributes(directory);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     raise(texts.open, directory, ::GetLastError());
   }
-  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  return link == LinkInPlace::HasNoEntries && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
 bool removeEntry(const std::wstring& systemPath, DWORD attributes) {
@@ -121,8 +122,8 @@ void removeTreeEntry(const std::wstring& path, DWORD attributes) {
 
 }  // namespace
 
-void visitEntries(const std::wstring& directory, const EntryVisitor& visit) {
-  if (isLink(directory, kFlatWalk)) {
+void visitEntries(const std::wstring& directory, const EntryVisitor& visit, LinkInPlace link) {
+  if (hasNoEntries(directory, link, kFlatWalk)) {
     return;
   }
   DirectoryReader reader(directory, kFlatWalk);
@@ -131,9 +132,9 @@ void visitEntries(const std::wstring& directory, const EntryVisitor& visit) {
   }
 }
 
-void walkDirectory(const std::wstring& directory, const EntryVisitor& visit,
+void walkDirectory(const std::wstring& directory, const EntryVisitor& visit, LinkInPlace link,
                    const std::function<void(const std::error_code&)>& passOver) {
-  if (isLink(directory, kDeepWalk)) {
+  if (hasNoEntries(directory, link, kDeepWalk)) {
     return;
   }
   std::vector<DirectoryReader> way;
@@ -166,8 +167,18 @@ void walkDirectory(const std::wstring& directory, const EntryVisitor& visit,
 }
 
 bool isExistingDirectory(const std::wstring& path) {
-  const DWORD attributes = ::GetFileAttributesW(toSystemPath(path).c_str());
+  const DWORD attributes = targetAttributes(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool isLink(const std::wstring& path) {
+  const DWORD attributes = entryAttributes(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+std::wstring withoutEnd(const std::wstring& path) {
+  const std::size_t end = path.find_last_not_of(L"\\/");
+  return end == std::wstring::npos || path[end] == L':' ? path : path.substr(0, end + 1);
 }
 
 bool removeSingleEntry(const std::wstring& path) {

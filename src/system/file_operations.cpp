@@ -5,7 +5,6 @@
 
 #include <windows.h>
 
-#include "system/directory_walk.h"
 #include "system/log.h"
 #include "system/long_path.h"
 #include "system/unique_rows.h"
@@ -97,7 +96,7 @@ bool FileOperation::Delete(const wchar_t* path) {
   return true;
 }
 
-void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::wstring>& files) {
+void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::wstring>& files, LinkInPlace link) {
   const std::vector<std::wstring> listed = directories;
   UniqueRows directoryRows(directories);
   UniqueRows fileRows(files);
@@ -105,8 +104,9 @@ void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::
     if (!isExistingDirectory(directory)) {
       continue;
     }
-    walkDirectory(directory, [&](const DirectoryEntry& entry) {
-      (entry.isDirectory() ? directoryRows : fileRows).append(entry.path);
-    });
+    walkDirectory(
+        directory,
+        [&](const DirectoryEntry& entry) { (entry.isDirectory() ? directoryRows : fileRows).append(entry.path); },
+        link);
   }
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "system/directory_walk.h"
+
 // A deletion that matters waits for the next restart. Only ever goes from false to true.
 extern bool fileRebootPending;
 
@@ -26,6 +28,8 @@ bool Delete(const wchar_t* path);
 }  // namespace FileOperation
 
 // Appends what lies below each existing directory of the list: directories and links to directories to `directories`,
-// everything else to `files`, each row only once. What it appends is not walked again. Links are rows, never ways.
-// Throws std::filesystem::filesystem_error when a directory cannot be read.
-void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::wstring>& files);
+// everything else to `files`, each row only once. What it appends is not walked again. Links met in a walk are rows,
+// never ways; `link` says what one in the place of a listed directory is. Throws std::filesystem::filesystem_error when
+// a directory cannot be read.
+void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::wstring>& files,
+                       LinkInPlace link = LinkInPlace::HasNoEntries);

@@ -7,8 +7,29 @@
 
 #include "system/long_path.h"
 
+FileHandle openTarget(const std::wstring& path) {
+  return FileHandle(::CreateFileW(toSystemPath(path).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                  nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
+DWORD targetAttributes(const std::wstring& path) {
+  const DWORD attributes = ::GetFileAttributesW(toSystemPath(path).c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
+    return attributes;
+  }
+  BY_HANDLE_FILE_INFORMATION target = {};
+  const FileHandle opened = openTarget(path);
+  return opened && ::GetFileInformationByHandle(opened.get(), &target) ? target.dwFileAttributes
+                                                                       : INVALID_FILE_ATTRIBUTES;
+}
+
+bool isRegularFile(const std::wstring& path) {
+  const DWORD attributes = targetAttributes(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE));
+}
+
 bool fileExists(const std::wstring& path) {
-  if (::GetFileAttributesW(toSystemPath(path).c_str()) != INVALID_FILE_ATTRIBUTES) {
+  if (targetAttributes(path) != INVALID_FILE_ATTRIBUTES) {
     return true;
   }
   const DWORD error = ::GetLastError();

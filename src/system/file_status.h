@@ -3,6 +3,21 @@
 
 #include <string>
 
-// False when the system says that nothing is there. Throws std::filesystem::filesystem_error "exists" with the system's
-// code when it cannot say. GetFileAttributesW.
+#include <windows.h>
+
+#include "system/handles.h"
+
+// What a path leads to, links followed, opened for questions only, whoever else has it open. Empty with the reason in
+// GetLastError. CreateFileW.
+FileHandle openTarget(const std::wstring& path);
+
+// The attributes of what is there, and of what a link leads to where a link is there. INVALID_FILE_ATTRIBUTES with the
+// reason in GetLastError. GetFileAttributesW, and CreateFileW for a reparse point.
+DWORD targetAttributes(const std::wstring& path);
+
+// False when the system says that nothing is there, or that a link there leads to nothing. Throws
+// std::filesystem::filesystem_error "exists" with the system's code when it cannot say.
 bool fileExists(const std::wstring& path);
+
+// True for a file on a disk, and for a link to one: no directory, no pipe, no device.
+bool isRegularFile(const std::wstring& path);

@@ -6,14 +6,19 @@
 #include <regex>
 #include <set>
 #include <string_view>
+#include <system_error>
 
 #include <windows.h>
+
+#include <shlwapi.h>
 
 #include "system/directory_walk.h"
 #include "system/file_status.h"
 #include "system/handles.h"
 #include "system/log.h"
 #include "system/long_path.h"
+#include "system/module_path.h"
+#include "system/process_launch.h"
 #include "system/registry.h"
 
 namespace {
@@ -48,8 +53,19 @@ constexpr std::array<const wchar_t*, 3> kPackageFolders = {L"Packages\\", L"Halc
 
 constexpr DWORD kLongestPath = 32768;
 
+// A file-system failure in the system's own words.
+std::wstring reason(const std::error_code& error) {
+  std::wstring text = systemMessage(static_cast<DWORD>(error.value()));
+  text.resize(text.find_last_not_of(L" \r\n") + 1);
+  return text;
+}
+
+// What a standard exception says is in the code page of the machine.
 std::wstring widen(std::string_view text) {
-  return std::wstring(text.begin(), text.end());
+  const int length = static_cast<int>(text.size());
+  std::wstring wide(static_cast<std::size_t>(::MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0)), L'\0');
+  ::MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), static_cast<int>(wide.size()));
+  return wide;
 }
 
 std::wstring fullPath(const std::wstring& path) {
@@ -60,9 +76,7 @@ std::wstring fullPath(const std::wstring& path) {
 
 // The path of an existing entry with its links resolved and in the spelling of the file system; empty for any other.
 std::wstring resolvedPath(const std::wstring& path) {
-  const FileHandle entry(::CreateFileW(toSystemPath(path).c_str(), 0,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                       FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  const FileHandle entry = openTarget(path);
   if (!entry) {
     return {};
   }
@@ -74,23 +88,27 @@ std::wstring resolvedPath(const std::wstring& path) {
 // The one spelling of a path that others are compared with: as much of it as exists is resolved, the rest is kept.
 // Without a backslash at its end, without the prefix of extended-length paths.
 std::wstring comparablePath(const std::wstring& path) {
-  std::wstring existing = fullPath(path);
+  std::wstring existing = withoutEnd(fullPath(path));
   std::wstring rest;
   std::wstring resolved;
-  while (!existing.empty() && (resolved = resolvedPath(existing)).empty()) {
+  while ((resolved = resolvedPath(existing)).empty() && !::PathIsRootW(existing.c_str())) {
     const std::size_t backslash = existing.find_last_of(L'\\');
-    if (backslash == std::wstring::npos) {
+    if (backslash == std::wstring::npos || backslash + 1 == existing.size()) {
       break;
     }
     rest.insert(0, existing.substr(backslash));
     existing.resize(backslash);
+    if (existing.ends_with(L':')) {
+      existing += L'\\';  // the bare drive would be its current directory
+    }
   }
-  std::wstring comparable = resolved.empty() ? existing + rest : resolved + rest;
+  std::wstring comparable = resolved.empty() ? existing : resolved;
+  const std::size_t end = comparable.find_last_not_of(L'\\');
+  comparable.resize(end == std::wstring::npos ? 0 : end + 1);
+  comparable += rest;
   if (comparable.starts_with(L"\\\\?\\")) {
     comparable.erase(0, 4);
   }
-  const std::size_t end = comparable.find_last_not_of(L'\\');
-  comparable.resize(end == std::wstring::npos ? 0 : end + 1);
   return comparable;
 }
 
@@ -125,9 +143,7 @@ void addRegisteredPackages(std::vector<std::wstring>& exclusions) {
 
 // The folder of this program, unless that is the root of a drive: a program started from there protects nothing.
 void addOwnFolder(std::vector<std::wstring>& exclusions) {
-  std::wstring path(kLongestPath, L'\0');
-  path.resize(::GetModuleFileNameW(nullptr, path.data(), kLongestPath));
-  const std::filesystem::path program = fullPath(path);
+  const std::filesystem::path program = fullPath(programPath());
   if (!program.has_root_directory()) {
     return;
   }
@@ -145,6 +161,16 @@ std::wstring temporaryDriveRoot() {
   return temporary.has_root_name() && ::GetDriveTypeW(drive.c_str()) == DRIVE_FIXED ? drive + kRootName : kDefaultRoot;
 }
 
+std::set<std::wstring> findRoots() {
+  std::set<std::wstring> roots = {kDefaultRoot, temporaryDriveRoot()};
+  // Without a drive it would be a folder of the current directory.
+  if (const std::wstring drive = GetOSDrive(); !drive.empty()) {
+    roots.insert(drive + kRootName);
+  }
+  std::erase_if(roots, isLink);  // what lies behind a link is somebody's own
+  return roots;
+}
+
 // Calls `visit` for each entry of a folder; a folder that cannot be read has none, and one that breaks off ends there.
 void visitReadableEntries(const std::wstring& folder, const EntryVisitor& visit) {
   bool begun = false;
@@ -155,7 +181,7 @@ void visitReadableEntries(const std::wstring& folder, const EntryVisitor& visit)
     });
   } catch (const std::filesystem::filesystem_error& failure) {
     if (begun) {
-      LogDebug(L"Encountered error while iterating %s. %ls", folder.c_str(), widen(failure.code().message()).c_str());
+      LogDebug(L"Encountered error while iterating %s. %ls", folder.c_str(), reason(failure.code()).c_str());
     }
   }
 }
@@ -192,9 +218,17 @@ void findNamedFolders(const std::wstring& root, const std::vector<std::wstring>&
   });
 }
 
+// A link that leads to nothing is none, nor is one to something that is neither file nor directory.
+bool isFile(const DirectoryEntry& entry) {
+  return !entry.isDirectory() && (!entry.isReparsePoint() || isRegularFile(entry.path));
+}
+
 void findPackages(const std::wstring& folder, const std::vector<std::wstring>& exclusions,
                   std::vector<std::wstring>& candidates) {
   visitReadableEntries(folder, [&](const DirectoryEntry& entry) {
+    if (!entry.isDirectory() && !isFile(entry)) {
+      return;
+    }
     if (IsNotExcluded(exclusions, entry.path)) {
       candidates.push_back(entry.path);
     } else {
@@ -209,13 +243,14 @@ void deleteFilesBelow(const std::wstring& candidate) {
     walkDirectory(
         candidate,
         [](const DirectoryEntry& entry) {
-          if (!entry.isDirectory()) {
+          if (isFile(entry)) {
             LogDebug(L"Deleting file: %s", entry.path.c_str());
             ::DeleteFileW(toSystemPath(entry.path).c_str());
           }
         },
+        LinkInPlace::HasNoEntries,
         [&candidate](const std::error_code& error) {
-          LogDebug(L"Encountered error while iterating %s. %ls", candidate.c_str(), widen(error.message()).c_str());
+          LogDebug(L"Encountered error while iterating %s. %ls", candidate.c_str(), reason(error).c_str());
         });
   } catch (const std::filesystem::filesystem_error&) {
     // A plain file, or a folder that cannot be read: what follows reports it when it stays.
@@ -228,20 +263,14 @@ void removeCandidate(const std::wstring& candidate) {
   try {
     removeTree(candidate);
   } catch (const std::filesystem::filesystem_error& failure) {
-    LogDebug(L"Unable to delete %s. %ls", candidate.c_str(), widen(failure.code().message()).c_str());
+    LogDebug(L"Unable to delete %s. %ls", candidate.c_str(), reason(failure.code()).c_str());
   }
 }
 
-// `folder` ends in a backslash, behind which the system would look at what a link leads to.
-bool isLink(const std::wstring& folder) {
-  const DWORD attributes = ::GetFileAttributesW(folder.substr(0, folder.size() - 1).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
-}
-
-// A link in the folder's place stays: it says nothing of what it leads to.
+// A link in the folder's place stays: it says nothing of what it leads to. So does a file, which is no installer's.
 void removeIfEmpty(const std::wstring& folder) {
-  const std::wstring path = folder.substr(0, folder.size() - 1);
-  if (fileExists(path) && !isLink(folder)) {
+  const std::wstring path = withoutEnd(folder);
+  if (fileExists(path) && isExistingDirectory(path) && !isLink(path)) {
     removeSingleEntry(path);
   }
 }
@@ -271,8 +300,7 @@ void RemovePreviousInstallers() {
   addRegisteredPackages(exclusions);
   addOwnFolder(exclusions);
 
-  std::set<std::wstring> roots = {kDefaultRoot, GetOSDrive() + kRootName, temporaryDriveRoot()};
-  std::erase_if(roots, isLink);  // what lies behind a link is somebody's own
+  const std::set<std::wstring> roots = findRoots();
   std::vector<std::wregex> patterns;
   for (const wchar_t* pattern : kNamePatterns) {
     patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);

@@ -60,8 +60,8 @@ int LaunchExeByCreateProcess(wchar_t* commandLine, bool /*ignoredFlag*/, const D
     SECURITY_ATTRIBUTES attributes = inheritable();
     if (::CreateProcessW(nullptr, commandLine, &attributes, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
                          &startupInfo, &process)) {
-      ::CloseHandle(process.hProcess);
-      ::CloseHandle(process.hThread);
+      const KernelHandle processOwner(process.hProcess);
+      const KernelHandle threadOwner(process.hThread);
       // What the caller's variable happens to hold decides: the dispatcher's reading of the result is built on it.
       return *exitCode == 0 ? 1 : 0;
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <regex>
 #include <string_view>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include "system/temporary_folder.h"
 #include "system/text_case.h"
 
 namespace {
@@ -69,34 +71,81 @@ const std::vector<std::wstring>& protectedFolders() {
         found.push_back(normalised(folder));
       }
     }
-    wchar_t temp[MAX_PATH] = {};
-    if (::GetTempPathW(MAX_PATH, temp) != 0) {
-      found.push_back(normalised(temp));
+    if (const std::wstring temporary = temporaryFolder(); !temporary.empty()) {
+      found.push_back(normalised(temporary));
     }
     return found;
   }();
   return folders;
 }
 
-}  // namespace
+// "\\?\C:\Windows" and its kin are spellings of "C:\Windows".
+std::wstring withoutPrefix(std::wstring path) {
+  std::replace(path.begin(), path.end(), L'/', L'\\');
+  while (path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\")) {
+    path.erase(0, 4);
+  }
+  return path;
+}
 
-bool isProtectedDirectory(const std::wstring& path) {
-  const DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-  std::wstring full(needed, L'\0');
-  full.resize(::GetFullPathNameW(path.c_str(), needed, full.data(), nullptr));
-  if (full.empty()) {
+// It means the drive's current directory, which may be anywhere.
+bool isBareDrive(const std::wstring& path) {
+  return path.size() == 2 && path[1] == L':';
+}
+
+DWORD WINAPI fullPathName(LPCWSTR path, LPWSTR buffer, DWORD size) {
+  return ::GetFullPathNameW(path, size, buffer, nullptr);
+}
+
+// What a call says of a path; empty when it fails.
+std::wstring answerOf(const std::wstring& path, DWORD(WINAPI* call)(LPCWSTR path, LPWSTR buffer, DWORD size)) {
+  std::wstring answer(call(path.c_str(), nullptr, 0), L'\0');
+  answer.resize(call(path.c_str(), answer.data(), static_cast<DWORD>(answer.size())));
+  return answer;
+}
+
+bool isRootOrProtected(const std::wstring& fullPath) {
+  if (fullPath.empty()) {
     return false;
   }
-  if (::PathIsRootW(full.c_str())) {
+  if (::PathIsRootW(fullPath.c_str())) {
     return true;
   }
-  const std::wstring folder = normalised(full);
+  const std::wstring folder = normalised(fullPath);
   return std::any_of(protectedFolders().begin(), protectedFolders().end(),
                      [&folder](const std::wstring& place) { return isAtOrAbove(folder, place); });
 }
 
+// The control sets of the system, of which one is the current one, in its lower-case form: "controlset001".
+std::wstring withCurrentControlSet(const std::wstring& key) {
+  static const std::wregex numbered(L"^(hkey_local_machine\\\\system\\\\)controlset[0-9]{3}(?=\\\\|$)");
+  return std::regex_replace(key, numbered, L"$1currentcontrolset");
+}
+
+}  // namespace
+
+bool isProtectedDirectory(const std::wstring& path) {
+  const std::wstring plain = withoutPrefix(path);
+  if (isBareDrive(plain)) {
+    return true;
+  }
+  const std::wstring full = answerOf(plain, fullPathName);
+  return isRootOrProtected(full) || isRootOrProtected(answerOf(full, ::GetLongPathNameW));
+}
+
+bool isProtectedPattern(const std::wstring& path) {
+  const std::size_t separator = path.find_last_of(L"\\/:");
+  if (separator == std::wstring::npos) {
+    return false;
+  }
+  const std::wstring name = path.substr(separator + 1);
+  const bool takesAll =
+      name.starts_with(L'*') || (!name.empty() && name.find_first_not_of(L"*.?") == std::wstring::npos);
+  return takesAll && isProtectedDirectory(path.substr(0, separator + 1));
+}
+
 bool isProtectedKey(const std::wstring& path) {
-  std::wstring key = normalised(path);
+  std::wstring key = withCurrentControlSet(normalised(path));
   constexpr std::wstring_view kUsers = L"hkey_users";
   if (isAtOrAbove(kUsers, key)) {
     const std::size_t user = key.find(L'\\');

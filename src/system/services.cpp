@@ -66,10 +66,11 @@ Wait waitWhileStopPending(SC_HANDLE service, SERVICE_STATUS_PROCESS* status, DWO
   return Wait::NotStopped;
 }
 
-// Waits for the end after the stop control, the service's own hint at a time, which may be 0.
+// Waits for the end after the stop control, the service's own hint at a time, which may be 0. A hint beyond the budget,
+// which may be as much as for ever, only spends it.
 bool waitUntilStopped(SC_HANDLE service, SERVICE_STATUS_PROCESS* status, DWORD start) {
   while (status->dwCurrentState != SERVICE_STOPPED) {
-    ::Sleep(status->dwWaitHint);
+    ::Sleep(std::min(status->dwWaitHint, kStopBudgetMilliseconds + 1));
     if (!queryStatus(service, status)) {
       return false;
     }

@@ -122,10 +122,14 @@ void DeleteCachedWindowsUpdateDrivers() {
   if (!fileExists(cache)) {
     return;
   }
-  visitEntries(cache, [](const DirectoryEntry& entry) {
-    if (!entry.isDirectory() && isLargeFile(entry.path) && listsDriver(entry.path)) {
-      LogDebug(L"Found an ORV driver in the Windows Update Cache: %s", entry.path.c_str());
-      ::DeleteFileW(toSystemPath(entry.path).c_str());
-    }
-  });
+  // A cache that was moved to another drive has a link in its place.
+  visitEntries(
+      cache,
+      [](const DirectoryEntry& entry) {
+        if (!entry.isDirectory() && isLargeFile(entry.path) && listsDriver(entry.path)) {
+          LogDebug(L"Found an ORV driver in the Windows Update Cache: %s", entry.path.c_str());
+          ::DeleteFileW(toSystemPath(entry.path).c_str());
+        }
+      },
+      LinkInPlace::IsFollowed);
 }

@@ -19,6 +19,7 @@
 
 namespace {
 
+int cleanBoot = 0;
 std::vector<std::wstring> launched;
 
 // A text that the installer does not take for an upgrade code: the package counts as present and has no product.
@@ -33,6 +34,11 @@ LINK_SEAM(UINT, MsiEnumRelatedProductsW, (LPCWSTR upgradeCode, DWORD reserved, D
              ? ERROR_INVALID_PARAMETER
              : realFunction<decltype(&::MsiEnumRelatedProductsW)>(L"msi.dll", "MsiEnumRelatedProductsW")(
                    upgradeCode, reserved, index, productCode);
+}
+
+LINK_SEAM(int, GetSystemMetrics, (int index)) {
+  return index == SM_CLEANBOOT ? cleanBoot
+                               : realFunction<decltype(&::GetSystemMetrics)>(L"user32.dll", "GetSystemMetrics")(index);
 }
 
 // The order of the starts matters here, not what the programs do.
@@ -62,6 +68,7 @@ class ApplicationStage : public SelectionTest {
  protected:
   ApplicationStage() {
     session.silent = true;
+    cleanBoot = 0;
     launched.clear();
     removeKey(kControlPanel);
     plantKey(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\PCI\\VEN_1234&DEV_0001");
@@ -124,6 +131,24 @@ TEST_F(ApplicationStage, StoreAppsFollowTheInstallerProductsInManifestOrder) {
   EXPECT_NE(launched[0].find(L"Maker.Second*"), std::wstring::npos);
   EXPECT_NE(launched[1].find(L"Maker.First*"), std::wstring::npos);
   EXPECT_EQ(launched[2], L"cmd.exe /C \"schtasks /Run /TN \"ORVScoSupportTypeUpdate\"\"");
+}
+
+TEST_F(ApplicationStage, SafeModeHasItsThreeServicesStartedBeforeTheFirstApplication) {
+  cleanBoot = 1;
+  choose(L"Going", kNoCode);
+  run();
+  EXPECT_EQ(between(kStageStart, kStageEnd),
+            (Lines{kStageStart, "DEBUG ------------In Safe Mode, Starting MSI Server--------------",
+                   "DEBUG ------------Starting msiservice successful--------------",
+                   "DEBUG ------------In Safe Mode, Starting AppXSVC--------------",
+                   "DEBUG ------------Starting AppXSVC successful--------------",
+                   "DEBUG ------------In Safe Mode, Starting camsvc--------------",
+                   "DEBUG ------------Starting camsvc successful--------------",
+                   "DEBUG Failed to uninstall\t:\tGoing\t:\t-1", kStageEnd}));
+  ASSERT_GE(launched.size(), 3u);
+  EXPECT_TRUE(launched[0].ends_with(L"/C \"net start msiserver\""));
+  EXPECT_TRUE(launched[1].ends_with(L"/C \"net start AppXSVC\""));
+  EXPECT_TRUE(launched[2].ends_with(L"/C \"net start camsvc\""));
 }
 
 TEST_F(ApplicationStage, WithoutStoreAppsPowerShellIsNotStarted) {

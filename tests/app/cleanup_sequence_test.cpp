@@ -1,4 +1,4 @@
-// cleanup_sequence_test - consent, the fixed order of the stages, and what the switches change in it.
+// cleanup_sequence_test - the fixed order of the stages, and what the switches change in it.
 
 #include <gtest/gtest.h>
 
@@ -8,31 +8,10 @@
 
 #include <windows.h>
 
-#include <objbase.h>
-
 #include "app/cleanup_session.h"
 #include "support/captured_log.h"
-#include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/test_registry.h"
-
-namespace {
-
-int answer = IDOK;
-int shownMessages = 0;
-int initialisedApartments = 0;
-
-}  // namespace
-
-LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR, LPCWSTR, UINT)) {
-  ++shownMessages;
-  return answer;
-}
-
-LINK_SEAM(HRESULT, CoInitializeEx, (LPVOID reserved, DWORD mode)) {
-  initialisedApartments += mode == COINIT_MULTITHREADED ? 1 : 0;
-  return realFunction<decltype(&::CoInitializeEx)>(L"ole32.dll", "CoInitializeEx")(reserved, mode);
-}
 
 namespace {
 
@@ -49,9 +28,6 @@ class CleanupSequence : public testing::Test {
   CleanupSequence() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.silent = true; }
 
   void SetUp() override {
-    answer = IDOK;
-    shownMessages = 0;
-    initialisedApartments = 0;
     quitRequested = 0;
     driverFiles.clear();
     for (const wchar_t* key : {kQbx, kAudio, kInstall, kStaleService}) {
@@ -89,46 +65,6 @@ class CleanupSequence : public testing::Test {
 };
 
 }  // namespace
-
-TEST_F(CleanupSequence, CancelOnTheFirstWarningTouchesNothing) {
-  session.silent = false;
-  answer = IDCANCEL;
-  plantKey(kAudio);
-  run();
-  EXPECT_TRUE(lines.empty());
-  EXPECT_EQ(initialisedApartments, 0) << "no restore point";
-  EXPECT_TRUE(keyExists(kAudio));
-  EXPECT_EQ(quitRequested, 1);
-}
-
-TEST_F(CleanupSequence, AnyAnswerButOkEndsTheSequence) {
-  session.silent = false;
-  for (const int other : {0, IDNO, IDYES, IDCLOSE}) {
-    answer = other;
-    run();
-    EXPECT_TRUE(lines.empty()) << other;
-  }
-}
-
-TEST_F(CleanupSequence, OkStartsThePass) {
-  session.silent = false;
-  run();
-  EXPECT_FALSE(lines.empty());
-  EXPECT_EQ(shownMessages, 1);  // the consent; the question about the restart is asked from the finish dialog
-}
-
-TEST_F(CleanupSequence, SilentRunShowsNothingAndStillMakesTheRestorePoint) {
-  run();
-  EXPECT_EQ(shownMessages, 0);
-  EXPECT_EQ(initialisedApartments, 1);
-}
-
-TEST_F(CleanupSequence, DisabledCleanupEndsBehindTheRestorePoint) {
-  session.cleanupEnabled = false;
-  run();
-  EXPECT_EQ(initialisedApartments, 1);
-  EXPECT_TRUE(lines.empty());
-}
 
 TEST_F(CleanupSequence, StagesStandInTheFixedOrder) {
   run();

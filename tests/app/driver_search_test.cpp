@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <windows.h>
@@ -16,13 +17,40 @@
 namespace {
 
 bool isOldWindows = false;
-bool isKeyRefused = false;
+// Which of the passes over the setting are refused: the first one, the second one, both.
+struct Refusals {
+  bool first = false;
+  bool second = false;
+};
+
+// Stands in for one call on the setting: counts it and says whether it is refused.
+struct Passes {
+  Refusals refusals;
+  int calls = 0;
+
+  bool refuseNext() {
+    ++calls;
+    return calls == 1 ? refusals.first : refusals.second;
+  }
+};
+
+Passes openings;
+Passes creations;
+Passes settings;
+std::vector<REGSAM> asked;  // the rights that the key was opened or created with, in order
 
 constexpr wchar_t kSetting[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\DriverSearching";
 constexpr wchar_t kSearchOrder[] = L"SearchOrderConfig";
 constexpr wchar_t kDontSearch[] = L"DontSearchWindowsUpdate";
 
 using Number = std::optional<DWORD>;
+using Lines = std::vector<std::string>;
+
+constexpr Refusals kBoth = {true, true};
+
+bool isSetting(const wchar_t* subkey) {
+  return subkey && std::wstring_view(subkey).ends_with(L"DriverSearching");
+}
 
 }  // namespace
 
@@ -39,11 +67,32 @@ LINK_SEAM(BOOL, VerifyVersionInfoW, (LPOSVERSIONINFOEXW information, DWORD types
                                                                                               condition);
 }
 
+LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY root, LPCWSTR subkey, DWORD options, REGSAM access, PHKEY key)) {
+  if (isSetting(subkey)) {
+    asked.push_back(access);
+    if (openings.refuseNext()) {
+      return ERROR_ACCESS_DENIED;
+    }
+  }
+  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(root, subkey, options, access, key);
+}
+
+LINK_SEAM(LSTATUS, RegSetValueExW, (HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size)) {
+  if (name && std::wstring_view(name) == kSearchOrder && settings.refuseNext()) {
+    return ERROR_ACCESS_DENIED;
+  }
+  return realFunction<decltype(&::RegSetValueExW)>(L"advapi32.dll", "RegSetValueExW")(key, name, reserved, type, data,
+                                                                                      size);
+}
+
 LINK_SEAM(LSTATUS, RegCreateKeyExW,
           (HKEY root, LPCWSTR subkey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM access,
            const LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition)) {
-  if (isKeyRefused && std::wstring(subkey).ends_with(L"DriverSearching")) {
-    return ERROR_ACCESS_DENIED;
+  if (isSetting(subkey)) {
+    asked.push_back(access);
+    if (creations.refuseNext()) {
+      return ERROR_ACCESS_DENIED;
+    }
   }
   return realFunction<decltype(&::RegCreateKeyExW)>(L"advapi32.dll", "RegCreateKeyExW")(
       root, subkey, reserved, keyClass, options, access, security, key, disposition);
@@ -55,8 +104,25 @@ class DriverSearch : public testing::Test {
  protected:
   DriverSearch() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) {
     isOldWindows = false;
-    isKeyRefused = false;
+    forget();
     removeKey(kSetting);
+  }
+
+  // Every call works, and none has been made.
+  static void forget() {
+    openings = creations = settings = {};
+    asked.clear();
+  }
+
+  void plant(DWORD value) {
+    forget();
+    plantDword(kSetting, kSearchOrder, value);
+    forget();
+  }
+
+  static Number searchOrder() {
+    forget();
+    return readDword(kSetting, kSearchOrder);
   }
 
   wchar_t arguments[1] = L"";
@@ -110,24 +176,75 @@ TEST_F(DriverSearch, SearchThatIsOffAlreadyIsNotRestored) {
   EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(7));
 }
 
-TEST_F(DriverSearch, FailedWriteIsLoggedAndNothingIsKept) {
-  plantDword(kSetting, kSearchOrder, 1);
-  isKeyRefused = true;
-  const CapturedLog log;
+TEST_F(DriverSearch, EachPassOpensTheKeyAnewWithTheRightsThatItNeeds) {
+  plant(1);
   session.disableDriverSearch();
-  EXPECT_EQ(log.lines(), (std::vector<std::string>{"DEBUG PrecheckSystem : Failed to set key"}));
-  EXPECT_FALSE(session.searchOrderConfigSaved);
-  EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(1));
+  EXPECT_EQ(asked, (std::vector<REGSAM>{1, 1, 0xF003F, 0xF003F}));
+  EXPECT_EQ(settings.calls, 2);
+  forget();
+  session.restoreSystemState();
+  EXPECT_EQ(asked, (std::vector<REGSAM>{0xF003F, 0xF003F}));
+  EXPECT_EQ(settings.calls, 2);
 }
 
-TEST_F(DriverSearch, FailedRestoreIsLogged) {
-  plantDword(kSetting, kSearchOrder, 1);
-  session.disableDriverSearch();
-  isKeyRefused = true;
-  const CapturedLog log;
-  session.restoreSystemState();
-  EXPECT_EQ(log.lines(), (std::vector<std::string>{"DEBUG PrecheckSystem : Failed to set key"}));
-  EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(0));
+TEST_F(DriverSearch, OnePassThatWorksIsEnough) {
+  const struct {
+    Refusals creations;
+    Refusals settings;
+    bool isSwitchedOff;
+  } rows[] = {
+      {{true, false}, {}, true},
+      {{false, true}, {}, true},
+      {kBoth, {}, false},
+      {{}, {true, false}, true},
+      {{}, {false, true}, true},
+      {{}, kBoth, false},
+      {{true, false}, {true, false}, false},  // the one that gets the key is refused the value
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    plant(3);
+    session.searchOrderConfigSaved = false;
+    creations.refusals = row.creations;
+    settings.refusals = row.settings;
+    const CapturedLog log;
+    session.disableDriverSearch();
+    EXPECT_EQ(log.lines(), row.isSwitchedOff ? Lines() : Lines{"DEBUG PrecheckSystem : Failed to set key"});
+    EXPECT_EQ(session.searchOrderConfigSaved, row.isSwitchedOff);
+    EXPECT_EQ(searchOrder(), Number(row.isSwitchedOff ? 0 : 3));
+  }
+}
+
+TEST_F(DriverSearch, OnePassThatWorksIsEnoughToRestore) {
+  const struct {
+    Refusals creations;
+    Refusals settings;
+    bool isRestored;
+  } rows[] = {{{true, false}, {}, true}, {kBoth, {}, false}, {{}, {true, false}, true}, {{}, kBoth, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    plant(3);
+    session.disableDriverSearch();
+    forget();
+    creations.refusals = row.creations;
+    settings.refusals = row.settings;
+    const CapturedLog log;
+    session.restoreSystemState();
+    EXPECT_EQ(log.lines(), row.isRestored ? Lines() : Lines{"DEBUG PrecheckSystem : Failed to set key"});
+    EXPECT_EQ(searchOrder(), Number(row.isRestored ? 3 : 0));
+  }
+}
+
+// The first reading learns the size and the second one reads: without either, the setting is not known.
+TEST_F(DriverSearch, ReadingThatIsRefusedOnceLeavesTheSettingAlone) {
+  for (const Refusals& refusals : {Refusals{true, false}, Refusals{false, true}, kBoth}) {
+    plant(3);
+    openings.refusals = refusals;
+    session.disableDriverSearch();
+    EXPECT_EQ(openings.calls, 2);
+    EXPECT_FALSE(session.searchOrderConfigSaved);
+    EXPECT_EQ(searchOrder(), Number(3));
+  }
 }
 
 TEST_F(DriverSearch, OlderWindowsHasTheOlderSettingReadAndTheNewerOneWritten) {

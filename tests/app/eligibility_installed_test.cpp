@@ -199,6 +199,32 @@ TEST_F(InstalledApplications, BrandingWithoutAVersionWaits) {
   EXPECT_TRUE(keyExists(kUninstallEntry));
 }
 
+TEST_F(InstalledApplications, VersionThatIsNoTextCountsAsMissing) {
+  const std::wstring text = L"21.40.1234";
+  const auto* bytes = reinterpret_cast<const BYTE*>(text.c_str());
+  const std::vector<BYTE> whole(bytes, bytes + (text.size() + 1) * sizeof(wchar_t));
+  const std::vector<BYTE> twoCharacters(bytes, bytes + 2 * sizeof(wchar_t));
+  const struct {
+    DWORD type;
+    const std::vector<BYTE>& data;
+  } rows[] = {{REG_DWORD, twoCharacters}, {REG_NONE, twoCharacters}, {REG_BINARY, whole},
+              {REG_MULTI_SZ, whole},      {REG_NONE, whole},         {REG_DWORD, whole}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.type);
+    plantBranding();
+    plantBinary(kControlPanel, L"LMVersion", row.type, row.data);
+    EXPECT_EQ(filter(), waitingLines());
+    EXPECT_TRUE(keyExists(kUninstallEntry));
+  }
+}
+
+TEST_F(InstalledApplications, VersionMayBeATextWithVariables) {
+  plantBranding();
+  plantString(kControlPanel, L"LMVersion", L"21.40.1234", REG_EXPAND_SZ);
+  filter();
+  EXPECT_FALSE(keyExists(kUninstallEntry));
+}
+
 TEST_F(InstalledApplications, OnlyTheExactNameIsWiped) {
   for (const wchar_t* name : {L"LMBranding", L"lmbranding64", L"LMBranding64 ", L"LMBranding641"}) {
     plantBranding();

@@ -22,24 +22,46 @@
 
 namespace {
 
+constexpr wchar_t kMarkerKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORVCleanupUtility";
+
+std::vector<std::wstring> launched;
+std::optional<bool> announcedWhenSafeBootGoes;
+
+// What has been done already when something comes that cannot be taken back.
+struct Progress {
+  bool safeBootIsTakenOut;
+  bool restartIsAnnounced;
+
+  bool operator==(const Progress&) const = default;
+};
+
+Progress progress() {
+  return {std::any_of(launched.begin(), launched.end(),
+                      [](const std::wstring& command) {
+                        return command.ends_with(L"/C \"bcdedit /deletevalue {current} safeboot\"");
+                      }),
+          readDword(kMarkerKey, L"RebootRequired") == std::optional<DWORD>(1)};
+}
+
 struct Restart {
   UINT flags;
   DWORD reason;
+  Progress before;
 };
 
 std::vector<Restart> restarts;
+std::vector<Progress> dialogs;  // one for each finish dialog that was asked for
 std::vector<std::wstring> questions;
 UINT questionStyle = 0;
 int answer = IDNO;
 bool tokenRefused = false;
 DWORD privilegeError = ERROR_SUCCESS;
-bool noTempPath = false;
 bool keyCreationFails = false;
 
 }  // namespace
 
 LINK_SEAM(BOOL, ExitWindowsEx, (UINT flags, DWORD reason)) {
-  restarts.push_back({flags, reason});
+  restarts.push_back({flags, reason, progress()});
   return TRUE;
 }
 
@@ -68,27 +90,29 @@ LINK_SEAM(LSTATUS, RegCreateKeyExW,
                                 key, subkey, reserved, className, options, access, security, result, disposition);
 }
 
-LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
-  return noTempPath ? 0 : realFunction<decltype(&::GetTempPathW)>(L"kernel32.dll", "GetTempPathW")(size, buffer);
+LINK_SEAM(BOOL, CreateProcessW,
+          (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
+           LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
+           LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
+  launched.push_back(commandLine);
+  announcedWhenSafeBootGoes = progress().restartIsAnnounced;
+  std::wstring command = L"cmd.exe /C exit 1";
+  return realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
+      application, command.data(), processSecurity, threadSecurity, inherit, flags, environment, directory, startup,
+      process);
+}
+
+LINK_SEAM(HWND, CreateDialogParamW, (HINSTANCE module, LPCWSTR name, HWND owner, DLGPROC procedure, LPARAM parameter)) {
+  dialogs.push_back(progress());
+  return realFunction<decltype(&::CreateDialogParamW)>(L"user32.dll", "CreateDialogParamW")(module, name, owner,
+                                                                                            procedure, parameter);
 }
 
 namespace {
 
-constexpr wchar_t kMarkerKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORVCleanupUtility";
 constexpr char kDriverFilesHeader[] = "DEBUG -----------Failed Deletion of Driver Files ---------------";
 constexpr char kRestartLine[] = "DEBUG Reboot is required to finish cleanup.";
 constexpr wchar_t kInstallManagerLogFolder[] = L"C:\\Program Files\\ORV\\PKM\\Log";
-
-std::wstring tempFolder() {
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
-  return temp;
-}
-
-void writeFile(const std::wstring& path) {
-  const FileHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-  ASSERT_TRUE(static_cast<bool>(file)) << ::GetLastError();
-}
 
 template <class Package>
 Package named(const std::wstring& name) {
@@ -102,12 +126,13 @@ class FinishRun : public testing::Test {
   FinishRun() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.silent = true; }
 
   void SetUp() override {
+    launched.clear();
     restarts.clear();
+    dialogs.clear();
     questions.clear();
     answer = IDNO;
     tokenRefused = false;
     privilegeError = ERROR_SUCCESS;
-    noTempPath = false;
     keyCreationFails = false;
     quitRequested = 0;
     rebootAfterRun = false;
@@ -115,6 +140,9 @@ class FinishRun : public testing::Test {
     applicationRebootNeeded = false;
     deviceRebootNeeded = false;
     removeKey(kMarkerKey);
+    // No quit message of an earlier test is left.
+    MSG message = {};
+    ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
   }
 
   std::vector<std::string> finish() {
@@ -231,29 +259,6 @@ TEST_F(FinishRun, MarkerThatCannotBeWrittenIsPassedOverInSilence) {
   EXPECT_EQ(quitRequested, 1);
 }
 
-TEST_F(FinishRun, ExtractedManifestIsDeletedAlsoWhenItIsReadOnly) {
-  const std::wstring manifest = tempFolder() + L"CleanUp\\ScrubList.JSON";
-  for (const DWORD attributes : {FILE_ATTRIBUTE_NORMAL, FILE_ATTRIBUTE_READONLY}) {
-    writeFile(manifest);
-    ASSERT_TRUE(::SetFileAttributesW(manifest.c_str(), attributes));
-    finish();
-    EXPECT_FALSE(pathExists(manifest)) << attributes;
-  }
-}
-
-TEST_F(FinishRun, ExtractedManifestInUseIsMarkedForTheNextRestart) {
-  const std::wstring manifest = tempFolder() + L"CleanUp\\ScrubList.JSON";
-  writeFile(manifest);
-  {
-    const FileHandle lock = lockFile(manifest);
-    EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader}));
-  }
-  const std::vector<std::wstring> pending = pendingDeletions();
-  EXPECT_NE(std::find(pending.begin(), pending.end(), manifest), pending.end());
-  EXPECT_FALSE(fileRebootPending);
-  ::DeleteFileW(manifest.c_str());
-}
-
 TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
   DriverPackage first = named<DriverPackage>(L"Twice");
   first.ClassName = L"display";
@@ -269,15 +274,6 @@ TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
   ASSERT_EQ(session.failedDrivers.size(), 1u);
   EXPECT_EQ(session.failedDrivers[0].ClassName, L"media");
   ASSERT_EQ(session.eligibleDrivers.size(), 2u);
-}
-
-TEST_F(FinishRun, WithoutATempFolderTheRestOfTheEndIsDoneAllTheSame) {
-  noTempPath = true;
-  fileRebootPending = true;
-  session.removedDrivers.assign(2, named<DriverPackage>(L"Twice"));
-  EXPECT_EQ(finish().back(), kRestartLine);
-  EXPECT_EQ(session.removedDrivers.size(), 2u);
-  EXPECT_EQ(quitRequested, 1);
 }
 
 TEST_F(FinishRun, FactoryResetCopiesTheLogToTheInstallManager) {
@@ -318,6 +314,29 @@ TEST_F(FinishRun, SilentRebootRestartsWithoutAQuestionEvenIfNothingNeedsIt) {
   EXPECT_EQ(quitRequested, 1);
 }
 
+TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheMachineRestarts) {
+  rebootAfterRun = true;
+  fileRebootPending = true;
+  finish();
+  ASSERT_EQ(restarts.size(), 1u);
+  EXPECT_EQ(restarts[0].before, (Progress{true, true}));
+  EXPECT_EQ(launched.size(), 1u);
+}
+
+TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheFinishDialog) {
+  session.silent = false;
+  fileRebootPending = true;
+  finish();
+  EXPECT_EQ(dialogs, (std::vector<Progress>{{true, true}}));
+}
+
+TEST_F(FinishRun, SafeBootIsTakenOutBeforeTheRestartIsAnnounced) {
+  fileRebootPending = true;
+  announcedWhenSafeBootGoes.reset();
+  finish();
+  EXPECT_EQ(announcedWhenSafeBootGoes, std::optional<bool>(false));
+}
+
 TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
   session.silent = false;
   finish();
@@ -347,22 +366,6 @@ TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
   session.onFinish(nullptr);
   EXPECT_TRUE(questions.empty());
   EXPECT_EQ(restarts.size(), 1u);
-}
-
-TEST_F(FinishRun, OnFinishDeletesTheTwoOldFilesFromTheTempFolder) {
-  const std::wstring xml = tempFolder() + L"PKMCONFIG.XML";
-  const std::wstring library = tempFolder() + L"Cleanup.dll";
-  const std::wstring neighbour = tempFolder() + L"Cleanup.dl";
-  writeFile(xml);
-  writeFile(library);
-  writeFile(neighbour);
-  session.onFinish(nullptr);
-  EXPECT_FALSE(pathExists(xml));
-  EXPECT_FALSE(pathExists(library));
-  EXPECT_TRUE(pathExists(neighbour));
-  ::DeleteFileW(neighbour.c_str());
-  MSG message = {};
-  ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
 }
 
 TEST_F(FinishRun, RestartIsGivenUpWithoutTheTokenOrThePrivilege) {

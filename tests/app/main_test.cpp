@@ -10,6 +10,7 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
+#include "manifest/tracker_document.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_registry.h"
@@ -31,7 +32,11 @@ int messageAnswer = IDCANCEL;
 bool windowCreationFails = false;
 int createdWindows = 0;
 bool getMessageFails = false;
+std::wstring userLocale;  // in place of the machine's
 
+constexpr wchar_t kDriverSearch[] =
+    L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\DriverSearching";
+constexpr wchar_t kSearchOrder[] = L"SearchOrderConfig";
 constexpr wchar_t kControlPanelKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\LM";
 constexpr wchar_t kCleanupKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX Installer\\Install\\Cleanup";
 
@@ -56,6 +61,14 @@ LINK_SEAM(HWND, CreateWindowExW,
       extendedStyle, className, windowName, style, x, y, width, height, parent, menu, instance, parameter);
 }
 
+LINK_SEAM(int, GetUserDefaultLocaleName, (LPWSTR name, int size)) {
+  if (userLocale.empty()) {
+    return realFunction<decltype(&::GetUserDefaultLocaleName)>(L"kernel32.dll", "GetUserDefaultLocaleName")(name, size);
+  }
+  name[userLocale.copy(name, static_cast<std::size_t>(size) - 1)] = L'\0';
+  return static_cast<int>(userLocale.size()) + 1;
+}
+
 LINK_SEAM(BOOL, GetMessageW, (LPMSG message, HWND window, UINT first, UINT last)) {
   return getMessageFails
              ? -1
@@ -72,6 +85,7 @@ class Program : public testing::Test {
     windowCreationFails = false;
     createdWindows = 0;
     getMessageFails = false;
+    userLocale.clear();
     removeKey(kCleanupKey);
     // Leave no quit message of an earlier run behind.
     MSG message;
@@ -153,6 +167,15 @@ TEST_F(Program, SecondInteractiveInstanceIsRefusedWithAMessage) {
   EXPECT_FALSE(anyLineStartsWith(log.lines(), "DEBUG PKMCONFIG"));
 }
 
+TEST_F(Program, SecondInstanceIsRefusedInTheUsersLanguage) {
+  userLocale = L"de-DE";
+  const OtherInstance other;
+  EXPECT_EQ(start(L""), 0);
+  ASSERT_EQ(shownMessages.size(), 1u);
+  EXPECT_EQ(shownMessages[0].text, L"Eine andere Instanz wird bereits ausgef\u00FChrt.");
+  EXPECT_EQ(shownMessages[0].title, L"ORV-Bereinigungstool");
+}
+
 TEST_F(Program, SecondSilentInstanceRunsBesideTheFirst) {
   const OtherInstance other;
   const CapturedLog log;
@@ -176,10 +199,12 @@ TEST_F(Program, SilentRunCreatesNoWindowAndAsksNothing) {
 
 TEST_F(Program, MainWindowThatCannotBeCreatedEndsTheRunAtOnce) {
   windowCreationFails = true;
+  plantDword(kDriverSearch, kSearchOrder, 1);
   const CapturedLog log;
   EXPECT_EQ(start(L""), 0);
   EXPECT_TRUE(shownMessages.empty());
   EXPECT_FALSE(anyLineStartsWith(log.lines(), "DEBUG PKMCONFIG"));
+  EXPECT_EQ(readDword(kDriverSearch, kSearchOrder), std::optional<DWORD>(1));
 }
 
 TEST_F(Program, FailingGetMessageGivesMinusOne) {
@@ -200,6 +225,15 @@ TEST_F(Program, EscapedExceptionIsLoggedAndExitsWithZero) {
   EXPECT_EQ(lines[lines.size() - 3], "DEBUG Loading ScrubList.JSON File Failed!!!");
   EXPECT_EQ(lines[lines.size() - 2], "DEBUG Getting Generic Data from ScrubList.JSON File");
   EXPECT_EQ(lines[lines.size() - 1], "DEBUG CleanUp:: No such node (Generic.ScheduledTasks)");
+}
+
+TEST_F(Program, TrackerFileWithoutOneOfItsObjectsEndsTheRunWithOneLine) {
+  const InstallManager manager;
+  manager.writeTracker("{\"PKMBinaries\": {\"Generic\": {\"PreOperations\": {}, \"PostOperations\": {}}}}");
+  const CapturedLog log;
+  EXPECT_EQ(start(L"silent"), 0);
+  EXPECT_EQ(log.lines().back(), "DEBUG CleanUp:: No such node (PKMBinaries.Cleanup.PreOperations)");
+  EXPECT_EQ(quitRequested, 0) << "the sequence did not come to its end";
 }
 
 TEST_F(Program, ControlPanelVersionThatIsTooShortEndsTheRunWithOneLine) {

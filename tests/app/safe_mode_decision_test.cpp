@@ -1,29 +1,26 @@
-// safe_mode_decision_test - where the sequence starts in place, where the machine restarts into safe mode, and what the
-// program leaves behind so that Windows brings it back there.
+// safe_mode_decision_test - where the sequence starts in place and where the machine restarts into safe mode, and that
+// the end of every run takes safe mode out of the boot settings.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include <windows.h>
-
-#include <shellapi.h>
 
 #include "app/cleanup_session.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/test_registry.h"
+#include "ui/localised_strings.h"
 
 namespace {
 
 int cleanBoot = 0;
 int questionAnswer = IDNO;
 std::vector<std::wstring> questions;
-std::wstring commandLineOfTheProcess;
 bool shellIsMissing = false;
 std::vector<std::wstring> launched;
 
@@ -33,22 +30,6 @@ constexpr wchar_t kRunOnceValue[] = L"*ORV CLEANUP UTILITY";
 constexpr char kVmLine[] = "DEBUG ------------------ VM Detected -----------------";
 constexpr char kFirstStage[] = "DEBUG -----------Deletion of Preuninstall Registries Values Started-------------";
 constexpr UINT kQuestionStyle = MB_YESNO | MB_ICONINFORMATION | MB_DEFBUTTON2;
-
-std::wstring temporaryFolder() {
-  wchar_t folder[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, folder);
-  return folder;
-}
-
-std::wstring ownPath() {
-  wchar_t path[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  return path;
-}
-
-std::string asLogged(const std::wstring& text) {
-  return {text.begin(), text.end()};
-}
 
 }  // namespace
 
@@ -63,12 +44,6 @@ LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
     return questionAnswer;
   }
   return style == (MB_YESNO | MB_ICONQUESTION) ? IDNO : IDOK;  // consent, and no restart at the end
-}
-
-LINK_SEAM(LPWSTR, GetCommandLineW, ()) {
-  return commandLineOfTheProcess.empty()
-             ? realFunction<decltype(&::GetCommandLineW)>(L"kernel32.dll", "GetCommandLineW")()
-             : commandLineOfTheProcess.data();
 }
 
 // What would restart this machine is only recorded.
@@ -100,14 +75,12 @@ class SafeModeDecision : public testing::Test {
     cleanBoot = 0;
     questionAnswer = IDNO;
     questions.clear();
-    commandLineOfTheProcess.clear();
     shellIsMissing = false;
     launched.clear();
     quitRequested = 0;
     plantString(kSystemInformation, L"SystemProductName", L"Workstation");
     plantKey(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\PCI\\VEN_1234&DEV_0001");
     plantKey(kRunOnce);
-    ::DeleteFileW((temporaryFolder() + L"safemode.bat").c_str());
   }
 
   struct Decision {
@@ -124,7 +97,6 @@ class SafeModeDecision : public testing::Test {
     CleanupSession session(::GetModuleHandleW(nullptr), arguments_, SW_SHOW);
     session.silent = silent;
     session.safeModeRequested = safeModeRequested;
-    session.scrubListData->ScheduledTasks = scheduledTasks_;
     EXPECT_EQ(session.decideAndStart(), 1);
     lines_ = log.lines();
     return {holds(kFirstStage), valueExists(kRunOnce, kRunOnceValue), !questions.empty()};
@@ -132,12 +104,7 @@ class SafeModeDecision : public testing::Test {
 
   bool holds(const std::string& line) const { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); }
 
-  std::vector<std::string> linesFrom(const std::string& first) const {
-    return {std::find(lines_.begin(), lines_.end(), first), lines_.end()};
-  }
-
   wchar_t arguments_[1] = L"";
-  std::vector<std::wstring> scheduledTasks_;
   std::vector<std::string> lines_;
 };
 
@@ -191,87 +158,21 @@ TEST_F(SafeModeDecision, QuestionOffersNoFirst) {
                            L"in safe mode. Would you like to reboot and run in safe mode?"}));
 }
 
+TEST_F(SafeModeDecision, QuestionIsInTheUsersLanguage) {
+  const TestFolder folder;
+  languageFilePath =
+      folder.makeFile(L"DEU.xml",
+                      "<Language X><Caption Value=\"126\">Titel</Caption><Caption "
+                      "Value=\"133\">Neustart?</Caption><Caption Value=\"135\">Modus?</Caption></Language>");
+  questionAnswer = IDCANCEL;
+  decide(!kSafeMode, !kSilent);
+  languageFilePath.clear();
+  EXPECT_EQ(questions, (std::vector<std::wstring>{L"Titel: Modus?"}));
+}
+
 TEST_F(SafeModeDecision, RestartLeavesTheRunLoopWaiting) {
   decide(kSafeMode, kSilent);
   EXPECT_EQ(quitRequested, 0);
-}
-
-TEST_F(SafeModeDecision, BatchFileIsByteForByteWhatWindowsIsToRun) {
-  decide(kSafeMode, kSilent);
-  EXPECT_EQ(readFile(temporaryFolder() + L"safemode.bat"),
-            "@echo off\r\nbcdedit /set {current} safeboot network\r\nshutdown -r -f -t 0\r\n");
-  wchar_t systemFolder[MAX_PATH] = {};
-  ::GetSystemDirectoryW(systemFolder, MAX_PATH);
-  EXPECT_EQ(launched, (std::vector<std::wstring>{std::wstring(L"\"") + systemFolder + L"\\cmd.exe\" /C \"" +
-                                                 temporaryFolder() + L"safemode.bat\""}));
-}
-
-TEST_F(SafeModeDecision, RunOnceValueBringsTheProgramBackWithItsArguments) {
-  struct Case {
-    std::wstring arguments;
-    std::wstring expected;
-  };
-  const Case cases[] = {
-      {L"", L""},
-      {L"silent safemode", L" silent safemode"},
-      {L"silent  gpu=\"VEN_7A11&DEV_744C@VEN_7A11&DEV_164E\" safemode",
-       L" silent gpu=VEN_7A11&DEV_744C@VEN_7A11&DEV_164E safemode"},
-      {L"\"launchedForFactoryReset\" \"two words\"", L" launchedForFactoryReset two words"},
-  };
-  for (const Case& row : cases) {
-    commandLineOfTheProcess = L"\"C:\\some where\\ORVCleanupUtility.exe\" " + row.arguments;
-    decide(kSafeMode, kSilent);
-    EXPECT_EQ(readString(kRunOnce, kRunOnceValue),
-              std::optional<std::wstring>(L"\"" + ownPath() + L"\"" + row.expected))
-        << asLogged(row.arguments);
-  }
-}
-
-TEST_F(SafeModeDecision, RestartIsLoggedStepByStep) {
-  commandLineOfTheProcess = L"ORVCleanupUtility.exe safemode";
-  const std::string value = "\"" + asLogged(ownPath()) + "\" safemode";
-  const std::string first =
-      "DEBUG -----------Creating Runonce registry to launch cleanup after safe boot-----------Buffer value: " + value +
-      "-------------";
-  decide(kSafeMode, kSilent);
-  EXPECT_EQ(linesFrom(first), (std::vector<std::string>{first, "DEBUG -----------Creating Runonce Key -------------",
-                                                        "DEBUG -----------Setting value::Result: 0-------------"}));
-  EXPECT_FALSE(holds("DEBUG -----------Deletions of Scheduled Tasks Started-------------"));
-}
-
-TEST_F(SafeModeDecision, ExistingRunOnceKeyIsOpened) {
-  const CapturedLog log;
-  CleanupSession session(::GetModuleHandleW(nullptr), arguments_, SW_SHOW);
-  session.rebootIntoSafeMode();
-  lines_ = log.lines();
-  EXPECT_TRUE(holds("DEBUG -----------Runonce Key opened successfully-------------"));
-  EXPECT_FALSE(holds("DEBUG -----------Creating Runonce Key -------------"));
-  EXPECT_TRUE(valueExists(kRunOnce, kRunOnceValue));
-}
-
-TEST_F(SafeModeDecision, TasksOfTheManifestGoBeforeTheRestart) {
-  scheduledTasks_ = {L"Maker task"};
-  decide(kSafeMode, kSilent);
-  const auto started = linesFrom("DEBUG -----------Deletions of Scheduled Tasks Started-------------");
-  ASSERT_GE(started.size(), 2u);
-  EXPECT_NE(
-      std::find(started.begin(), started.end(), "DEBUG -----------Deletions of Scheduled Tasks Ended-------------"),
-      started.end());
-}
-
-TEST_F(SafeModeDecision, ShellThatCannotBeStartedIsLoggedAndTheRunWaits) {
-  shellIsMissing = true;
-  decide(kSafeMode, kSilent);
-  EXPECT_EQ(lines_.back(), "DEBUG Couldn't set to safemode");
-  EXPECT_EQ(quitRequested, 0);
-}
-
-TEST_F(SafeModeDecision, UnwritableBatchFileDoesNotStopTheRestart) {
-  const std::wstring batch = temporaryFolder() + L"safemode.bat";
-  ASSERT_TRUE(::CreateDirectoryW(batch.c_str(), nullptr));
-  EXPECT_EQ(decide(kSafeMode, kSilent), (Decision{false, true, false}));
-  EXPECT_EQ(launched.size(), 1u);
-  ::RemoveDirectoryW(batch.c_str());
 }
 
 TEST_F(SafeModeDecision, EndOfEveryRunTakesSafeModeOutOfTheBootSettings) {

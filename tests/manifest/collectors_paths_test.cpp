@@ -9,7 +9,7 @@
 
 #include "collectors_fixture.h"
 #include "support/captured_log.h"
-#include "support/link_seam.h"
+#include "support/directory_seams.h"
 #include "support/test_folder.h"
 #include "support/test_registry.h"
 
@@ -22,27 +22,10 @@ using ::testing::UnorderedElementsAre;
 
 namespace {
 
-// A bench machine's administrator can read every folder.
-std::wstring unreadable;
-
-}  // namespace
-
-LINK_SEAM(HANDLE, FindFirstFileExW,
-          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS search, LPVOID filter, DWORD flags)) {
-  if (!unreadable.empty() && std::wstring(name).find(unreadable) != std::wstring::npos) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
-  }
-  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, search,
-                                                                                          filter, flags);
-}
-
-namespace {
-
 class PathCollectors : public CollectorsTest {
  protected:
   PathCollectors() { removeKey(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems"); }
-  ~PathCollectors() override { unreadable.clear(); }
+  ~PathCollectors() override { forgetDirectorySeams(); }
 
   TestFolder folder;
 };
@@ -123,6 +106,24 @@ TEST_F(DirectoryCollector, ExcludedDirectoryTakesItsContentsOut) {
   EXPECT_THAT(session.files, ElementsAre(otherFile));
 }
 
+TEST_F(DirectoryCollector, ExcludedDirectoryThatIsALinkTakesWhatLiesBehindItOut) {
+  folder.makeFile(L"moved\\inner\\a.txt");
+  folder.makeFile(L"moved\\b.txt");
+  folder.makeFile(L"elsewhere\\c.txt");
+  folder.makeDirectoryLink(L"moved\\further", folder / L"elsewhere");
+  const std::wstring keep = folder.makeDirectoryLink(L"keep", folder / L"moved");
+  data.ExcludedDirectories = {keep};
+  data.Directories = {keep + L"\\inner", keep + L"\\go"};
+  data.Files = {keep + L"\\b.txt", keep + L"\\go.txt"};
+  HandleDirectories(session);
+  HandleFiles(session);
+  EXPECT_THAT(session.excludedDirectories, UnorderedElementsAre(keep, keep + L"\\inner", keep + L"\\further"))
+      << "a link met below is a row alone";
+  EXPECT_THAT(session.excludedFiles, UnorderedElementsAre(keep + L"\\b.txt", keep + L"\\inner\\a.txt"));
+  EXPECT_THAT(session.directories, ElementsAre(keep + L"\\go"));
+  EXPECT_THAT(session.files, ElementsAre(keep + L"\\go.txt"));
+}
+
 TEST_F(DirectoryCollector, BothDirectoryListsLoseExcludedRows) {
   data.Directories = {L"ORV\\keep", L"ORV\\go"};
   data.TrackerDirectories = {L"ORV\\keep", L"ORV\\tracker"};
@@ -170,7 +171,7 @@ TEST_F(DirectoryCollector, RowsThatNameAPlaceOfTheSystemAreRefused) {
 
 TEST_F(DirectoryCollector, FailureOfTheWalkLeaves) {
   folder.makeFile(L"listed\\inner\\a.txt");
-  unreadable = L"listed\\inner";
+  unreadableFolder = folder / L"listed\\inner";
   data.Directories = {folder / L"listed"};
   EXPECT_THROW(HandleDirectories(session), std::filesystem::filesystem_error);
 }
@@ -214,6 +215,61 @@ TEST_F(FileCollector, WildcardsInBothListsMeanWhatExistsNow) {
   HandleFiles(session);
   EXPECT_THAT(session.files, ElementsAre(go, folder / L"keep-2.log")) << "a pattern protects only what is on the disk";
   EXPECT_THAT(session.excludedFiles, ElementsAre(L"C:\\before", keep));
+}
+
+TEST_F(FileCollector, PatternsThatTakeAllOfAPlaceOfTheSystemAreRefused) {
+  const std::wstring file = L"C:\\orv-test-of-the-root.log";
+  ASSERT_TRUE(::CopyFileW(folder.makeFile(L"file").c_str(), file.c_str(), FALSE));
+  data.Files = {L"%ORVTESTUNSET%\\*", L"Windows\\System32\\*", L"Program Files\\*.dll", L"ORV\\go.dll"};
+  addApplication().Files = {L"C:\\*.*", L"C:\\Users\\.", L"C:\\Windows\\?*", L"C:*", L"C:/Windows/*"};
+  const CapturedLog log;
+  HandleFiles(session);
+  ::DeleteFileW(file.c_str());
+  EXPECT_THAT(session.files, ElementsAre(L"C:\\ORV\\go.dll"));
+  const auto refused = [](const std::string& row) {
+    return "ERROR Row[" + row + "] names a place of the system and is not carried out";
+  };
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------", refused("\\*"),
+                                       refused("C:\\Windows\\System32\\*"), refused("C:\\Program Files\\*.dll"),
+                                       refused("C:\\*.*"), refused("C:\\Users\\."), refused("C:\\Windows\\?*"),
+                                       refused("C:*"), refused("C:/Windows/*")));
+}
+
+TEST_F(FileCollector, NarrowPatternInAPlaceOfTheSystemIsCarriedOut) {
+  const std::wstring driver = L"C:\\windows\\System32\\orvtestdriver.dll";
+  ASSERT_TRUE(::CopyFileW(folder.makeFile(L"file").c_str(), driver.c_str(), FALSE));
+  folder.makeFile(L"any.txt");
+  data.Files = {L"windows\\System32\\orvtestd*.dll", folder / L"*"};
+  const CapturedLog log;
+  HandleFiles(session);
+  ::DeleteFileW(driver.c_str());
+  EXPECT_THAT(session.files, ::testing::IsSupersetOf({driver, folder / L"any.txt"}));
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
+}
+
+TEST_F(FileCollector, ExclusionMayTakeAllOfAPlaceOfTheSystem) {
+  const std::wstring kept = L"C:\\windows\\System32\\orvtestdriver.dll";
+  ASSERT_TRUE(::CopyFileW(folder.makeFile(L"file").c_str(), kept.c_str(), FALSE));
+  data.Files = {kept, L"ORV\\go.dll"};
+  data.ExcludedFiles = {L"windows\\System32\\*"};
+  const CapturedLog log;
+  HandleFiles(session);
+  ::DeleteFileW(kept.c_str());
+  EXPECT_THAT(session.files, ElementsAre(L"C:\\ORV\\go.dll"));
+  EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
+}
+
+TEST_F(FileCollector, ExclusionOfAFileInTheRootMeetsItsPattern) {
+  const std::wstring source = folder.makeFile(L"file");
+  for (const wchar_t* name : {L"C:\\orvtest-1.log", L"C:\\orvtest-2.log"}) {
+    ASSERT_TRUE(::CopyFileW(source.c_str(), name, FALSE));
+  }
+  data.Files = {L"orvtest-*.log"};
+  data.ExcludedFiles = {L"orvtest-1.log"};
+  HandleFiles(session);
+  ::DeleteFileW(L"C:\\orvtest-1.log");
+  ::DeleteFileW(L"C:\\orvtest-2.log");
+  EXPECT_THAT(session.files, ElementsAre(L"C:\\orvtest-2.log"));
 }
 
 TEST_F(FileCollector, ManyRowsAreCollectedWhole) {

@@ -9,6 +9,7 @@
 
 #include "collectors_fixture.h"
 #include "support/captured_log.h"
+#include "support/link_seam.h"
 #include "support/test_registry.h"
 
 using ::testing::Contains;
@@ -24,10 +25,26 @@ const std::wstring kSoftware = L"HKEY_LOCAL_MACHINE\\SOFTWARE";
 const std::wstring kMaker = kSoftware + L"\\ORV";
 const std::wstring kInstall = kSoftware + L"\\KTL Systems\\Install";
 
+std::wstring keyWithoutFullAccess;  // below HKEY_LOCAL_MACHINE; may be read, and nothing else
+
+}  // namespace
+
+LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key)) {
+  if (!keyWithoutFullAccess.empty() && path == keyWithoutFullAccess && (access & ~static_cast<REGSAM>(KEY_READ)) != 0) {
+    return ERROR_ACCESS_DENIED;
+  }
+  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(root, path, options, access, key);
+}
+
+namespace {
+
 class RegistryCollector : public CollectorsTest {
  protected:
   RegistryCollector() { forget(); }
-  ~RegistryCollector() override { forget(); }
+  ~RegistryCollector() override {
+    keyWithoutFullAccess.clear();
+    forget();
+  }
 
   // The two candidate keys of each loaded profile, in the order of the profiles.
   static Rows profileKeys() {
@@ -250,6 +267,15 @@ TEST_F(ExcludedKeyAncestors, KeysThatCannotBeOpenedAreDropped) {
   Rows keys = {kMaker + L"\\Missing", L"HKLM\\SOFTWARE\\ORV", L"HKEY_LOCAL_MACHINE", L"", kMaker};
   addExcludedKeyAncestors(keys);
   EXPECT_THAT(keys, ElementsAre(kSoftware, kMaker));
+}
+
+TEST_F(ExcludedKeyAncestors, KeyThatRefusesFullAccessIsDropped) {
+  plantKey(kMaker + L"\\Guarded");
+  plantKey(kMaker + L"\\Open");
+  keyWithoutFullAccess = L"SOFTWARE\\ORV\\Guarded";
+  Rows keys = {kMaker + L"\\Guarded", kMaker + L"\\Open"};
+  addExcludedKeyAncestors(keys);
+  EXPECT_THAT(keys, ElementsAre(kSoftware, kMaker, kMaker + L"\\Open"));
 }
 
 TEST_F(ExcludedKeyAncestors, KeyRightBelowTheHiveHasNone) {

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # pages.sh TEST_PROGRAM - what a user sees of a report: both ways of attaching the stylesheet give the same page, a failure
-# is red and nothing of a long list is missing. The test program writes the reports on a bench machine.
+# is red and nothing of a long list is missing. The test program writes the reports on a bench machine. A report of an
+# installation, which the same stylesheet serves, is written here.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 . "$root/bench/machine.sh"
@@ -26,6 +27,9 @@ cp -r "$(machine_drive "$machine")/bench/pages" "$work" || status=1
 machine_remove "$machine"
 [ "$status" -eq 0 ] || { cat "$work/output.txt"; exit 1; }
 
+# page_text FILE - what a person reads of a page, row by row.
+page_text() { sed -e 's/<[^>]*>/\n/g' "$1" | grep -v '^[[:space:]]*$'; }
+
 # A report with the stylesheet inside names it itself. The name beside the report differs in case, which Windows ignores.
 cd "$work/pages"
 expect "the report with its stylesheet inside makes a page" xsltproc --nonet inline/report.xml >inline.html
@@ -42,12 +46,11 @@ for number in $(seq 0 499); do echo ">Application number $number</td>"; done >"$
 expect "the long list is whole and in order" diff -u "$work/expected.txt" \
     <(grep -o '>Application number [0-9]*</td>' inline.html)
 
-# What a person reads, row by row.
-sed -e 's/<[^>]*>/\n/g' inline.html | grep -v '^[[:space:]]*$' | grep -v 'Application number' | uniq >read.txt
+page_text inline.html | grep -v 'Application number' | uniq >read.txt
 expect "the page reads like this" diff -u - read.txt <<'TEXT'
 Install Manager
 Installation Report
-Saturday, November 21, 2026 5:06:07 AM
+Samstag, 21. März 2026 5:06:07 AM
 Existing Application packages
 App One
 Driver packages which will be removed
@@ -64,4 +67,56 @@ Failed Driver packages
 Driver Two
 Failed
 TEXT
+
+# installation ACTION - a report with a package for each outcome of an installation.
+installation() {
+    echo "<tallyreport><general><time>Today</time><action>$1</action></general><install>"
+    local outcome
+    for outcome in Succeed Fail DownloadFailed; do
+        echo "<package><description>Package $outcome</description><result>$outcome</result>"
+        echo "<message>Why $outcome</message><version>1.$outcome</version><size>7</size></package>"
+    done
+    echo "</install>"
+    sed -n '/<resource>/,/<\/resource>/p' external/report.xml
+    echo "</tallyreport>"
+}
+
+installation install >install.xml
+expect "a report of an installation makes a page" xsltproc --nonet external/report.xml.xsl install.xml >install.html
+page_text install.html | sed -n '/^Packages for install$/,$p' >read.txt
+expect "each package is told with outcome, version and size, and a failed one with the reason" diff -u - read.txt <<'TEXT'
+Packages for install
+Package Succeed
+Final Status:
+Success
+Version of Item:
+1.Succeed
+Size:
+7 Mbytes
+Package Fail
+Final Status:
+Failed
+Error Description
+Why Fail
+Version of Item:
+1.Fail
+Size:
+7 Mbytes
+Package DownloadFailed
+Final Status:
+Download Failed
+Version of Item:
+1.DownloadFailed
+Size:
+7 Mbytes
+TEXT
+expect "the outcomes of an installation have their colours" diff -u - <(grep -o '<p style="color:[^/]*' install.html) <<'TEXT'
+<p style="color:green">Success<
+<p style="color:red">Failed<
+<p style="color:red">Download Failed<
+TEXT
+
+installation uninst >other.xml
+expect "a report of a removal shows no packages of an installation" \
+    test -z "$(xsltproc --nonet external/report.xml.xsl other.xml | grep 'Package')"
 exit "$failed"

@@ -1,26 +1,57 @@
 // system_locale - lets the clock tell its time by the name of the system's locale, which the bench machine does not
-// know: without it each report that a test has written logs two failures. Include it in one file of a test program.
+// know: without it each report that a test has written logs two failures. A test can also have the clock stand still,
+// or fail. Include it in one file of a test program.
 #pragma once
 
+#include <cwchar>
+#include <optional>
 #include <string>
 
 #include <windows.h>
 
 #include "support/link_seam.h"
 
+// What the clock says whenever it is asked. One that fails has filled the buffer all the same.
+struct StillClock {
+  std::wstring date;
+  std::wstring time;
+  bool dateFails = false;
+  bool timeFails = false;
+};
+
+inline std::optional<StillClock> stillClock;
+
 inline std::wstring knownLocale(LPCWSTR locale) {
-  return std::wstring(locale) == L"!x-sys-default-locale" ? L"en-US" : locale;
+  wchar_t name[LOCALE_NAME_MAX_LENGTH] = {};
+  ::GetSystemDefaultLocaleName(name, LOCALE_NAME_MAX_LENGTH);
+  return std::wstring(locale) == LOCALE_NAME_SYSTEM_DEFAULT ? name : locale;
+}
+
+// The answer of a call with this buffer, or with none, for its size.
+inline int stillAnswer(const std::wstring& text, bool fails, wchar_t* buffer, int size) {
+  const int length = static_cast<int>(text.size()) + 1;
+  if (size == 0) {
+    return length;
+  }
+  ::wcscpy(buffer, text.c_str());
+  if (fails) {
+    ::SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+  }
+  return length;
 }
 
 LINK_SEAM(int, GetDateFormatEx,
           (LPCWSTR locale, DWORD flags, const SYSTEMTIME* date, LPCWSTR format, LPWSTR buffer, int size,
            LPCWSTR calendar)) {
-  return realFunction<decltype(&::GetDateFormatEx)>(L"kernel32.dll", "GetDateFormatEx")(
-      knownLocale(locale).c_str(), flags, date, format, buffer, size, calendar);
+  return stillClock ? stillAnswer(stillClock->date, stillClock->dateFails, buffer, size)
+                    : realFunction<decltype(&::GetDateFormatEx)>(L"kernel32.dll", "GetDateFormatEx")(
+                          knownLocale(locale).c_str(), flags, date, format, buffer, size, calendar);
 }
 
 LINK_SEAM(int, GetTimeFormatEx,
           (LPCWSTR locale, DWORD flags, const SYSTEMTIME* time, LPCWSTR format, LPWSTR buffer, int size)) {
-  return realFunction<decltype(&::GetTimeFormatEx)>(L"kernel32.dll", "GetTimeFormatEx")(
-      knownLocale(locale).c_str(), flags, time, format, buffer, size);
+  return stillClock ? stillAnswer(stillClock->time, stillClock->timeFails, buffer, size)
+                    : realFunction<decltype(&::GetTimeFormatEx)>(L"kernel32.dll", "GetTimeFormatEx")(
+                          knownLocale(locale).c_str(), flags, time, format, buffer, size);
 }

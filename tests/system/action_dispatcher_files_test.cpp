@@ -239,8 +239,13 @@ TEST_F(DirectoryAction, LinkGoesAloneOrIsMarked) {
   EXPECT_TRUE(execute(ActionKind::DirectoryDelete, {link}));
   EXPECT_TRUE(pathExists(behind)) << "nothing behind a link is touched";
   if (pathExists(link)) {
+    EXPECT_THAT(marks, ElementsAre(Marked{link, false, MOVEFILE_DELAY_UNTIL_REBOOT}));
+    EXPECT_THAT(pendingDeletions(), ::testing::Contains(link)) << "what is still there waits for the next restart";
     removeDirectoryLink(link);
+  } else {
+    EXPECT_THAT(marks, IsEmpty());
   }
+  EXPECT_THAT(failures, IsEmpty());
 }
 
 TEST_F(DirectoryAction, NamesInEveryScriptGo) {

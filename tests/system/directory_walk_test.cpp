@@ -7,49 +7,14 @@
 #include <system_error>
 #include <vector>
 
-#include "support/link_seam.h"
+#include "support/current_directory.h"
+#include "support/directory_seams.h"
 #include "support/test_folder.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-
-namespace {
-
-std::wstring unreadableFolder;  // opening it fails with ERROR_ACCESS_DENIED
-int readsUntilFailure = -1;     // then reading on fails with ERROR_CRC
-
-}  // namespace
-
-LINK_SEAM(HANDLE, FindFirstFileExW,
-          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS operation, LPVOID filter,
-           DWORD flags)) {
-  if (!unreadableFolder.empty() && std::wstring(name) == unreadableFolder + L"\\*") {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
-  }
-  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, operation,
-                                                                                          filter, flags);
-}
-
-LINK_SEAM(BOOL, FindNextFileW, (HANDLE find, LPWIN32_FIND_DATAW data)) {
-  if (readsUntilFailure >= 0 && readsUntilFailure-- == 0) {
-    ::SetLastError(ERROR_CRC);
-    return FALSE;
-  }
-  return realFunction<decltype(&::FindNextFileW)>(L"kernel32.dll", "FindNextFileW")(find, data);
-}
-
-// The bench machine's own call reaches through a link to the directory behind it. Windows removes the link.
-LINK_SEAM(BOOL, RemoveDirectoryW, (LPCWSTR path)) {
-  const DWORD attributes = ::GetFileAttributesW(path);
-  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
-    removeDirectoryLink(path);
-    return TRUE;
-  }
-  return realFunction<decltype(&::RemoveDirectoryW)>(L"kernel32.dll", "RemoveDirectoryW")(path);
-}
 
 namespace {
 
@@ -85,10 +50,7 @@ constexpr char kAdvanceFailed[] = "recursive_directory_iterator::operator++";
 
 class DirectoryWalk : public testing::Test {
  protected:
-  ~DirectoryWalk() override {
-    unreadableFolder.clear();
-    readsUntilFailure = -1;
-  }
+  ~DirectoryWalk() override { forgetDirectorySeams(); }
 
   TestFolder outside_;
   TestFolder folder_;
@@ -194,6 +156,26 @@ TEST_F(DirectoryWalk, EndsWithALinkThatLeadsBackUp) {
 TEST_F(DirectoryWalk, FindsNothingBelowALinkInThePlaceOfTheDirectory) {
   outside_.makeFile(L"file");
   EXPECT_THAT(walked(folder_.makeDirectoryLink(L"link", outside_.path())), IsEmpty());
+}
+
+TEST_F(DirectoryWalk, GoesThroughALinkInThePlaceOfTheDirectoryWhenAskedTo) {
+  outside_.makeFile(L"a\\file");
+  outside_.makeDirectoryLink(L"further", folder_.path());
+  const std::wstring link = folder_.makeDirectoryLink(L"link", outside_.path());
+  std::vector<std::wstring> deep, flat;
+  walkDirectory(
+      link, [&deep](const DirectoryEntry& entry) { deep.push_back(entry.path); }, LinkInPlace::IsFollowed);
+  visitEntries(
+      link, [&flat](const DirectoryEntry& entry) { flat.push_back(entry.path); }, LinkInPlace::IsFollowed);
+  EXPECT_THAT(deep, UnorderedElementsAre(link + L"\\a", link + L"\\a\\file", link + L"\\further"))
+      << "a link met below is an entry";
+  EXPECT_THAT(flat, UnorderedElementsAre(link + L"\\a", link + L"\\further"));
+}
+
+TEST_F(DirectoryWalk, OfABareDriveIsThatOfItsCurrentDirectory) {
+  folder_.makeFile(L"a\\file");
+  const CurrentDirectory current(folder_.path());
+  EXPECT_THAT(walked(L"C:"), ElementsAre(L"C:a", L"C:a\\file"));
 }
 
 TEST_F(DirectoryWalk, RaisesForADirectoryThatIsNotThere) {

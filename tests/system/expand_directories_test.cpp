@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "support/link_seam.h"
+#include "support/directory_seams.h"
+#include "support/status_seams.h"
 #include "support/test_folder.h"
 #include "system/file_operations.h"
 
@@ -14,26 +15,12 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-bool readingFails = false;
-
-}  // namespace
-
-LINK_SEAM(HANDLE, FindFirstFileExW,
-          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS operation, LPVOID filter,
-           DWORD flags)) {
-  if (readingFails) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
-  }
-  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, operation,
-                                                                                          filter, flags);
-}
-
-namespace {
-
 class ExpandDirectoriesTest : public testing::Test {
  protected:
-  ~ExpandDirectoriesTest() override { readingFails = false; }
+  ~ExpandDirectoriesTest() override {
+    forgetDirectorySeams();
+    forgetStatusSeams();
+  }
 
   TestFolder outside_;
   TestFolder folder_;
@@ -106,9 +93,27 @@ TEST_F(ExpandDirectoriesTest, ListsNothingBehindARowThatIsALink) {
   EXPECT_THAT(files_, IsEmpty());
 }
 
+TEST_F(ExpandDirectoriesTest, ListsWhatLiesBehindARowThatIsALinkWhenAskedTo) {
+  outside_.makeFile(L"a\\file");
+  const std::wstring link = folder_.makeDirectoryLink(L"link", outside_.path());
+  directories_ = {link};
+  ExpandDirectories(directories_, files_, LinkInPlace::IsFollowed);
+  EXPECT_THAT(directories_, ElementsAre(link, link + L"\\a"));
+  EXPECT_THAT(files_, ElementsAre(link + L"\\a\\file"));
+}
+
+TEST_F(ExpandDirectoriesTest, PassesOverALinkThatLeadsToNothing) {
+  folder_.makeFile(L"link\\file");
+  directories_ = {folder_ / L"link"};
+  showAsBrokenLink(folder_ / L"link", ERROR_PATH_NOT_FOUND);
+  ExpandDirectories(directories_, files_, LinkInPlace::IsFollowed);
+  EXPECT_THAT(directories_, ElementsAre(folder_ / L"link"));
+  EXPECT_THAT(files_, IsEmpty());
+}
+
 TEST_F(ExpandDirectoriesTest, RaisesWhenADirectoryCannotBeRead) {
   directories_ = {folder_.path()};
-  readingFails = true;
+  unreadableFolder = folder_.path();
   try {
     ExpandDirectories(directories_, files_);
     ADD_FAILURE() << "nothing was raised";

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cwctype>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -76,7 +77,13 @@ class PreviousInstallers : public testing::Test {
   static std::string folderLine(const std::wstring& path) { return "DEBUG Deleting directory: " + narrow(path); }
   static std::string excludingLine(const std::wstring& path) { return "DEBUG Excluding " + narrow(path); }
   static std::string message(DWORD error) {
-    return std::error_code(static_cast<int>(error), std::system_category()).message();
+    wchar_t text[512] = L"";
+    DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
+                                    ARRAYSIZE(text), nullptr);
+    while (length > 0 && std::iswspace(text[length - 1])) {
+      --length;
+    }
+    return narrow(std::wstring(text, length));
   }
   static std::string unableLine(const std::wstring& path, DWORD error) {
     return "DEBUG Unable to delete " + narrow(path) + ". " + message(error);

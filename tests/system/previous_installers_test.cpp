@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include "support/current_directory.h"
 #include "support/link_seam.h"
 #include "support/test_child.h"
 #include "system/previous_installers_fixture.h"
@@ -21,6 +22,7 @@ namespace {
 std::wstring programPath;
 std::wstring temporaryFolder;
 std::wstring systemFolder;
+bool systemFolderIsUnknown = false;
 UINT driveType = DRIVE_FIXED;                  // of drive Q:
 std::vector<std::wstring> askedOfSecondDrive;  // paths of drive Q:, in order
 
@@ -57,6 +59,9 @@ LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
 }
 
 LINK_SEAM(UINT, GetSystemDirectoryW, (LPWSTR buffer, UINT size)) {
+  if (systemFolderIsUnknown) {
+    return 0;
+  }
   return !systemFolder.empty()
              ? answer(systemFolder, buffer)
              : realFunction<decltype(&::GetSystemDirectoryW)>(L"kernel32.dll", "GetSystemDirectoryW")(buffer, size);
@@ -83,6 +88,7 @@ class Installers : public PreviousInstallers {
     programPath.clear();
     temporaryFolder.clear();
     systemFolder.clear();
+    systemFolderIsUnknown = false;
     driveType = DRIVE_FIXED;
     askedOfSecondDrive.clear();
   }
@@ -365,6 +371,21 @@ TEST_F(Installers, SecondDriveIsLookedAtForTheSakeOfTheSystem) {
   run();
   EXPECT_EQ(askedOfSecondDrive, kAllOfSecondDrive) << "the system's drive is not asked for its kind";
   EXPECT_FALSE(pathExists(kRoot));
+}
+
+TEST_F(Installers, SystemWithoutADriveAddsNoRoot) {
+  const TestFolder folder;
+  const std::vector<std::wstring> stays = {folder.makeFile(L"ORV\\ORV-Brimwood\\setup.exe"),
+                                           folder.makeFile(L"ORV\\Packages\\a\\setup.exe")};
+  const CurrentDirectory current(folder.path());
+  makeFile(L"ORV-Brimwood\\setup.exe");
+  systemFolderIsUnknown = true;
+  programPath = L"C:\\tool.exe";
+  run();
+  for (const std::wstring& path : stays) {
+    EXPECT_TRUE(pathExists(path)) << "a folder of the current directory is nobody's root";
+  }
+  EXPECT_FALSE(pathExists(kRoot)) << "drive C: is looked at in any case";
 }
 
 TEST_F(Installers, TemporaryFolderWithoutADriveMeansDriveC) {

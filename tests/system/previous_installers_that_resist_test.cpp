@@ -2,13 +2,17 @@
 // them, behind which nothing is touched.
 
 #include <algorithm>
+#include <cwctype>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <windows.h>
 
-#include "support/link_seam.h"
+#include "support/directory_seams.h"
+#include "support/status_seams.h"
+#include "system/file_operations.h"
 #include "system/previous_installers_fixture.h"
 
 using ::testing::ElementsAre;
@@ -17,50 +21,30 @@ using ::testing::IsEmpty;
 
 namespace {
 
-std::wstring unreadableFolder;  // opening it fails with ERROR_ACCESS_DENIED
-int readsUntilFailure = -1;     // then reading on fails with ERROR_CRC
-std::wstring undecided;         // the system cannot say whether it is there
-std::wstring shownAsLink;       // a folder that the machine shows as a link
+std::wstring messageOfTheSystem;  // what the system says of every error; empty lets the machine say it
+wint_t unmatchable = L'\0';       // no expression can be matched against a name that holds this character
 
 }  // namespace
 
-LINK_SEAM(HANDLE, FindFirstFileExW,
-          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS operation, LPVOID filter,
-           DWORD flags)) {
-  if (!unreadableFolder.empty() && name == unreadableFolder + L"\\*") {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
+LINK_SEAM(DWORD, FormatMessageW,
+          (DWORD flags, LPCVOID source, DWORD message, DWORD language, LPWSTR buffer, DWORD size, va_list* arguments)) {
+  if (messageOfTheSystem.empty() || !(flags & FORMAT_MESSAGE_ALLOCATE_BUFFER)) {
+    return realFunction<decltype(&::FormatMessageW)>(L"kernel32.dll", "FormatMessageW")(
+        flags, source, message, language, buffer, size, arguments);
   }
-  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, operation,
-                                                                                          filter, flags);
+  const std::size_t bytes = (messageOfTheSystem.size() + 1) * sizeof(wchar_t);
+  auto* const text = static_cast<wchar_t*>(::LocalAlloc(LMEM_FIXED, bytes));
+  *reinterpret_cast<wchar_t**>(buffer) = text;
+  std::copy_n(messageOfTheSystem.c_str(), messageOfTheSystem.size() + 1, text);
+  return static_cast<DWORD>(messageOfTheSystem.size());
 }
 
-LINK_SEAM(BOOL, FindNextFileW, (HANDLE find, LPWIN32_FIND_DATAW data)) {
-  if (readsUntilFailure >= 0 && readsUntilFailure-- == 0) {
-    ::SetLastError(ERROR_CRC);
-    return FALSE;
+// Every expression compares without case, and asks for each character of a name.
+LINK_SEAM(wint_t, towlower, (wint_t character)) {
+  if (unmatchable != L'\0' && character == unmatchable) {
+    throw std::runtime_error("The name cannot be matched");
   }
-  return realFunction<decltype(&::FindNextFileW)>(L"kernel32.dll", "FindNextFileW")(find, data);
-}
-
-LINK_SEAM(DWORD, GetFileAttributesW, (LPCWSTR path)) {
-  if (!undecided.empty() && undecided == path) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_FILE_ATTRIBUTES;
-  }
-  const DWORD attributes = realFunction<decltype(&::GetFileAttributesW)>(L"kernel32.dll", "GetFileAttributesW")(path);
-  const bool link = !shownAsLink.empty() && (shownAsLink == path || shownAsLink + L"\\" == path);
-  return link ? attributes | FILE_ATTRIBUTE_REPARSE_POINT : attributes;
-}
-
-// The bench machine's own call reaches through a link to the directory behind it. Windows removes the link.
-LINK_SEAM(BOOL, RemoveDirectoryW, (LPCWSTR path)) {
-  const DWORD attributes = ::GetFileAttributesW(path);
-  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
-    removeDirectoryLink(path);
-    return TRUE;
-  }
-  return realFunction<decltype(&::RemoveDirectoryW)>(L"kernel32.dll", "RemoveDirectoryW")(path);
+  return realFunction<decltype(&::towlower)>(L"msvcrt.dll", "towlower")(character);
 }
 
 namespace {
@@ -84,10 +68,10 @@ class ResistingInstallers : public PreviousInstallers {
   }
 
   static void letGo() {
-    unreadableFolder.clear();
-    readsUntilFailure = -1;
-    undecided.clear();
-    shownAsLink.clear();
+    forgetDirectorySeams();
+    forgetStatusSeams();
+    messageOfTheSystem.clear();
+    unmatchable = L'\0';
   }
 
   // The root, with what has been put into `stage_`: a link can be made in a folder of a test's own, and moved with it.
@@ -113,8 +97,11 @@ TEST_F(ResistingInstallers, LockedFileIsReportedAndLeftAlone) {
 TEST_F(ResistingInstallers, NothingIsMarkedForTheNextRestart) {
   const std::wstring held = makeFile(L"ORV-Brimwood\\b.bin");
   const FileHandle lock = lockFile(held);
+  fileRebootPending = false;
   run();
+  EXPECT_TRUE(pathExists(held));
   EXPECT_THAT(pendingDeletions(), IsEmpty());
+  EXPECT_FALSE(fileRebootPending) << "what stays asks for no restart";
 }
 
 TEST_F(ResistingInstallers, NextRunTakesWhatStayed) {
@@ -133,6 +120,17 @@ TEST_F(ResistingInstallers, LockedPlainFileIsReported) {
   const FileHandle lock = lockFile(held);
   EXPECT_THAT(run(), ElementsAre(kDriveLine, folderLine(held), unableLine(held, ERROR_SHARING_VIOLATION)));
   EXPECT_TRUE(pathExists(held));
+}
+
+TEST_F(ResistingInstallers, MessageOfTheSystemKeepsItsLetters) {
+  const std::wstring held = makeFile(L"Packages\\b.zip");
+  const FileHandle lock = lockFile(held);
+  messageOfTheSystem = L"Zugriffsverletzung f\u00fcr ge\u00f6ffnete Dateien.\r\n";
+  EXPECT_THAT(run(), ElementsAre(kDriveLine, folderLine(held),
+                                 "DEBUG Unable to delete " + narrow(held) +
+                                     ". Zugriffsverletzung f\xFCr ge\xF6"
+                                     "ffnete Dateien."))
+      << "in the log's own code page";
 }
 
 TEST_F(ResistingInstallers, ReadOnlyFilesGo) {
@@ -174,7 +172,7 @@ TEST_F(ResistingInstallers, RootWhoseReadingBreaksOffEndsThere) {
 
 TEST_F(ResistingInstallers, UndecidedPackageFolderRaisesExists) {
   makeFile(L"ORV-Brimwood\\setup.exe");
-  undecided = kRoot + L"\\Packages";
+  undecided = {kRoot + L"\\Packages", ERROR_ACCESS_DENIED};
   try {
     RemovePreviousInstallers();
     ADD_FAILURE() << "nothing was raised";
@@ -184,12 +182,86 @@ TEST_F(ResistingInstallers, UndecidedPackageFolderRaisesExists) {
   EXPECT_FALSE(pathExists(kRoot + L"\\ORV-Brimwood")) << "the candidates come first";
 }
 
+TEST_F(ResistingInstallers, UndecidedRootRaisesExists) {
+  makeFile(L"ORV-Brimwood\\setup.exe");
+  undecided = {kRoot, ERROR_ACCESS_DENIED};
+  try {
+    RemovePreviousInstallers();
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const std::filesystem::filesystem_error& failure) {
+    EXPECT_THAT(failure.what(), HasSubstr("exists"));
+    EXPECT_EQ(failure.code().value(), ERROR_ACCESS_DENIED);
+  }
+  forgetStatusSeams();
+  EXPECT_THAT(left(), ElementsAre(L"ORV-Brimwood", L"ORV-Brimwood\\setup.exe")) << "it cannot be read either";
+}
+
+TEST_F(ResistingInstallers, NameThatCannotBeMatchedIsLoggedForEachPatternAndStays) {
+  const std::wstring stays = makeFolder(L"~ORV-Brimwood");
+  const std::wstring goes = makeFolder(L"Bastil-1");
+  unmatchable = L'~';
+  std::vector<std::string> expected = {kDriveLine};
+  for (const char* pattern :
+       {".*ORV_Software_Installer.*", ".*ORV-Software-Installer.*", ".*ORV_Halcyra_Installer.*",
+        ".*ORV-Software-Fervane.*", ".*Halcyra-Software-Fervane.*", ".*Halcyra-Fervane.*", ".*ORV-Brimwood.*",
+        ".*ORV_Brimwood.*", "WU-TCC2", ".*Halcyra-Pro-Software.*", ".*Halcyra_Pro_Software.*", ".*ORV_Software_Pro.*",
+        ".*ORV-Software-Pro.*", "Bastil-.*"}) {
+    expected.push_back("DEBUG Exception occured when attempting to regex " + narrow(stays) + " with " + pattern +
+                       ". The name cannot be matched");
+  }
+  expected.push_back(folderLine(goes));
+  EXPECT_THAT(run(), testing::UnorderedElementsAreArray(expected));
+  EXPECT_THAT(left(), ElementsAre(L"~ORV-Brimwood"));
+}
+
+TEST_F(ResistingInstallers, FileInThePlaceOfTheRootStays) {
+  ASSERT_TRUE(::CopyFileW(stage_.makeFile(L"file").c_str(), kRoot.c_str(), TRUE));
+  EXPECT_THAT(run(), ElementsAre(kDriveLine));
+  EXPECT_TRUE(pathExists(kRoot));
+}
+
+TEST_F(ResistingInstallers, FileInThePlaceOfAPackageFolderStays) {
+  for (const wchar_t* name : {L"Packages", L"HalcyraInstaller", L"ORVSoftwareInstaller"}) {
+    makeFile(name);
+  }
+  EXPECT_THAT(run(), ElementsAre(kDriveLine));
+  EXPECT_THAT(left(), ElementsAre(L"HalcyraInstaller", L"ORVSoftwareInstaller", L"Packages"));
+}
+
+TEST_F(ResistingInstallers, LinkOfAFileThatLeadsToNothingIsNoPackage) {
+  const std::wstring link = makeFile(L"Packages\\broken.zip");
+  const std::wstring other = makeFile(L"Packages\\other.zip");
+  entryShownAsLink = L"broken.zip";
+  showAsBrokenLink(link, ERROR_PATH_NOT_FOUND);
+  EXPECT_THAT(run(), ElementsAre(kDriveLine, folderLine(other)));
+  forgetStatusSeams();
+  EXPECT_THAT(left(), ElementsAre(L"Packages", L"Packages\\broken.zip"));
+}
+
+TEST_F(ResistingInstallers, LinkToAFileIsAPackage) {
+  const std::wstring link = makeFile(L"Packages\\link.zip");
+  entryShownAsLink = L"link.zip";
+  EXPECT_THAT(run(), ElementsAre(kDriveLine, folderLine(link)));
+  EXPECT_FALSE(pathExists(kRoot));
+}
+
+TEST_F(ResistingInstallers, LinkOfAFileThatLeadsToNothingGoesWithItsFolderAlone) {
+  const std::wstring link = makeFile(L"ORV-Brimwood\\broken.bin");
+  const std::wstring file = makeFile(L"ORV-Brimwood\\plain.bin");
+  entryShownAsLink = L"broken.bin";
+  showAsBrokenLink(link, ERROR_FILE_NOT_FOUND);
+  EXPECT_THAT(run(), ElementsAre(kDriveLine, fileLine(file), folderLine(kRoot + L"\\ORV-Brimwood")))
+      << "only regular files are deleted one by one";
+  forgetStatusSeams();
+  EXPECT_FALSE(pathExists(kRoot));
+}
+
 TEST_F(ResistingInstallers, UndecidedPackageIsPassedOver) {
   const std::wstring folder = makeFolder(L"Packages\\a");
-  undecided = folder + L"\\setup.exe";
-  registerPackage(L"one", undecided);
+  undecided = {folder + L"\\setup.exe", ERROR_ACCESS_DENIED};
+  registerPackage(L"one", undecided.path);
   run();
-  undecided.clear();
+  forgetStatusSeams();
   EXPECT_FALSE(pathExists(folder));
 }
 

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/current_directory.h"
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/previous_installers.h"
@@ -42,6 +43,23 @@ TEST(RelatedPaths, AreTheSameOrOneInTheOther) {
 TEST(RelatedPaths, NeedNotExist) {
   expectRelated(L"C:\\missing\\a", L"C:\\Missing\\A\\b\\", true);
   expectRelated(L"C:\\missing\\a", L"C:\\missing\\ab", false);
+}
+
+TEST(RelatedPaths, DoNotDependOnTheCurrentDirectory) {
+  const TestFolder folder;
+  folder.makeDirectory(L"current\\missing");
+  const CurrentDirectory current(folder / L"current");
+  expectRelated(L"C:\\missing", folder / L"current\\missing", false);
+  expectRelated(L"C:\\missing", folder.path(), false);
+  expectRelated(L"C:\\missing", L"C:\\", true);
+  expectRelated(L"C:\\missing\\a", L"C:\\missing\\a\\b", true);
+}
+
+TEST(RelatedPaths, OfAMissingDriveAreComparedAsTheyAreSpelled) {
+  expectRelated(L"Q:\\missing", L"Q:\\", true);
+  expectRelated(L"\\\\?\\Q:\\missing\\a", L"Q:\\missing", true);
+  expectRelated(L"\\\\server\\share\\a", L"\\\\server\\share", true);
+  expectRelated(L"\\\\server\\share\\a", L"C:\\", false);
 }
 
 TEST(RelatedPaths, AreNeverOnTwoDrivesOrEmpty) {

@@ -24,6 +24,9 @@ int cleanBoot = 0;
 bool shellIsMissing = false;
 std::wstring watchedKey;  // whether it is there when the command is run, stands in front of the command
 std::vector<std::wstring> launched;
+PROCESS_INFORMATION lastStarted = {};
+std::vector<DWORD> waits;  // for the end of the last started process, in milliseconds
+int closedHandles = 0;     // of its two
 
 const std::wstring kSafeBoot = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\SafeBoot";
 
@@ -51,9 +54,25 @@ LINK_SEAM(BOOL, CreateProcessW,
     return FALSE;
   }
   std::wstring refusing = L"cmd.exe /C exit 2";  // what `net start` returns for a service that does not start
-  return realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
+  const BOOL started = realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
       application, refusing.data(), processSecurity, threadSecurity, inherit, flags, environment, directory, startup,
       process);
+  lastStarted = *process;
+  return started;
+}
+
+LINK_SEAM(DWORD, WaitForSingleObject, (HANDLE object, DWORD milliseconds)) {
+  if (lastStarted.hProcess && object == lastStarted.hProcess) {
+    waits.push_back(milliseconds);
+  }
+  return realFunction<decltype(&::WaitForSingleObject)>(L"kernel32.dll", "WaitForSingleObject")(object, milliseconds);
+}
+
+LINK_SEAM(BOOL, CloseHandle, (HANDLE object)) {
+  if (lastStarted.hProcess && (object == lastStarted.hProcess || object == lastStarted.hThread)) {
+    ++closedHandles;
+  }
+  return realFunction<decltype(&::CloseHandle)>(L"kernel32.dll", "CloseHandle")(object);
 }
 
 namespace {
@@ -104,6 +123,9 @@ class SafeBoot : public testing::Test {
     shellIsMissing = false;
     watchedKey.clear();
     launched.clear();
+    lastStarted = {};
+    waits.clear();
+    closedHandles = 0;
     removeKey(kSafeBoot);
   }
 };
@@ -142,6 +164,18 @@ TEST_F(SafeBoot, ServiceIsEnteredIntoTheListOfTheModeAtHandAndStarted) {
       EXPECT_THAT(log.lines(), ElementsAre(service.startLine, service.successLine))
           << "a service that refused to start counts as started";
     }
+  }
+}
+
+TEST_F(SafeBoot, CommandIsWaitedForWithoutALimitAndNothingOfItStaysOpen) {
+  cleanBoot = 1;
+  for (const Service& service : kServices) {
+    waits.clear();
+    closedHandles = 0;
+    service.start();
+    EXPECT_THAT(waits, ElementsAre(static_cast<DWORD>(INFINITE))) << service.startLine;
+    EXPECT_EQ(closedHandles, 2) << service.startLine;
+    lastStarted = {};
   }
 }
 

@@ -277,7 +277,25 @@ TEST_F(ServiceStopWaits, StopAfterTheBudgetStillCountsInTheSecondWait) {
   scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOPPED}};
   scripted.control = Answer{SERVICE_STOP_PENDING, 50'000};
   EXPECT_TRUE(stop());
-  EXPECT_THAT(scripted.sleeps, ElementsAre(50'000u));
+  EXPECT_THAT(scripted.sleeps, ElementsAre(30'001u));
+}
+
+TEST_F(ServiceStopWaits, HintBeyondTheBudgetIsCutToIt) {
+  for (const DWORD hint : {DWORD{30'002}, DWORD{INFINITE}}) {
+    scripted = {};
+    scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOP_PENDING, hint}};
+    scripted.control = Answer{SERVICE_STOP_PENDING, 12'000};
+    EXPECT_FALSE(stop());
+    EXPECT_THAT(scripted.sleeps, ElementsAre(12'000u, 30'001u)) << hint;
+  }
+}
+
+TEST_F(ServiceStopWaits, CutHintHoldsAcrossTheTurnOfTheTickCount) {
+  scripted.startTick = 0xFFFF'FFF0;
+  scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOP_PENDING, INFINITE}};
+  scripted.control = Answer{SERVICE_STOP_PENDING, 1'000};
+  EXPECT_FALSE(stop());
+  EXPECT_THAT(scripted.sleeps, ElementsAre(1'000u, 30'001u));
 }
 
 TEST_F(ServiceStopWaits, BothWaitsShareOneBudget) {

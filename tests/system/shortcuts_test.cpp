@@ -12,6 +12,7 @@
 #include <shlobj.h>
 
 #include "support/captured_log.h"
+#include "support/directory_seams.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/text.h"
@@ -40,16 +41,6 @@ LINK_SEAM(int, SHFileOperationW, (LPSHFILEOPSTRUCTW operation)) {
   }
   shellList.assign(operation->pFrom, end + 2);
   return realFunction<decltype(&::SHFileOperationW)>(L"shell32.dll", "SHFileOperationW")(operation);
-}
-
-// The bench machine's own call reaches through a link to the directory behind it. Windows removes the link.
-LINK_SEAM(BOOL, RemoveDirectoryW, (LPCWSTR path)) {
-  const DWORD attributes = ::GetFileAttributesW(path);
-  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
-    removeDirectoryLink(path);
-    return TRUE;
-  }
-  return realFunction<decltype(&::RemoveDirectoryW)>(L"kernel32.dll", "RemoveDirectoryW")(path);
 }
 
 namespace {

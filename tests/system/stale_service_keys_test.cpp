@@ -1,6 +1,5 @@
 // stale_service_keys_test - deleting the service keys of graphics kernel drivers that no device uses.
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,12 +21,17 @@ namespace {
 
 const std::wstring kPci = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\PCI";
 const std::wstring kServices = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services";
+// Below HKEY_LOCAL_MACHINE, as they are opened.
+const std::wstring kPciPath = L"SYSTEM\\CurrentControlSet\\Enum\\PCI\\";
+const std::wstring kServicesPath = L"SYSTEM\\CurrentControlSet\\Services";
 const std::wstring kDevice = L"VEN_7A11&DEV_0001&SUBSYS_00000000&REV_00";
 
 // Calls that are to fail, by the path or the name that they are given; everything else is called through.
 std::map<std::wstring, LSTATUS> openFailures;
 std::map<std::wstring, LSTATUS> treeFailures;
-std::optional<LSTATUS> enumerationFailure;
+std::map<std::wstring, LSTATUS> enumerationFailures;
+std::map<HKEY, std::wstring> openedKeys;  // what each handle was opened for last
+std::map<std::wstring, REGSAM> accesses;  // by the path that was opened
 
 std::string deletingLine(const std::wstring& name) {
   return "DEBUG Deleting service regkey SYSTEM\\CurrentControlSet\\Services\\" + narrow(name);
@@ -42,7 +46,9 @@ class StaleServiceKeys : public ::testing::Test {
   void SetUp() override {
     openFailures.clear();
     treeFailures.clear();
-    enumerationFailure.reset();
+    enumerationFailures.clear();
+    openedKeys.clear();
+    accesses.clear();
     removeKey(kPci);
     plantKey(kPci);
   }
@@ -87,7 +93,13 @@ LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY root, const wchar_t* path, DWORD options
   if (const auto failure = openFailures.find(path ? path : L""); failure != openFailures.end()) {
     return failure->second;
   }
-  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(root, path, options, access, key);
+  const LSTATUS status =
+      realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(root, path, options, access, key);
+  if (path && status == ERROR_SUCCESS) {
+    openedKeys[*key] = path;
+    accesses[path] = access;
+  }
+  return status;
 }
 
 LINK_SEAM(LSTATUS, RegDeleteTreeW, (HKEY key, const wchar_t* name)) {
@@ -100,8 +112,8 @@ LINK_SEAM(LSTATUS, RegDeleteTreeW, (HKEY key, const wchar_t* name)) {
 LINK_SEAM(LSTATUS, RegEnumKeyExW,
           (HKEY key, DWORD index, wchar_t* name, DWORD* length, DWORD* reserved, wchar_t* keyClass, DWORD* classLength,
            FILETIME* written)) {
-  if (enumerationFailure) {
-    return *enumerationFailure;
+  if (const auto failure = enumerationFailures.find(openedKeys[key]); failure != enumerationFailures.end()) {
+    return failure->second;
   }
   return realFunction<decltype(&::RegEnumKeyExW)>(L"advapi32.dll", "RegEnumKeyExW")(key, index, name, length, reserved,
                                                                                     keyClass, classLength, written);
@@ -257,8 +269,19 @@ TEST_F(StaleServiceKeys, ServicesKeyThatDoesNotOpenIsRaised) {
 TEST_F(StaleServiceKeys, FailedEnumerationIsRaised) {
   plantService(L"orvkmdag");
   plantDevice(kDevice, L"4&1", L"orvwdmxg");
-  enumerationFailure = ERROR_NO_SYSTEM_RESOURCES;
-  expectRaised(ERROR_NO_SYSTEM_RESOURCES, "Unable to get enumerate subkeys");
-  enumerationFailure.reset();
-  EXPECT_TRUE(serviceExists(L"orvkmdag"));
+  for (const std::wstring& path : {kPciPath, kPciPath + kDevice, kServicesPath}) {
+    SCOPED_TRACE(narrow(path));
+    enumerationFailures = {{path, ERROR_NO_SYSTEM_RESOURCES}};
+    expectRaised(ERROR_NO_SYSTEM_RESOURCES, "Unable to get enumerate subkeys");
+    EXPECT_TRUE(serviceExists(L"orvkmdag"));
+  }
+}
+
+TEST_F(StaleServiceKeys, EveryKeyIsOpenedForReadingAlone) {
+  plantDevice(kDevice, L"4&1", L"orvwdmxg");
+  accesses.clear();
+  DeleteStaleDisplayServiceKeys();
+  const std::map<std::wstring, REGSAM> expected = {
+      {kPciPath, KEY_READ}, {kPciPath + kDevice, KEY_READ}, {kServicesPath, KEY_READ}};
+  EXPECT_EQ(accesses, expected);
 }

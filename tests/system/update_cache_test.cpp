@@ -12,7 +12,9 @@
 #include <gtest/gtest.h>
 
 #include "support/captured_log.h"
+#include "support/directory_seams.h"
 #include "support/link_seam.h"
+#include "support/status_seams.h"
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/directory_walk.h"
@@ -31,9 +33,6 @@ const std::wstring kCache = kDistribution + L"\\Download\\";
 
 std::map<std::wstring, std::wstring> listings;  // by package: the file that holds what `expand` prints for it
 std::vector<std::wstring> listed;               // the packages that were asked for, as the commands name them
-DWORD statusError = 0;                          // of the cache folder
-bool unreadable = false;                        // the cache folder
-int readsUntilFailure = -1;                     // then reading on fails with ERROR_CRC
 bool sizeUnknown = false;
 
 }  // namespace
@@ -57,33 +56,6 @@ LINK_SEAM(BOOL, CreateProcessW,
       process);
 }
 
-LINK_SEAM(DWORD, GetFileAttributesW, (LPCWSTR path)) {
-  if (statusError != 0 && kCache == path) {
-    ::SetLastError(statusError);
-    return INVALID_FILE_ATTRIBUTES;
-  }
-  return realFunction<decltype(&::GetFileAttributesW)>(L"kernel32.dll", "GetFileAttributesW")(path);
-}
-
-LINK_SEAM(HANDLE, FindFirstFileExW,
-          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS operation, LPVOID filter,
-           DWORD flags)) {
-  if (unreadable && name == kCache + L"*") {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
-  }
-  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, operation,
-                                                                                          filter, flags);
-}
-
-LINK_SEAM(BOOL, FindNextFileW, (HANDLE find, LPWIN32_FIND_DATAW data)) {
-  if (readsUntilFailure >= 0 && readsUntilFailure-- == 0) {
-    ::SetLastError(ERROR_CRC);
-    return FALSE;
-  }
-  return realFunction<decltype(&::FindNextFileW)>(L"kernel32.dll", "FindNextFileW")(find, data);
-}
-
 LINK_SEAM(BOOL, GetFileSizeEx, (HANDLE file, PLARGE_INTEGER size)) {
   if (sizeUnknown) {
     ::SetLastError(ERROR_INVALID_FUNCTION);
@@ -99,9 +71,8 @@ class UpdateCache : public testing::Test {
   void SetUp() override {
     listings.clear();
     listed.clear();
-    statusError = 0;
-    unreadable = false;
-    readsUntilFailure = -1;
+    forgetDirectorySeams();
+    forgetStatusSeams();
     sizeUnknown = false;
     removeTree(kDistribution);
     std::filesystem::create_directories(kCache);
@@ -170,7 +141,7 @@ TEST_F(UpdateCache, EitherDriverNameIsEnough) {
   const std::wstring inside = largePackage(L"4.cab", "x: u0orvgpukg64_e1.inf_amd64\\display.sys");
   EXPECT_THAT(sweep(), UnorderedElementsAre(foundLine(first), foundLine(second), foundLine(both), foundLine(inside)));
   EXPECT_THAT(left(), IsEmpty());
-  EXPECT_EQ(listed.size(), 4u) << "each is listed once, whichever name is found";
+  EXPECT_EQ(listed.size(), 4u) << "each is listed once";
 }
 
 TEST_F(UpdateCache, LargePackageWithoutADriverNameStays) {
@@ -197,6 +168,24 @@ TEST_F(UpdateCache, FoldersAreNotLookedInto) {
   EXPECT_THAT(sweep(), IsEmpty());
   EXPECT_THAT(listed, IsEmpty());
   EXPECT_THAT(left(), UnorderedElementsAre(kCache + L"ktlgpukg.cab", below));
+}
+
+TEST_F(UpdateCache, CacheThatWasMovedIsReadThroughItsLink) {
+  TestFolder moved;
+  removeTree(kDistribution);
+  moved.makeDirectory(L"SoftwareDistribution");
+  const std::wstring behind = moved.makeDirectory(L"cache");
+  moved.makeDirectory(L"elsewhere");
+  const std::wstring below = moved.makeFile(L"elsewhere\\package.cab");
+  moved.makeDirectoryLink(L"cache\\link", moved / L"elsewhere");
+  moved.makeDirectoryLink(L"SoftwareDistribution\\Download", behind);
+  ASSERT_TRUE(::MoveFileW((moved / L"SoftwareDistribution").c_str(), kDistribution.c_str()));
+  const std::wstring package = largePackage(L"package.cab", kDriverListing);
+  EXPECT_THAT(sweep(), ElementsAre(foundLine(package)));
+  EXPECT_FALSE(pathExists(behind + L"\\package.cab"));
+  EXPECT_TRUE(pathExists(below)) << "a link in the cache is no file of it";
+  EXPECT_TRUE(pathExists(kCache));
+  removeDirectoryLink(kDistribution + L"\\Download");
 }
 
 TEST_F(UpdateCache, FileThatCannotBeOpenedIsNotInspected) {
@@ -230,7 +219,7 @@ TEST_F(UpdateCache, MissingFolderIsNoFailure) {
 }
 
 TEST_F(UpdateCache, UndecidedFolderRaisesExists) {
-  statusError = ERROR_ACCESS_DENIED;
+  undecided = {kDistribution + L"\\Download", ERROR_ACCESS_DENIED};
   try {
     sweep();
     ADD_FAILURE() << "nothing was raised";
@@ -241,7 +230,7 @@ TEST_F(UpdateCache, UndecidedFolderRaisesExists) {
 }
 
 TEST_F(UpdateCache, UnreadableFolderRaises) {
-  unreadable = true;
+  unreadableFolder = kDistribution + L"\\Download";
   try {
     sweep();
     ADD_FAILURE() << "nothing was raised";

@@ -2,6 +2,8 @@
 
 #include "system/windows_update.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
 #include <string>
 #include <thread>
@@ -23,6 +25,23 @@ namespace {
 HRESULT locatorResult = S_OK;  // S_OK lets the real call do it
 HRESULT blanketResult = S_OK;
 bool connectionRefused = false;
+bool queryRefused = false;
+
+HRESULT STDMETHODCALLTYPE refuseQuery(IWbemServices*, const BSTR, const BSTR, LONG, IWbemContext*,
+                                      IEnumWbemClassObject**) {
+  return WBEM_E_INVALID_QUERY;
+}
+
+// Takes the place of one function in the table of a connection's functions.
+void refuseQueries(IUnknown* services) {
+  constexpr std::size_t kFunctions = 26;  // of IWbemServices, in the order of its declaration
+  constexpr std::size_t kExecQuery = 20;
+  static std::array<void*, kFunctions> functions;
+  void**& table = *reinterpret_cast<void***>(services);
+  std::copy_n(table, kFunctions, functions.begin());
+  functions[kExecQuery] = reinterpret_cast<void*>(&refuseQuery);
+  table = functions.data();
+}
 
 // A locator that no connection can be had from.
 class RefusingLocator : public IWbemLocator {
@@ -66,6 +85,9 @@ LINK_SEAM(HRESULT, CoSetProxyBlanket,
   if (FAILED(blanketResult)) {
     return blanketResult;
   }
+  if (queryRefused) {
+    refuseQueries(proxy);
+  }
   return realFunction<decltype(&::CoSetProxyBlanket)>(L"ole32.dll", "CoSetProxyBlanket")(
       proxy, authentication, authorisation, principal, level, impersonation, identity, capabilities);
 }
@@ -102,6 +124,7 @@ class WindowsUpdate : public testing::Test {
     locatorResult = S_OK;
     blanketResult = S_OK;
     connectionRefused = false;
+    queryRefused = false;
   }
 
   // On a thread of its own, whose apartments are no matter to any other test.
@@ -170,6 +193,15 @@ TEST_F(WindowsUpdate, IsNotFoundWhereNothingCanBeAsked) {
   EXPECT_FALSE(isRunning());
   blanketResult = S_OK;
   EXPECT_TRUE(isRunning());
+}
+
+TEST_F(WindowsUpdate, IsNotFoundWhereTheQueryIsRefused) {
+  const ProgramNamed client(L"wuauclt.exe");
+  ASSERT_TRUE(client.runs());
+  queryRefused = true;
+  EXPECT_FALSE(isRunning());
+  queryRefused = false;
+  EXPECT_TRUE(isRunning()) << "the next connection is asked again";
 }
 
 TEST_F(WindowsUpdate, IsNotFoundWhereTheConnectionIsRefused) {

@@ -1,0 +1,184 @@
+// main_window_test - the hidden main window with its menu and keys, and what the program asks of Windows before its
+// first line runs.
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "app/cleanup_session.h"
+#include "resources/resource_ids.h"
+#include "support/link_seam.h"
+#include "ui/program_module.h"
+
+namespace {
+
+std::optional<WNDCLASSEXW> registeredClass;
+
+struct CreatedWindow {
+  HWND handle;
+  DWORD extendedStyle;
+  DWORD style;
+  int x, y, width, height;
+  HWND parent;
+  HMENU menu;
+};
+std::vector<CreatedWindow> createdWindows;
+std::vector<LPCWSTR> openedDialogs;
+
+}  // namespace
+
+LINK_SEAM(ATOM, RegisterClassExW, (const WNDCLASSEXW* windowClass)) {
+  registeredClass = *windowClass;
+  return realFunction<decltype(&::RegisterClassExW)>(L"user32.dll", "RegisterClassExW")(windowClass);
+}
+
+LINK_SEAM(HWND, CreateWindowExW,
+          (DWORD extendedStyle, LPCWSTR className, LPCWSTR windowName, DWORD style, int x, int y, int width, int height,
+           HWND parent, HMENU menu, HINSTANCE instance, LPVOID parameter)) {
+  const HWND handle = realFunction<decltype(&::CreateWindowExW)>(L"user32.dll", "CreateWindowExW")(
+      extendedStyle, className, windowName, style, x, y, width, height, parent, menu, instance, parameter);
+  createdWindows.push_back({handle, extendedStyle, style, x, y, width, height, parent, menu});
+  return handle;
+}
+
+LINK_SEAM(INT_PTR, DialogBoxParamW, (HINSTANCE, LPCWSTR name, HWND, DLGPROC, LPARAM)) {
+  openedDialogs.push_back(name);
+  return 1;
+}
+
+namespace {
+
+class MainWindow : public testing::Test {
+ protected:
+  MainWindow() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOWMAXIMIZED) {
+    registeredClass.reset();
+    createdWindows.clear();
+    openedDialogs.clear();
+    session.workDirectory += L'\\';
+    if (session.initializeWindow() == 1 && !createdWindows.empty()) {
+      window = createdWindows[0].handle;
+    }
+  }
+  ~MainWindow() override {
+    ::DestroyWindow(window);
+    takeQuitMessage();
+  }
+
+  // The code of the quit message that waits for this thread.
+  static std::optional<WPARAM> takeQuitMessage() {
+    MSG message = {};
+    return ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) ? std::optional<WPARAM>(message.wParam)
+                                                                          : std::nullopt;
+  }
+
+  wchar_t arguments[1] = L"";
+  CleanupSession session;
+  HWND window = nullptr;
+};
+
+std::wstring menuText(HMENU menu, UINT position) {
+  wchar_t text[40] = {};
+  ::GetMenuStringW(menu, position, text, 40, MF_BYPOSITION);
+  return text;
+}
+
+// The document that Windows reads before it starts the program.
+std::string applicationManifest() {
+  const HRSRC resource = ::FindResourceW(nullptr, MAKEINTRESOURCEW(1), RT_MANIFEST);
+  return resource ? std::string(static_cast<const char*>(::LockResource(::LoadResource(nullptr, resource))),
+                                ::SizeofResource(nullptr, resource))
+                  : std::string();
+}
+
+}  // namespace
+
+TEST_F(MainWindow, ClassHasItsStyleColourIconAndMenu) {
+  ASSERT_TRUE(registeredClass);
+  EXPECT_EQ(registeredClass->cbSize, 80u);
+  EXPECT_EQ(registeredClass->style, 3u);
+  EXPECT_EQ(registeredClass->cbClsExtra, 0);
+  EXPECT_EQ(registeredClass->cbWndExtra, 0);
+  EXPECT_EQ(registeredClass->hInstance, session.instance);
+  EXPECT_EQ(registeredClass->hIcon, ::LoadIconW(session.instance, MAKEINTRESOURCEW(107)));
+  EXPECT_EQ(registeredClass->hIconSm, registeredClass->hIcon);
+  EXPECT_TRUE(registeredClass->hIcon);
+  EXPECT_EQ(registeredClass->hCursor, ::LoadCursorW(nullptr, MAKEINTRESOURCEW(32512)));
+  EXPECT_EQ(registeredClass->hbrBackground, reinterpret_cast<HBRUSH>(6));
+  EXPECT_EQ(registeredClass->lpszMenuName, MAKEINTRESOURCEW(109));
+  EXPECT_STREQ(session.windowClass, L"ORVCLEANUPUTILITY");
+  EXPECT_STREQ(session.windowTitle, L"ORVCleanupUtility");
+  EXPECT_EQ(moduleInstance, session.instance);
+}
+
+TEST_F(MainWindow, IsThereAndNeverShown) {
+  ASSERT_EQ(createdWindows.size(), 1u);
+  EXPECT_EQ(window, ::FindWindowW(L"ORVCLEANUPUTILITY", L"ORVCleanupUtility"));
+  EXPECT_FALSE(::IsWindowVisible(window));
+  const CreatedWindow& created = createdWindows[0];
+  EXPECT_EQ(created.extendedStyle, 0u);
+  EXPECT_EQ(created.style, 0xCF0000u);
+  EXPECT_EQ(created.x, CW_USEDEFAULT);
+  EXPECT_EQ(created.y, 0);
+  EXPECT_EQ(created.width, CW_USEDEFAULT);
+  EXPECT_EQ(created.height, 0);
+  EXPECT_FALSE(created.parent);
+  EXPECT_FALSE(created.menu);
+}
+
+TEST_F(MainWindow, MenuOffersTheExitAndTheAboutBox) {
+  const HMENU menu = ::GetMenu(window);
+  ASSERT_EQ(::GetMenuItemCount(menu), 2);
+  const HMENU file = ::GetSubMenu(menu, 0);
+  const HMENU help = ::GetSubMenu(menu, 1);
+  EXPECT_EQ(menuText(menu, 0), L"&File");
+  ASSERT_EQ(::GetMenuItemCount(file), 1);
+  EXPECT_EQ(menuText(file, 0), L"E&xit");
+  EXPECT_EQ(::GetMenuItemID(file, 0), 105u);
+  EXPECT_EQ(menuText(menu, 1), L"&Help");
+  ASSERT_EQ(::GetMenuItemCount(help), 1);
+  EXPECT_EQ(menuText(help, 0), L"&About ...");
+  EXPECT_EQ(::GetMenuItemID(help, 0), 104u);
+}
+
+TEST_F(MainWindow, AltWithQuestionMarkOrSlashOpensTheAboutBox) {
+  ACCEL keys[3] = {};
+  ASSERT_EQ(::CopyAcceleratorTableW(session.accelerators, keys, 3), 2);
+  const WORD letters[] = {L'?', L'/'};
+  for (int index = 0; index < 2; ++index) {
+    EXPECT_EQ(keys[index].fVirt & (FALT | FCONTROL | FSHIFT | FVIRTKEY), FALT);
+    EXPECT_EQ(keys[index].key, letters[index]);
+    EXPECT_EQ(keys[index].cmd, 104);
+  }
+}
+
+TEST_F(MainWindow, AboutCommandOpensTheDialogAndKeepsTheWindow) {
+  ::SendMessageW(window, WM_COMMAND, 104, 0);
+  EXPECT_EQ(openedDialogs, (std::vector<LPCWSTR>{MAKEINTRESOURCEW(103)}));
+  EXPECT_TRUE(::IsWindow(window));
+  EXPECT_EQ(takeQuitMessage(), std::nullopt);
+}
+
+TEST_F(MainWindow, ExitCommandDestroysItAndQuitsWithZero) {
+  ::SendMessageW(window, WM_COMMAND, 105, 0);
+  EXPECT_FALSE(::IsWindow(window));
+  EXPECT_EQ(takeQuitMessage(), std::optional<WPARAM>(0));
+}
+
+TEST_F(MainWindow, OtherCommandsChangeNothing) {
+  ::SendMessageW(window, WM_COMMAND, 106, 0);
+  EXPECT_TRUE(::IsWindow(window));
+  EXPECT_TRUE(openedDialogs.empty());
+  EXPECT_EQ(takeQuitMessage(), std::nullopt);
+}
+
+TEST(ApplicationManifest, AsksForAnAdministratorForTheScreensOwnDensityAndForTheNewerControls) {
+  const std::string manifest = applicationManifest();
+  for (const char* part : {"<requestedExecutionLevel level=\"requireAdministrator\" uiAccess=\"false\"/>",
+                           ">true/PM</dpiAware>", "name=\"Microsoft.Windows.Common-Controls\" version=\"6.0.0.0\""}) {
+    EXPECT_NE(manifest.find(part), std::string::npos) << part;
+  }
+}

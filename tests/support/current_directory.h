@@ -1,0 +1,23 @@
+// current_directory - a folder as the current directory for as long as a test needs it there.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include <windows.h>
+
+class CurrentDirectory {
+ public:
+  explicit CurrentDirectory(const std::wstring& path) {
+    ::GetCurrentDirectoryW(MAX_PATH, before_);
+    if (!::SetCurrentDirectoryW(path.c_str())) {
+      throw std::runtime_error("SetCurrentDirectoryW");
+    }
+  }
+  ~CurrentDirectory() { ::SetCurrentDirectoryW(before_); }
+  CurrentDirectory(const CurrentDirectory&) = delete;
+  CurrentDirectory& operator=(const CurrentDirectory&) = delete;
+
+ private:
+  wchar_t before_[MAX_PATH] = L"";
+};
