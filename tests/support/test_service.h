@@ -24,9 +24,18 @@ class TestService {
   explicit TestService(std::wstring name, const wchar_t* manner = ServiceManner::kStops) : name_(std::move(name)) {
     const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
     const std::wstring commandLine = L"\"" + ownProgram() + L"\" --service " + manner + L" " + running_.name();
-    service_.reset(::CreateServiceW(manager.get(), name_.c_str(), name_.c_str(), SERVICE_ALL_ACCESS,
-                                    SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_IGNORE,
-                                    commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+    // A deleted service stays registered until its manager has seen the end of its process. Nothing tells of that.
+    constexpr DWORD kPollMilliseconds = 20;
+    const ULONGLONG end = ::GetTickCount64() + NamedEvent::kLimitMilliseconds;
+    for (;;) {
+      service_.reset(::CreateServiceW(manager.get(), name_.c_str(), name_.c_str(), SERVICE_ALL_ACCESS,
+                                      SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_IGNORE,
+                                      commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+      if (service_ || ::GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE || ::GetTickCount64() > end) {
+        break;
+      }
+      ::Sleep(kPollMilliseconds);
+    }
   }
   ~TestService() {
     if (!service_ && exists()) {
