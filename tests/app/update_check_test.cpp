@@ -12,6 +12,7 @@
 
 #include "app/cleanup_session.h"
 #include "support/link_seam.h"
+#include "support/program_named.h"
 #include "support/test_child.h"
 #include "support/test_folder.h"
 #include "support/text.h"
@@ -26,6 +27,7 @@ std::string notes;
 // The exit code of a child that the check has let go on.
 constexpr int kWentOn = 7;
 constexpr DWORD kLimitMilliseconds = 60'000;
+constexpr wchar_t kUpdateClient[] = L"wuauclt.exe";
 
 }  // namespace
 
@@ -36,31 +38,6 @@ LINK_SEAM(int, MessageBoxW, (HWND owner, LPCWSTR text, LPCWSTR title, UINT style
 }
 
 namespace {
-
-// This program, waiting under the name of Windows Update's client.
-class UpdateClient {
- public:
-  UpdateClient()
-      : path_(folder_ / L"wuauclt.exe"),
-        copied_(::CopyFileW(ownProgram().c_str(), path_.c_str(), TRUE)),
-        process_(L"\"" + path_ + L"\" --wait " + ready_.name() + L" " + go_.name()) {}
-  ~UpdateClient() {
-    go_.set();
-    process_.waitForEnd();
-  }
-  UpdateClient(const UpdateClient&) = delete;
-  UpdateClient& operator=(const UpdateClient&) = delete;
-
-  bool runs() const { return copied_ && ready_.wait() && process_.isRunning(); }
-
- private:
-  TestFolder folder_;
-  NamedEvent ready_;
-  NamedEvent go_;
-  std::wstring path_;
-  BOOL copied_;
-  ChildProcess process_;
-};
 
 class UpdateCheck : public testing::Test {
  protected:
@@ -87,7 +64,7 @@ TEST_F(UpdateCheck, WithoutTheClientTheRunGoesOn) {
 }
 
 TEST_F(UpdateCheck, RunningClientEndsTheProcessBehindAMessage) {
-  const UpdateClient client;
+  const ProgramNamed client(kUpdateClient);
   ASSERT_TRUE(client.runs());
   EXPECT_EQ(startChild(L"--check"), 0u);
   EXPECT_EQ(shown(), kMessage);
@@ -98,21 +75,21 @@ TEST_F(UpdateCheck, MessageIsInTheUsersLanguage) {
       folder_.makeFile(L"DEU.xml",
                        "<Language X><Caption Value=\"126\">Titel</Caption><Caption Value=\"135\">Modus</Caption>"
                        "<Caption Value=\"137\">Erst das Update</Caption></Language>");
-  const UpdateClient client;
+  const ProgramNamed client(kUpdateClient);
   ASSERT_TRUE(client.runs());
   EXPECT_EQ(startChild(L"--check", language), 0u);
   EXPECT_EQ(shown(), "Titel|Erst das Update|64|1");
 }
 
 TEST_F(UpdateCheck, InteractiveRunLooksForTheClient) {
-  const UpdateClient client;
+  const ProgramNamed client(kUpdateClient);
   ASSERT_TRUE(client.runs());
   EXPECT_EQ(startChild(L"--run"), 0u);
   EXPECT_EQ(shown(), kMessage);
 }
 
 TEST_F(UpdateCheck, SilentRunDoesNotLookForTheClient) {
-  const UpdateClient client;
+  const ProgramNamed client(kUpdateClient);
   ASSERT_TRUE(client.runs());
   EXPECT_EQ(startChild(L"--run-silent"), static_cast<DWORD>(kWentOn));
   EXPECT_EQ(shown(), "");

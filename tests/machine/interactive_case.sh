@@ -5,6 +5,10 @@
 #   run_with_user WINDOWS [LINE]...  a sitting: the further lines, and a run of the program by a user who does what the list
 #                                    WINDOWS says (bench/programs/window_driver.cpp)
 #   expect_user_done                 the run and the user have come to their ends
+#   windows_until_consent            what the user sees first in every run, up to the question for consent
+#   window_consent                   that question
+#   window_finish OUTCOME            the finish dialog with that text
+#   window_restart                   the question about the restart, answered
 #   expect_windows                   the user has seen what standard input says, and nothing else
 #   expect_pictures NAME...          each shows something
 
@@ -42,6 +46,45 @@ without_the_screen() {
 expect_user_done() {
     expect_recorded "exit	0"
     expect_recorded 'ended	C:\bench\window_driver.exe	0'
+}
+
+windows_until_consent() {
+    cat <<'WINDOWS'
+window	safe-mode	ORV Cleanup Utility
+control	6	&Yes
+control	7	&No
+control	-1	ORV Cleanup Utility has detected that your system is not currently in safe mode. Would you like to reboot and run in safe mode?
+gone
+WINDOWS
+    window_consent
+}
+
+window_consent() {
+    cat <<'WINDOWS'
+window	consent	ORV Cleanup Utility
+control	1	OK
+control	2	Cancel
+control	-1	This process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV Software. This process will not remove or modify ORV chipset drivers.
+WINDOWS
+}
+
+window_finish() {
+    cat <<WINDOWS
+window	finish	ORV Cleanup Utility
+control	1	Finish
+control	1000	View Report
+control	1001	$1
+WINDOWS
+}
+
+window_restart() {
+    cat <<'WINDOWS'
+window	restart	ORV Cleanup Utility
+control	6	&Yes
+control	7	&No
+control	-1	Actions taken by ORV Cleanup Utility require a system reboot. Would you like to reboot now?
+gone
+WINDOWS
 }
 
 expect_windows() {

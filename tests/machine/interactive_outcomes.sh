@@ -8,28 +8,11 @@
 
 # windows_until_the_end OUTCOME - what a user sees in a run with that text in its finish dialog.
 windows_until_the_end() {
-    cat <<WINDOWS
-window	safe-mode	ORV Cleanup Utility
-control	6	&Yes
-control	7	&No
-control	-1	ORV Cleanup Utility has detected that your system is not currently in safe mode. Would you like to reboot and run in safe mode?
-gone
-window	consent	ORV Cleanup Utility
-control	1	OK
-control	2	Cancel
-control	-1	This process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV Software. This process will not remove or modify ORV chipset drivers.
-gone
-window	finish	ORV Cleanup Utility
-control	1	Finish
-control	1000	View Report
-control	1001	$1
-gone
-window	restart	ORV Cleanup Utility
-control	6	&Yes
-control	7	&No
-control	-1	Actions taken by ORV Cleanup Utility require a system reboot. Would you like to reboot now?
-gone
-WINDOWS
+    windows_until_consent
+    echo gone
+    window_finish "$1"
+    echo gone
+    window_restart
 }
 
 # keep_outcome_picture NAME - the picture beside the outcome's text goes to NAME.png: its place, and the size of the smallest

@@ -40,27 +40,12 @@ expect_log_form
 run_with_user "$leftovers_data/windows_second_instance.tsv"
 
 expect_user_done
-expect_windows <<'WINDOWS'
-window	safe-mode	ORV Cleanup Utility
-control	6	&Yes
-control	7	&No
-control	-1	ORV Cleanup Utility has detected that your system is not currently in safe mode. Would you like to reboot and run in safe mode?
-gone
-window	consent	ORV Cleanup Utility
-control	1	OK
-control	2	Cancel
-control	-1	This process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV Software. This process will not remove or modify ORV chipset drivers.
-window	refusal	ORV Cleanup Utility
-control	1	OK
-control	-1	Another instance is running.
-gone
-ended	0
-window	consent	ORV Cleanup Utility
-control	1	OK
-control	2	Cancel
-control	-1	This process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV Software. This process will not remove or modify ORV chipset drivers.
-gone
-WINDOWS
+{
+    windows_until_consent
+    printf '%s\n' 'window	refusal	ORV Cleanup Utility' 'control	1	OK' 'control	-1	Another instance is running.' 'gone' 'ended	0'
+    window_consent
+    echo gone
+} | expect_windows
 expect_pictures second_instance
 expect_nothing_gone
 # The manifest and the switched-off search for drivers are put back at the end of a run that the user has agreed to.

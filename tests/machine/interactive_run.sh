@@ -17,44 +17,31 @@ run_with_user "$leftovers_data/windows_whole_run.tsv"
 expect_user_done
 # The dots are on the move: which of them is filled when the user looks is chance.
 sed -i -E 's/^(control\t1005\t)(○ ◉ ○|○ ○ ◉)$/\1◉ ○ ○/' "$work/windows_found.tsv"
-expect_windows <<'WINDOWS'
-window	safe-mode	ORV Cleanup Utility
-control	6	&Yes
-control	7	&No
-control	-1	ORV Cleanup Utility has detected that your system is not currently in safe mode. Would you like to reboot and run in safe mode?
-gone
-window	consent	ORV Cleanup Utility
-control	1	OK
-control	2	Cancel
-control	-1	This process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV Software. This process will not remove or modify ORV chipset drivers.
-gone
+success="The ORV Cleanup Utility has successfully completed."
+{
+    windows_until_consent
+    echo gone
+    cat <<'WINDOWS'
 window	splash	ORV Cleanup Utility
 control	1004	Removing Drivers, Applications, Utilities
 control	1013	Cleanup Utility
 control	1005	◉ ○ ○
 control	1014	—
 changed	1005
-window	finish	ORV Cleanup Utility
-control	1	Finish
-control	1000	View Report
-control	1001	The ORV Cleanup Utility has successfully completed.
+WINDOWS
+    window_finish "$success"
+    cat <<'WINDOWS'
 stays	yes
 window	about	About
 control	-1	ORVCleanupUtility Version 1.0
 control	-1	Copyright (C) 2026 Orvane Devices, Inc.
 control	1	OK
 gone
-window	finish	ORV Cleanup Utility
-control	1	Finish
-control	1000	View Report
-control	1001	The ORV Cleanup Utility has successfully completed.
-gone
-window	restart	ORV Cleanup Utility
-control	6	&Yes
-control	7	&No
-control	-1	Actions taken by ORV Cleanup Utility require a system reboot. Would you like to reboot now?
-gone
 WINDOWS
+    window_finish "$success"
+    echo gone
+    window_restart
+} | expect_windows
 expect_pictures safe_mode consent splash finish about restart
 
 report=$user_folder\\Temp\\CleanUp\\report.xml

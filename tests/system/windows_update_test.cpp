@@ -17,8 +17,8 @@
 #include <gtest/gtest.h>
 
 #include "support/link_seam.h"
+#include "support/program_named.h"
 #include "support/test_child.h"
-#include "support/test_folder.h"
 
 namespace {
 
@@ -93,30 +93,6 @@ LINK_SEAM(HRESULT, CoSetProxyBlanket,
 }
 
 namespace {
-
-// This program, waiting under another name.
-class ProgramNamed {
- public:
-  explicit ProgramNamed(const std::wstring& name)
-      : path_(folder_ / name),
-        copied_(::CopyFileW(ownProgram().c_str(), path_.c_str(), TRUE)),
-        process_(L"\"" + path_ + L"\" --wait " + ready_.name() + L" " + go_.name()) {}
-  ~ProgramNamed() {
-    go_.set();
-    process_.waitForEnd();
-  }
-  ProgramNamed(const ProgramNamed&) = delete;
-  ProgramNamed& operator=(const ProgramNamed&) = delete;
-  bool runs() const { return copied_ && ready_.wait() && process_.isRunning(); }
-
- private:
-  TestFolder folder_;
-  NamedEvent ready_;
-  NamedEvent go_;
-  std::wstring path_;
-  BOOL copied_;
-  ChildProcess process_;
-};
 
 class WindowsUpdate : public testing::Test {
  protected:
