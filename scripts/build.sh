@@ -17,8 +17,8 @@ install_packages "${build_packages[@]}"
 cd "$root"
 mkdir -p "build/$configuration"
 log=build/$configuration/build.log
-# Configuring again is left to the build itself, which knows when a CMake file has changed.
-if [ ! -f "build/$configuration/build.ninja" ]; then
+# Configuring again is left to the build itself, which knows when a CMake file has changed, but not when the presets have.
+if [ ! -f "build/$configuration/build.ninja" ] || [ CMakePresets.json -nt "build/$configuration/build.ninja" ]; then
     say "Configuring build/$configuration"
     cmake --preset "mingw-$configuration" >"$log" 2>&1 || {
         tail -n 30 "$log" >&2

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -79,6 +81,7 @@ class ChildProcess {
 //   --signal EVENT          sets the event
 //   --wait READY GO         sets the event READY, waits for the event GO
 //   --print TEXT...         prints each text, and goes on only when the reader has taken it
+//   --print-file PATH       prints what the file holds
 //   --print-amount BYTES    prints that many bytes, "0123456789" over and over
 inline std::optional<int> runAsChild(int argumentCount, char** arguments) {
   const std::string_view mode = argumentCount > 1 ? arguments[1] : "";
@@ -113,6 +116,11 @@ inline std::optional<int> runAsChild(int argumentCount, char** arguments) {
     for (int index = 2; index < argumentCount; ++index) {
       print(arguments[index]);
     }
+    return 0;
+  }
+  if (mode == "--print-file") {
+    std::ifstream file(argumentCount > 2 ? arguments[2] : "", std::ios::binary);
+    print(std::string(std::istreambuf_iterator<char>(file), {}));
     return 0;
   }
   if (mode == "--print-amount") {

@@ -15,6 +15,7 @@
 #include "support/directory_seams.h"
 #include "support/link_seam.h"
 #include "support/status_seams.h"
+#include "support/test_child.h"
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/directory_walk.h"
@@ -37,8 +38,8 @@ bool sizeUnknown = false;
 
 }  // namespace
 
-// The bench machine's `expand` cannot list. Its place is taken by printing a prepared listing, in the same shell and
-// through the same pipe.
+// The bench machine's `expand` cannot list. Its place is taken by this program, which prints a prepared listing through
+// the same pipe and stays until it is read, as the run looks no more for what comes with the end of the process.
 LINK_SEAM(BOOL, CreateProcessW,
           (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
            LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
@@ -49,7 +50,8 @@ LINK_SEAM(BOOL, CreateProcessW,
   if (command.starts_with(before) && command.ends_with(behind)) {
     const std::wstring package = command.substr(before.size(), command.size() - before.size() - behind.size());
     listed.push_back(package);
-    command = listings.contains(package) ? L"cmd.exe /C type " + listings[package] : L"cmd.exe /C exit 1";
+    command =
+        ownProgram() + (listings.contains(package) ? L" --print-file \"" + listings[package] + L"\"" : L" --exit 1");
   }
   return realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
       application, command.data(), processSecurity, threadSecurity, inherit, flags, environment, directory, startup,
@@ -252,4 +254,12 @@ TEST_F(UpdateCache, ReadingThatBreaksOffRaises) {
     EXPECT_EQ(failure.code().value(), ERROR_CRC);
   }
   EXPECT_EQ(listed.size(), 1u);
+}
+
+int main(int argumentCount, char** arguments) {
+  if (const auto exitCode = runAsChild(argumentCount, arguments)) {
+    return *exitCode;
+  }
+  ::testing::InitGoogleMock(&argumentCount, arguments);
+  return RUN_ALL_TESTS();
 }
