@@ -96,8 +96,8 @@ LINK_SEAM(BOOL, SetupDiSetDeviceInstallParamsW,
 
 LINK_SEAM(BOOL, SetupDiCallClassInstaller, (DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA data)) {
   copiedFiles = copiedFiles || (function == DIF_INSTALLDEVICEFILES && queueIsRefused);
-  return realFunction<decltype(&::SetupDiCallClassInstaller)>(L"setupapi.dll", "SetupDiCallClassInstaller")(
-      function, set, data);
+  return realFunction<decltype(&::SetupDiCallClassInstaller)>(L"setupapi.dll", "SetupDiCallClassInstaller")(function,
+                                                                                                            set, data);
 }
 
 TEST_F(DriverFiles, AreNotedInTheirOrderAndWrittenToStandardOutput) {
