@@ -34,6 +34,10 @@ sed -n 's/^outcome\t//p' "$work/devices.tsv" >"$work/outcomes.tsv"
     awk -F'\t' '$5 == "credited" { print $4 "\tlisted" }
         $1 == "device" && $3 == "stays" && $4 != "-" { print $4 "\tkept" }' "$work/outcomes.tsv"
 } | jq -Rn '[inputs / "\t" | { (.[0]): .[1] }] | add' >"$work/fates.json"
+jq -r --slurpfile fates "$work/fates.json" '.Packages.ORVDrivers | to_entries[] | select($fates[0][.key] == null)
+    | .key as $name | .value | (.RegistryKeys, .RegistryValues, .Directories)[] | "\($name)\t\(.)"' "$manifest" \
+    >"$work/rows_without_a_device.txt"
+expect_empty "rows of driver packages for which no device counts" "$work/rows_without_a_device.txt"
 leftovers_rows "$manifest" "$work/all_rows.tsv" "$(cat "$work/fates.json")"
 # The PCI filter's service is spared by name; program_leftovers.tsv plants it.
 grep -avxP 'listed\tservice\torvpcifd' "$work/all_rows.tsv" >"$work/manifest_rows.tsv"

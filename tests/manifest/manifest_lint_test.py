@@ -70,6 +70,18 @@ def applications(tree):
     return tree["Packages"]["ORVApplications"]
 
 
+KEY = "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\"
+ALIKE = ["LumioCapture64", "KOSensors64", "ORVToneStudio64", "HLXRuntime64"]
+SERVICES = {"FanControllerDriver64": "orvfanctl", "FlashAccessDriver64": "orvflash", "MemoryCarveoutDriver64": "orvcarve",
+            "UsbTypeCDriver64": "orvusbtypec"}
+
+
+def settings_alike(tree, count):
+    """One setting under some packages, behind each package's name."""
+    for name in ALIKE[:count]:
+        applications(tree)[name]["RegistryValues"].append(f"{KEY}Settings\\{name[:-2]}UserLevel")
+
+
 KO_CODE = TREE["Packages"]["ORVApplications"]["KOTuning64"]["Info"]["UpgradeID"]
 # Bytes and keys: name of the case, the spoilt document, what is wrong with it.
 SPOILT = [
@@ -120,6 +132,57 @@ SPOILT = [
      "KOTuning64.Services: has rows, which nobody reads: an application has no services"),
     ("a row too few", changed(lambda tree: tree["Generic"]["Shortcuts"].pop()),
      "counts: Generic.Shortcuts: 2, but the table of shipped counts says 3"),
+    # Packages that no removed device can count for: their rows would stay on every machine.
+    ("a row of the second package of a class",
+     changed(lambda tree: drivers(tree)["AudioCoprocessorDriver64"]["RegistryKeys"].append(KEY + "Audio\\Voices")),
+     f'AudioCoprocessorDriver64.RegistryKeys: {json.dumps(KEY + "Audio" + chr(92) + "Voices")} is of a package that no '
+     "device counts for: DisplayAudioDriver64 gets them all"),
+    ("a row of the second package of a class, in other letters",
+     changed(lambda tree: (drivers(tree)["UsbTypeCDriver64"]["Info"].update(ClassName="softwarecomponent"))),
+     'UsbTypeCDriver64.Services: "orvusbtypec" is of a package that no device counts for: '
+     "SettingsComponentDriver64 gets them all"),
+    ("a row of an extension",
+     changed(lambda tree: drivers(tree)["DisplayExtensionDriver64"]["Services"].append("orvdispextsvc")),
+     'DisplayExtensionDriver64.Services: "orvdispextsvc" is of a package that no device counts for: '
+     "extensions lose their driver package only"),
+    ("a description that an earlier one is part of",
+     changed(lambda tree: drivers(tree)["FanControllerDriver64"]["Info"].update(DeviceDesc="Orvane Crash Guard Fan")),
+     'FanControllerDriver64.Services: "orvfanctl" is of a package that no device counts for: '
+     "CrashGuardDriver64 gets them all"),
+    ("a device id that an earlier one is part of",
+     changed(lambda tree: drivers(tree)["VirtualMicrophoneDriver64"]["Info"].update(DeviceID="ROOT\\ORVTONEBUS2")),
+     'VirtualMicrophoneDriver64.Services: "orvvirtmic" is of a package that no device counts for: '
+     "ToneBusDriver64 gets them all"),
+    ("a system package that means no device",
+     changed(lambda tree: drivers(tree)["FanControllerDriver64"]["Info"].update(DeviceDesc="")),
+     'FanControllerDriver64.Services: "orvfanctl" is of a package that no device counts for: it means none'),
+    ("the experience programme's store app",
+     changed(lambda tree: tree["InclusionList"]["UWP"].__setitem__(-1, "OrvaneDevicesInc-2.MeridiaExperience*")),
+     'InclusionList.UWP: "OrvaneDevicesInc-2.MeridiaExperience*" is the experience programme\'s, which a user may have '
+     "opted in to"),
+    ("a pattern that the experience programme's store app fits",
+     changed(lambda tree: tree["InclusionList"]["UWP"].__setitem__(-1, "OrvaneDevicesInc-2.Meridia*")),
+     'InclusionList.UWP: "OrvaneDevicesInc-2.Meridia*" is the experience programme\'s, which a user may have opted in to'),
+    # Rows that no product would have.
+    ("a key of a package's own name",
+     changed(lambda tree: applications(tree)["LumioCapture64"]["RegistryKeys"].append(KEY + "LM\\LumioCapture")),
+     f'LumioCapture64.RegistryKeys: {json.dumps(KEY + "LM" + chr(92) + "LumioCapture")} ends in the package\'s own name, '
+     "which no product knows"),
+    ("a key of a driver package's own name, in two words",
+     changed(lambda tree: drivers(tree)["CrashGuardDriver64"]["RegistryKeys"].append(KEY + "Crash Guard")),
+     f'CrashGuardDriver64.RegistryKeys: {json.dumps(KEY + "Crash Guard")} ends in the package\'s own name, '
+     "which no product knows"),
+    ("a setting that four packages have alike", changed(lambda tree: settings_alike(tree, 4)),
+     f'LumioCapture64.RegistryValues: {json.dumps(KEY + "Settings" + chr(92) + "LumioCaptureUserLevel")} is a setting that '
+     "4 packages have alike"),
+    ("a file that four packages have alike",
+     changed(lambda tree: [applications(tree)[name]["Files"].append(f"INSTALL_DIR\\LM\\{name}\\Profiles\\calm.json")
+                           for name in ALIKE[:4]]),
+     'LumioCapture64.Files: "INSTALL_DIR\\\\LM\\\\LumioCapture64\\\\Profiles\\\\calm.json" is a file that 4 packages '
+     "have alike"),
+    ("a service beside each service",
+     changed(lambda tree: [drivers(tree)[name]["Services"].append(service + "svc") for name, service in SERVICES.items()]),
+     'FanControllerDriver64.Services: "orvfanctlsvc" is another service with an ending, as in 4 packages'),
     ("a package not included",
      changed(lambda tree: tree["InclusionList"]["Applications"].__setitem__(-1, "OrvaneOther64")),
      "InclusionList.Applications: lacks OrvaneBundle64: all that it lists would be protected"),
@@ -204,6 +267,17 @@ class ManifestLint(unittest.TestCase):
         for name, data, fault in SPOILT:
             with self.subTest(name):
                 self.refuse(data, fault)
+
+    def test_three_packages_may_have_a_setting_alike(self):
+        _, faults, _ = lint(changed(lambda tree: settings_alike(tree, 3)))
+        self.assertEqual([], [fault for fault in faults if "alike" in fault])
+
+    def test_packages_that_stay_compete_for_no_device(self):
+        # The package for the sensor hub is in no inclusion list: what it means counts for the next one.
+        tree = copy.deepcopy(TREE)
+        drivers(tree)["NeuralProcessorDriver64"]["Info"].update(ClassName="system", DeviceDesc="Orvane Sensor Hub 2")
+        _, faults, _ = lint(laid_out(tree))
+        self.assertEqual([], faults)
 
     def test_spoilt_rows_are_refused(self):
         for path, row, reason, *further in SPOILT_ROWS:

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -258,6 +259,44 @@ TEST(ShippedManifest, InclusionListsNameThePackages) {
   for (const std::wstring& pattern : rowsOf(shippedTree().get_child("InclusionList.UWP"))) {
     EXPECT_TRUE(pattern.starts_with(L"OrvaneDevicesInc-2.") && pattern.ends_with(L"*") && pattern.size() > 25)
         << ::testing::PrintToString(pattern);
+  }
+}
+
+// A device found by its class counts for the first package of that class, and one of an extension for none. What the other
+// packages list would stay on every machine.
+TEST(ShippedManifest, PackagesThatNoDeviceCountsForListNothing) {
+  Rows included = rowsOf(shippedTree().get_child("InclusionList.Drivers"));
+  included.insert(included.end(), {L"DisplayDriver", L"DisplayDriver64"});
+  std::set<std::string> taken;
+  Names without;
+  for (const auto& [name, package] : shippedTree().get_child("Packages.ORVDrivers")) {
+    std::string deviceClass = package.get<std::string>("Info.ClassName");
+    if (!contains(included, std::wstring(name.begin(), name.end())) || deviceClass == "system" ||
+        !package.get<std::string>("Info.DeviceID").empty()) {
+      continue;
+    }
+    std::transform(deviceClass.begin(), deviceClass.end(), deviceClass.begin(), [](unsigned char c) {
+      return static_cast<char>(std::tolower(c));
+    });
+    if (deviceClass.find("extension") == std::string::npos && taken.insert(deviceClass).second) {
+      continue;
+    }
+    without.push_back(name);
+    for (const char* list : {"RegistryKeys", "RegistryValues", "Directories", "Services"}) {
+      EXPECT_THAT(rowsOf(package.get_child(list)), IsEmpty()) << name << " " << list;
+    }
+  }
+  EXPECT_THAT(without,
+              ElementsAre("DisplayDriver64", "AudioCoprocessorDriver64", "DisplayExtensionDriver64",
+                          "GraphicsExtensionDriver64", "AudioExtensionDriver64", "PanelComponentDriver64"));
+}
+
+// Store apps on the list go on every run; this one stays where its user has opted in.
+TEST(ShippedManifest, TheExperienceProgrammesStoreAppIsNotOnTheList) {
+  const Rows patterns = rowsOf(shippedTree().get_child("InclusionList.UWP"));
+  EXPECT_THAT(patterns, SizeIs(7));
+  for (const std::wstring& pattern : patterns) {
+    EXPECT_EQ(std::wstring::npos, pattern.find(L"Meridia")) << ::testing::PrintToString(pattern);
   }
 }
 
