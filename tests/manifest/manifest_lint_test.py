@@ -141,6 +141,9 @@ SPOILT = [
      changed(lambda tree: (drivers(tree)["UsbTypeCDriver64"]["Info"].update(ClassName="softwarecomponent"))),
      'UsbTypeCDriver64.Services: "orvusbtypec" is of a package that no device counts for: '
      "SettingsComponentDriver64 gets them all"),
+    ("a row of the second display driver",
+     changed(lambda tree: drivers(tree)["DisplayDriver64"]["Services"].append("orvgfxkm64")),
+     'DisplayDriver64.Services: "orvgfxkm64" is of a package that no device counts for: DisplayDriver gets them all'),
     ("a row of an extension",
      changed(lambda tree: drivers(tree)["DisplayExtensionDriver64"]["Services"].append("orvdispextsvc")),
      'DisplayExtensionDriver64.Services: "orvdispextsvc" is of a package that no device counts for: '

@@ -40,6 +40,14 @@ TEST(RelatedPaths, AreTheSameOrOneInTheOther) {
   expectRelated(one + L"\\setup.exe", folder / L"Packages\\one more\\setup.exe", false);
 }
 
+TEST(RelatedPaths, MayHaveTwoDotsInANameOnTheWay) {
+  const TestFolder folder;
+  folder.makeFile(L"Packages\\one..two\\setup.exe");
+  expectRelated(folder / L"Packages", folder / L"Packages\\one..two\\setup.exe", true);
+  expectRelated(folder / L"Packages", folder / L"Packages\\..missing", true);
+  expectRelated(folder / L"Packages\\one", folder / L"Packages\\one..two", false);
+}
+
 TEST(RelatedPaths, NeedNotExist) {
   expectRelated(L"C:\\missing\\a", L"C:\\Missing\\A\\b\\", true);
   expectRelated(L"C:\\missing\\a", L"C:\\missing\\ab", false);
