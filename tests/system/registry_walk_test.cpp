@@ -251,6 +251,34 @@ TEST_F(RegistryWalk, OfAKeyThatIsListedTwiceGivesNoDuplicateBelowIt) {
   EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\name"));
 }
 
+// A link in the registry is opened as the key that it leads to, so its rows mean what lies there.
+TEST_F(RegistryWalk, ListsWhatALinkLeadsToBelowTheLink) {
+  const std::wstring target = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\WalkTestTarget";
+  plantString(target + L"\\below", L"name", L"text");
+  const std::wstring path = L"\\Registry\\Machine\\SOFTWARE\\WalkTestTarget";
+  RegistryKey link;
+  ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, (kSubkey + L"\\link").c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                              KEY_ALL_ACCESS, nullptr, link.put(), nullptr),
+            ERROR_SUCCESS);
+  ASSERT_EQ(::RegSetValueExW(link.get(), L"SymbolicLinkValue", 0, REG_LINK, reinterpret_cast<const BYTE*>(path.data()),
+                             static_cast<DWORD>(path.size() * sizeof(wchar_t))),
+            ERROR_SUCCESS);
+  keys_ = {kKey};
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey, kKey + L"\\link", kKey + L"\\link\\below"));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\link\\below\\name"));
+  // To delete by the link's path is to delete what it leads to.
+  EXPECT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kSubkey + L"\\link\\below").c_str()), ERROR_SUCCESS);
+  EXPECT_FALSE(keyExists(target + L"\\below"));
+  EXPECT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kSubkey + L"\\link").c_str()), ERROR_SUCCESS);
+  EXPECT_FALSE(keyExists(target));
+  // The link itself goes by its handle alone.
+  const auto deleteKey = reinterpret_cast<LONG(WINAPI*)(HANDLE)>(
+      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtDeleteKey")));
+  ASSERT_NE(deleteKey, nullptr);
+  EXPECT_EQ(deleteKey(link.get()), 0);
+}
+
 TEST_F(RegistryWalk, OfAMissingKeyGivesNothing) {
   const CapturedLog log;
   keys_ = {kKey + L"\\missing", L"HKEY_USERS\\S-1-5-21-***\\Software"};
