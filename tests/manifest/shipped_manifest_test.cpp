@@ -262,8 +262,8 @@ TEST(ShippedManifest, InclusionListsNameThePackages) {
   }
 }
 
-// A device found by its class counts for the first package of that class, and one of an extension for none. What the other
-// packages list would stay on every machine.
+// A device found by its class counts for the first package of that class, and one of an extension for none. What the
+// other packages list would stay on every machine.
 TEST(ShippedManifest, PackagesThatNoDeviceCountsForListNothing) {
   Rows included = rowsOf(shippedTree().get_child("InclusionList.Drivers"));
   included.insert(included.end(), {L"DisplayDriver", L"DisplayDriver64"});
@@ -275,9 +275,8 @@ TEST(ShippedManifest, PackagesThatNoDeviceCountsForListNothing) {
         !package.get<std::string>("Info.DeviceID").empty()) {
       continue;
     }
-    std::transform(deviceClass.begin(), deviceClass.end(), deviceClass.begin(), [](unsigned char c) {
-      return static_cast<char>(std::tolower(c));
-    });
+    std::transform(deviceClass.begin(), deviceClass.end(), deviceClass.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (deviceClass.find("extension") == std::string::npos && taken.insert(deviceClass).second) {
       continue;
     }
@@ -286,9 +285,8 @@ TEST(ShippedManifest, PackagesThatNoDeviceCountsForListNothing) {
       EXPECT_THAT(rowsOf(package.get_child(list)), IsEmpty()) << name << " " << list;
     }
   }
-  EXPECT_THAT(without,
-              ElementsAre("DisplayDriver64", "AudioCoprocessorDriver64", "DisplayExtensionDriver64",
-                          "GraphicsExtensionDriver64", "AudioExtensionDriver64", "PanelComponentDriver64"));
+  EXPECT_THAT(without, ElementsAre("DisplayDriver64", "AudioCoprocessorDriver64", "DisplayExtensionDriver64",
+                                   "GraphicsExtensionDriver64", "AudioExtensionDriver64", "PanelComponentDriver64"));
 }
 
 // Store apps on the list go on every run; this one stays where its user has opted in.
