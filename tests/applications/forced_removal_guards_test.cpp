@@ -49,6 +49,18 @@ TEST_F(UninstallList, LosesEveryEntryOfTheNameAndNoUnreadableOne) {
   }
 }
 
+// The list that 32-bit installers write to is another key, which the removal does not open.
+TEST_F(UninstallList, OfThe32BitProgramsKeepsItsEntry) {
+  const std::wstring entry =
+      L"HKEY_LOCAL_MACHINE\\Software\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kCode;
+  plantString(entry, L"DisplayName", kName);
+  plantString(kUninstallKey + L"\\" + kCode, L"DisplayName", kName);
+  ForceRemoveProduct(kName);
+  EXPECT_TRUE(keyExists(entry));
+  EXPECT_FALSE(keyExists(kUninstallKey + L"\\" + kCode));
+  removeKey(entry);
+}
+
 TEST_F(UserData, OfEverySidIsTreatedAndOfOtherNamesNot) {
   const std::wstring sids[] = {kSystem, kService, L"s-1-5-21-1-2-3-1001", L"xS-1-5"};
   for (const std::wstring& sid : sids) {
