@@ -2,7 +2,10 @@
 
 #include <share.h>
 #include <stdio.h>
+#include <stdlib.h>
 
+#include <algorithm>
+#include <climits>
 #include <cwchar>
 #include <ctime>
 #include <memory>
@@ -49,6 +52,36 @@ std::wstring timeStamp() {
   return text.get();
 }
 
+// A line that was cut ends like any other: its last character gives way to the line feed.
+template <std::size_t capacity>
+void endLine(wchar_t (&line)[capacity]) {
+  const std::size_t length = std::wcslen(line);
+  if (length == 0 || line[length - 1] != L'\n') {
+    const std::size_t end = std::min(length, capacity - 2);
+    line[end] = L'\n';
+    line[end + 1] = L'\0';
+  }
+}
+
+// One character as the C locale writes it, and where that has none for it, as \u and four hexadecimal digits. The
+// runtime's own writing of wide text would end the line there, without its line feed.
+void appendNarrow(std::string& text, wchar_t unit) {
+  if (unit < 0x80) {
+    text += static_cast<char>(unit);
+    return;
+  }
+  char bytes[MB_LEN_MAX];
+  if (const int count = ::wctomb(bytes, unit); count > 0) {
+    text.append(bytes, static_cast<std::size_t>(count));
+    return;
+  }
+  constexpr char kDigits[] = "0123456789abcdef";
+  text += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) {
+    text += kDigits[unit >> shift & 0xF];
+  }
+}
+
 // Opens the log when the program's static objects are made, before the entry point runs.
 class LogFile {
  public:
@@ -81,10 +114,13 @@ class LogFile {
     wchar_t line[kLineCharacters] = {};
     composeInto(line, L"Thread Id:%d\t%s\t%s\t%s\n", static_cast<int>(::GetCurrentThreadId()), stamp.c_str(),
                 levelNames().at(static_cast<int>(level)), message);
+    endLine(line);
     if (file_) {
-      // Text mode and the C locale: line feeds leave as CR LF, and a character that the locale cannot hold ends the
-      // output of its line.
-      ::fputws(line, file_);
+      bytes_.clear();
+      for (const wchar_t* unit = line; *unit; ++unit) {
+        appendNarrow(bytes_, *unit);
+      }
+      ::fwrite(bytes_.data(), 1, bytes_.size(), file_);  // in text mode: line feeds leave as CR LF
       ::fflush(file_);
     } else {
       ::OutputDebugStringW(line);
@@ -95,6 +131,7 @@ class LogFile {
 
  private:
   FILE* file_ = nullptr;
+  std::string bytes_;  // the line as the file gets it; kept for its room
   std::wstring path_;
   std::mutex lock_;
 };

@@ -17,8 +17,9 @@ enum class LogLevel : int {
 class Logger {
  public:
   // Writes one line "Thread Id:<id>\t<time stamp>\t<level>\t<message>". The message is cut at 65,535 characters, and so
-  // is the whole line. When the file could not be opened the line goes to OutputDebugStringW instead. Callable from any
-  // thread; whole lines never mix. Returns true always; throws std::system_error when the lock fails.
+  // is the whole line with its end, which no line lacks. A character that the C locale cannot hold stands as \u and
+  // four hexadecimal digits. When the file could not be opened the line goes to OutputDebugStringW instead. Callable
+  // from any thread; whole lines never mix. Returns true always; throws std::system_error when the lock fails.
   static bool Write(LogLevel level, const wchar_t* format, va_list arguments);
 
   // The full path of the log file, also when it could not be opened.

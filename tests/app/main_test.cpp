@@ -107,6 +107,17 @@ class Program : public testing::Test {
     const std::wstring folder = workFolder();
     return {folder.begin(), folder.end()};
   }
+
+  // The temporary folder with its separator.
+  static std::string narrowTemporaryFolder() {
+    const std::string folder = narrowWorkFolder();
+    return folder.substr(0, folder.size() - std::string("CleanUp").size());
+  }
+
+  // The line that tells of the manifest, which only a run that goes on gets to.
+  static std::string manifestLine() {
+    return "DEBUG PKMCONFIG JSON Path is: " + narrowTemporaryFolder() + "\\CleanUp\\\\ScrubList.JSON";
+  }
 };
 
 // The mutex of an instance that runs already.
@@ -118,8 +129,8 @@ class OtherInstance {
   KernelHandle mutex_;
 };
 
-bool anyLineStartsWith(const std::vector<std::string>& lines, const std::string& start) {
-  return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
+bool isLogged(const std::vector<std::string>& lines, const std::string& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 }  // namespace
@@ -138,13 +149,12 @@ TEST_F(Program, EmptyCommandLineGivesAnInteractiveRun) {
 TEST_F(Program, FirstLinesTellTheFolderTheSwitchesAndTheManifest) {
   const CapturedLog log;
   EXPECT_EQ(start(L"unknown"), 0);
-  const std::string folder = narrowWorkFolder();
-  const std::string temp = folder.substr(0, folder.size() - std::string("CleanUp").size());
+  const std::string temp = narrowTemporaryFolder();
   const std::vector<std::string> expected = {
       "ERROR Failed Opening Registry Key of CleanUpProgressPercentage registry value",
       "DEBUG Localization XML PATH\t:\t" + temp + "\\CleanUp",
       "DEBUG Localization File\t\t:\t" + temp + "CleanUp\\ENU.xml",
-      "DEBUG PKMCONFIG JSON Path is: " + temp + "\\CleanUp\\\\ScrubList.JSON",
+      manifestLine(),
       "DEBUG ------------------Parsing JSON -----------------",
       "DEBUG Parsing ScrubList.JSON File",
       "DEBUG Loading ScrubList.JSON File",
@@ -164,7 +174,7 @@ TEST_F(Program, SecondInteractiveInstanceIsRefusedWithAMessage) {
   EXPECT_EQ(shownMessages[0].title, L"ORV Cleanup Utility");
   EXPECT_EQ(shownMessages[0].style, static_cast<UINT>(MB_ICONINFORMATION));
   EXPECT_EQ(createdWindows, 0);
-  EXPECT_FALSE(anyLineStartsWith(log.lines(), "DEBUG PKMCONFIG"));
+  EXPECT_FALSE(isLogged(log.lines(), manifestLine()));
 }
 
 TEST_F(Program, SecondInstanceIsRefusedInTheUsersLanguage) {
@@ -181,7 +191,7 @@ TEST_F(Program, SecondSilentInstanceRunsBesideTheFirst) {
   const CapturedLog log;
   EXPECT_EQ(start(L"silent"), 0);
   EXPECT_TRUE(shownMessages.empty());
-  EXPECT_TRUE(anyLineStartsWith(log.lines(), "DEBUG -----------Failed Deletion of Driver Files ---------------"));
+  EXPECT_TRUE(isLogged(log.lines(), "DEBUG -----------Failed Deletion of Driver Files ---------------"));
 }
 
 TEST_F(Program, EndedInstanceLeavesNoMutexBehind) {
@@ -203,7 +213,7 @@ TEST_F(Program, MainWindowThatCannotBeCreatedEndsTheRunAtOnce) {
   const CapturedLog log;
   EXPECT_EQ(start(L""), 0);
   EXPECT_TRUE(shownMessages.empty());
-  EXPECT_FALSE(anyLineStartsWith(log.lines(), "DEBUG PKMCONFIG"));
+  EXPECT_FALSE(isLogged(log.lines(), manifestLine()));
   EXPECT_EQ(readDword(kDriverSearch, kSearchOrder), std::optional<DWORD>(1));
 }
 
@@ -244,7 +254,7 @@ TEST_F(Program, ControlPanelVersionThatIsTooShortEndsTheRunWithOneLine) {
   const std::vector<std::string> lines = log.lines();
   ASSERT_GE(lines.size(), 2u);
   EXPECT_EQ(lines[lines.size() - 2], "DEBUG -----------Deletion of Preuninstall Registries Values Ended-------------");
-  EXPECT_TRUE(lines.back().starts_with("DEBUG CleanUp:: ")) << lines.back();
+  EXPECT_EQ(lines.back(), "DEBUG CleanUp:: basic_string::substr: __pos (which is 3) > this->size() (which is 2)");
 }
 
 TEST_F(Program, ProgressPercentageIsZeroAfterTheStart) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +23,11 @@ inline const std::vector<std::pair<std::string, std::string>> kStages = {
     {"device id", "DEBUG Devices to Uninstall by devicesByDeviceID's"},
 };
 
+// The line of a device, as the first stage and as the others write it.
+inline const std::regex kDeviceLine(
+    "DEBUG Class Name: .* ----- Description: .* ----- DeviceId: (.*)|"
+    "DEBUG getClassName: .*-----getDescription: .*-----getDeviceId: (.*)");
+
 // "<list> <device id>" for each device of each list.
 inline Lines listsIn(const Lines& log) {
   Lines listed;
@@ -32,10 +38,9 @@ inline Lines listsIn(const Lines& log) {
         list = name;
       }
     }
-    for (const std::string marker : {" ----- DeviceId: ", "-----getDeviceId: "}) {
-      if (const std::size_t at = line.find(marker); !list.empty() && at != std::string::npos) {
-        listed.push_back(list + " " + line.substr(at + marker.size()));
-      }
+    std::smatch match;
+    if (!list.empty() && std::regex_match(line, match, kDeviceLine)) {
+      listed.push_back(list + " " + match[1].str() + match[2].str());
     }
   }
   return listed;

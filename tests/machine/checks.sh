@@ -138,9 +138,12 @@ expect_log_form() {
     expect_empty "log lines of another form" "$work/odd_lines.txt"
 }
 
-# expect_logged MESSAGE - one message of the log is this text. expect_logged_prefix TEXT - one begins with it.
+# expect_logged MESSAGE - one message of the log is this text. expect_logged_code TEXT - one is this text with a number and
+# a bracket behind it: an error code after a call that has worked is whatever the system has left there.
 expect_logged() { expect_some_message "$1" '$0 == text'; }
-expect_logged_prefix() { expect_some_message "$1" 'index($0, text) == 1'; }
+expect_logged_code() {
+    expect_some_message "$1" 'index($0, text) == 1 && substr($0, length(text) + 1) ~ /^-?[0-9]+]$/'
+}
 
 expect_some_message() {
     if log_messages | TEXT=$1 awk "BEGIN { text = ENVIRON[\"TEXT\"] } $2 { found = 1 } END { exit !found }"; then

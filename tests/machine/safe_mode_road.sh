@@ -42,7 +42,8 @@ recorded shutdown >"$work/commands_found.txt"
 expect_same "the restart" "$work/commands_expected.txt" "$work/commands_found.txt"
 grep "^listed	task" "$work/manifest_rows.tsv" >"$work/task_rows.tsv"
 expect_gone_exactly "$work/task_rows.tsv"
-log_messages | grep -aF 'Preuninstall' >"$work/sequence.txt" || true
+log_messages | grep -axF -- '-----------Deletion of Preuninstall Registries Values Started-------------' \
+    >"$work/sequence.txt" || true
 expect_empty "the sequence is for the second run" "$work/sequence.txt"
 
 # The machine starts the program from what the first run has left behind, before anything else, and waits for its end.

@@ -56,8 +56,8 @@ expect_stages "$case_here/expected/stages_what_resists.txt"
 { echo "$service"; absent_driver_services; } | expect_section '-----------Failed Stopping Services---------------'
 expect_section '-----------Failed Deletion of Registry Keys---------------' <<<"$refusing_key"
 expect_logged "FileOperation::Delete - Skip deletion of log file [$held_log], Error Code[32]"
-expect_logged_prefix "FileOperation::Delete - Mark File[$held] as deleted until reboot, Error Code["
-expect_logged_prefix "FileOperation::Delete - Mark File[$held_cache] as deleted until reboot, Error Code["
+expect_logged_code "FileOperation::Delete - Mark File[$held] as deleted until reboot, Error Code["
+expect_logged_code "FileOperation::Delete - Mark File[$held_cache] as deleted until reboot, Error Code["
 expect_logged "	 is a temp file"
 expect_logged "Reboot is required to finish cleanup."
 end_case

@@ -10,7 +10,7 @@ class CapturedLog {
   CapturedLog();
 
   // "<level> <message>" for each line, such as "DEBUG Stopping Service\t:\tExample". A message may hold line feeds.
-  // Text that the log's locale cannot hold is missing, as in the file.
+  // A character that the log's locale cannot hold stands as \u and four digits, as in the file.
   std::vector<std::string> lines() const;
 
   // The file's bytes since the capture began, carriage returns included.
