@@ -62,7 +62,8 @@ std::wstring numbered(const wchar_t* format, int number) {
   return text;
 }
 
-// The software key of an installed driver, below its class.
+}  // namespace
+
 std::wstring plantDriverKey(const std::wstring& classGuid, const std::wstring& nodeKey) {
   const std::wstring classKey = kClassKey + classGuid;
   int number = 0;
@@ -81,6 +82,8 @@ std::wstring plantDriverKey(const std::wstring& classGuid, const std::wstring& n
   writeText(key, L"MatchingDeviceId", readText(nodeKey, L"HardwareId"));
   return name;
 }
+
+namespace {
 
 DWORD nextNumber() {
   const DWORD number = readNumber(kDevicesKey, L"Next DevInst", 2);  // 1 is the root
@@ -194,6 +197,7 @@ void plantDriverNode(const std::wstring& deviceId, const PlantedDriver& driver) 
   writeText(key, L"HardwareId", otherwise(driver.hardwareId, hardwareIds.empty() ? L"" : hardwareIds.front()));
   writeText(key, L"Date", driver.date);
   writeTexts(key, L"Files", driver.files);
+  writeNumber(key, L"Excluded", driver.excluded.value_or(!equalsNoCase(deviceId.substr(0, 5), L"ROOT\\")));
   const std::wstring classGuid = readText(device, L"ClassGUID");
   if (readText(bench, L"Installed") == name && !classGuid.empty()) {
     writeText(device, L"Driver", plantDriverKey(classGuid, key));

@@ -12,7 +12,7 @@
 //   Installed            name of the subkey of Drivers that is installed; absent when none is
 //   Drivers\00, 01, ...  driver nodes, the best first: Inf, Description, Provider, Manufacturer, Version (a.b.c.d),
 //   Section,
-//                        HardwareId, Date (yyyy-mm-dd), Files (target paths)
+//                        HardwareId, Date (yyyy-mm-dd), Files (target paths), Excluded (from being selected by hand)
 //   Fail                 number values: a call's name and the error that it fails with; "<name> times" lets it fail so
 //   often
 //                        only
@@ -23,6 +23,7 @@
 // <what> -> <error>".
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,9 @@ struct PlantedDriver {
   std::wstring hardwareId = {};
   std::wstring date = L"2024-05-17";
   std::vector<std::wstring> files = {};  // full target paths
+  // "Exclude from select": not listed unless the caller asks for such drivers too. Absent: as the drivers of
+  // plug-and-play devices commonly are and those of devices that are added by hand (ROOT) are not.
+  std::optional<bool> excluded = {};
 };
 
 // Empty texts and lists are absent properties.
@@ -86,6 +90,9 @@ inline const std::wstring kCatalogFolder = L"C:\\windows\\System32\\CatRoot\\{F7
 DWORD plantDevice(const PlantedDevice& device);
 // One more driver, behind those that the device has.
 void plantDriverNode(const std::wstring& deviceId, const PlantedDriver& driver);
+// The software key of an installed driver below its class, made from the key of the driver node. Returns its name,
+// which is the device's value Driver.
+std::wstring plantDriverKey(const std::wstring& classGuid, const std::wstring& nodeKey);
 void plantDriverPackage(const PlantedPackage& package);
 
 // Lets a call fail with that code: for one device, for one package, or for the calls that belong to neither. With a

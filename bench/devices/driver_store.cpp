@@ -55,10 +55,11 @@ bool isFile(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+// A device does not need to be present to have it in use.
 bool isInUse(const std::wstring& infName) {
   for (const TreeDevice& device : readDevices()) {
     for (const DriverNode& node : driverNodesOf(device.id)) {
-      if (node.installed && isPresent(device.id) && equalsNoCase(fileNameOf(node.inf), infName)) {
+      if (node.installed && equalsNoCase(fileNameOf(node.inf), infName)) {
         return true;
       }
     }
@@ -66,31 +67,57 @@ bool isInUse(const std::wstring& infName) {
   return false;
 }
 
-void takeNodesFromDevices(const std::wstring& infName) {
+// What becomes of a device whose installed driver goes: it has no driver then.
+void leaveDriverless(const std::wstring& deviceId) {
+  const std::wstring bench = benchKey(deviceId);
+  deleteTree(kClassKey + readText(deviceKey(deviceId), L"Driver"));
+  deleteValue(deviceKey(deviceId), L"Driver");
+  deleteValue(bench, L"Installed");
+  writeNumber(bench, L"Status", readNumber(bench, L"Status") | kHasProblem);
+  writeNumber(bench, L"Problem", kProblemNoDriver);
+}
+
+// The device is installed with the first of its driver nodes.
+void installBestDriver(const std::wstring& deviceId) {
+  const std::vector<DriverNode> nodes = driverNodesOf(deviceId);
+  const std::wstring classGuid = readText(deviceKey(deviceId), L"ClassGUID");
+  if (nodes.empty() || classGuid.empty()) {
+    return;
+  }
+  const std::wstring& key = nodes.front().key;
+  const std::wstring bench = benchKey(deviceId);
+  writeText(bench, L"Installed", key.substr(key.rfind(L'\\') + 1));
+  writeText(deviceKey(deviceId), L"Driver", plantDriverKey(classGuid, key));
+  writeNumber(bench, L"Status", readNumber(bench, L"Status") & ~kHasProblem);
+  writeNumber(bench, L"Problem", 0);
+}
+
+enum class LeftDevices { Driverless, WithTheNextDriver };
+
+void takeNodesFromDevices(const std::wstring& infName, LeftDevices left) {
   for (const TreeDevice& device : readDevices()) {
+    bool wasInstalled = false;
     for (const DriverNode& node : driverNodesOf(device.id)) {
-      if (!equalsNoCase(fileNameOf(node.inf), infName)) {
-        continue;
+      if (equalsNoCase(fileNameOf(node.inf), infName)) {
+        deleteTree(node.key);
+        wasInstalled = wasInstalled || node.installed;
       }
-      deleteTree(node.key);
-      if (node.installed) {
-        const std::wstring bench = benchKey(device.id);
-        deleteTree(kClassKey + readText(deviceKey(device.id), L"Driver"));
-        deleteValue(deviceKey(device.id), L"Driver");
-        deleteValue(bench, L"Installed");
-        writeNumber(bench, L"Status", readNumber(bench, L"Status") | kHasProblem);
-        writeNumber(bench, L"Problem", kProblemNoDriver);
+    }
+    if (wasInstalled) {
+      leaveDriverless(device.id);
+      if (left == LeftDevices::WithTheNextDriver) {
+        installBestDriver(device.id);
       }
     }
   }
 }
 
-void removePackage(const std::wstring& infName) {
+void removePackage(const std::wstring& infName, LeftDevices left) {
   const std::wstring stem = infName.substr(0, infName.rfind(L'.'));
   ::DeleteFileW((kInfFolder + infName).c_str());
   ::DeleteFileW((kInfFolder + stem + L".PNF").c_str());
   ::DeleteFileW((kCatalogFolder + stem + L".cat").c_str());
-  takeNodesFromDevices(infName);
+  takeNodesFromDevices(infName, left);
   deleteTree(kPackagesKey + infName);
 }
 
@@ -118,7 +145,7 @@ std::vector<DriverNode> driverNodesOf(const std::wstring& deviceId) {
     nodes.push_back({key, readText(key, L"Inf"), readText(key, L"Provider"), readText(key, L"Manufacturer"),
                      readText(key, L"Description"), readText(key, L"Section"), readText(key, L"HardwareId"),
                      readTexts(key, L"Files"), versionOf(readText(key, L"Version")), dateOf(readText(key, L"Date")),
-                     name == installed});
+                     name == installed, readNumber(key, L"Excluded") != 0});
   }
   return nodes;
 }
@@ -129,7 +156,7 @@ DWORD uninstallOemInf(const std::wstring& fileName, bool force) {
     error = static_cast<DWORD>(ERROR_INF_IN_USE_BY_DEVICES);
   }
   if (error == 0) {
-    removePackage(fileName);
+    removePackage(fileName, LeftDevices::Driverless);
   }
   recordCall(L"SetupUninstallOEMInfW", fileName, error);
   return error;
@@ -143,7 +170,7 @@ DWORD uninstallDriver(const std::wstring& infPath, bool* needsReboot) {
   }
   if (error == 0) {
     *needsReboot = readNumber(kPackagesKey + fileName, L"NeedReboot") != 0;
-    removePackage(fileName);
+    removePackage(fileName, LeftDevices::WithTheNextDriver);
   }
   recordCall(L"DiUninstallDriverW", infPath, error);
   return error;

@@ -21,6 +21,7 @@ struct DriverNode {
   DWORDLONG version;
   FILETIME date;
   bool installed;
+  bool excluded;  // from being selected by hand
 
   bool operator==(const DriverNode& other) const {
     return inf == other.inf && section == other.section && hardwareId == other.hardwareId;
@@ -30,8 +31,9 @@ struct DriverNode {
 // The nodes of a device, the best first.
 std::vector<DriverNode> driverNodesOf(const std::wstring& deviceId);
 
-// SetupUninstallOEMInfW and DiUninstallDriverW: take a package from the machine; devices lose its driver nodes. 0 or
-// the error.
+// SetupUninstallOEMInfW and DiUninstallDriverW: take a package from the machine; devices lose its driver nodes. Both
+// take one that is in use, the first by force only. The second gives the devices the best driver that is left for them,
+// and no driver where none is. 0 or the error.
 DWORD uninstallOemInf(const std::wstring& fileName, bool force);
 DWORD uninstallDriver(const std::wstring& infPath, bool* needsReboot);
 

@@ -19,6 +19,8 @@ namespace {
 
 constexpr DWORD kCoveredFlags = DI_NOVCP | DI_ENUMSINGLEINF | DI_DIDCOMPAT | DI_DIDCLASS | DI_NEEDREBOOT |
                                 DI_NEEDRESTART | DI_CLASSINSTALLPARAMS | DI_QUIETINSTALL;
+// Set by the calls that build and destroy lists of drivers; a caller cannot change them.
+constexpr DWORD kReadOnlyFlags = DI_DIDCOMPAT | DI_DIDCLASS;
 constexpr DWORD kCoveredFlagsEx = DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS;
 
 struct Property {
@@ -215,7 +217,9 @@ BOOL WINAPI SetupDiSetDeviceInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA data, 
       return answer(failure);
     }
   }
+  const DWORD readOnly = element->install.Flags & kReadOnlyFlags;
   element->install = *parameters;
+  element->install.Flags = (parameters->Flags & ~kReadOnlyFlags) | readOnly;
   return answer(ERROR_SUCCESS);
 }
 

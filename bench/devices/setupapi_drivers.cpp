@@ -31,10 +31,17 @@ void copyText(wchar_t (&target)[size], const std::wstring& text) {
 }
 
 // The device's own drivers, and for the list of its class those of the other devices of the class behind them.
+// Those that are excluded from being selected by hand are there only when asked for.
 std::vector<DriverNode> fittingNodes(const SetElement& element, DWORD type) {
   std::vector<DriverNode> nodes = driverNodesOf(element.id);
+  const auto hideExcluded = [&element, &nodes] {
+    if (!(element.install.FlagsEx & DI_FLAGSEX_ALLOWEXCLUDEDDRVS)) {
+      std::erase_if(nodes, [](const DriverNode& node) { return node.excluded; });
+    }
+  };
   if (element.install.FlagsEx & DI_FLAGSEX_INSTALLEDDRIVER) {
     std::erase_if(nodes, [](const DriverNode& node) { return !node.installed; });
+    hideExcluded();
     return nodes;
   }
   const std::wstring classGuid = readText(deviceKey(element.id), L"ClassGUID");
@@ -54,6 +61,7 @@ std::vector<DriverNode> fittingNodes(const SetElement& element, DWORD type) {
   if ((element.install.Flags & DI_ENUMSINGLEINF) && !singleInf.empty()) {
     std::erase_if(nodes, [&singleInf](const DriverNode& node) { return !equalsNoCase(node.inf, singleInf); });
   }
+  hideExcluded();
   return nodes;
 }
 
@@ -86,12 +94,14 @@ BOOL WINAPI SetupDiBuildDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA data, DWOR
   if (!element) {
     return FALSE;
   }
-  std::vector<ListedDriver>& drivers = element->drivers(type);
-  drivers.clear();
-  for (const DriverNode& node : fittingNodes(*element, type)) {
-    drivers.push_back({node, nextTag()});
+  // A list that was built holds all there is to say, whatever has changed since: it stays until it is destroyed.
+  const DWORD built = type == SPDIT_CLASSDRIVER ? DI_DIDCLASS : DI_DIDCOMPAT;
+  if (!(element->install.Flags & built)) {
+    for (const DriverNode& node : fittingNodes(*element, type)) {
+      element->drivers(type).push_back({node, nextTag()});
+    }
+    element->install.Flags |= built;
   }
-  element->install.Flags |= type == SPDIT_CLASSDRIVER ? DI_DIDCLASS : DI_DIDCOMPAT;
   return answer(ERROR_SUCCESS);
 }
 

@@ -22,7 +22,8 @@
 //                                                       none)
 //   driver-node    ID INF PROVIDER MAKER VERSION [FIELD...]   a driver of the device, the best first; INF is a file
 //   name
-//                                                       in the INF folder: description, section, hwid, date, files
+//                                                       in the INF folder: description, section, hwid, date, files,
+//                                                       excluded=0 or 1 (from being selected by hand)
 //   package        OEMN.INF CLASS PROVIDER CATALOG [FIELD...]  guid, driver-ver, reboot=1
 //   device-fails   ID CALL CODE [TIMES]                 numbers are decimal or 0x...
 //   package-fails  OEMN.INF CALL CODE [TIMES]
@@ -248,6 +249,9 @@ void plantDriverNodeLine(const BenchLine& line) {
   driver.hardwareId = fields.take(L"hwid");
   driver.date = fields.take(L"date", driver.date);
   driver.files = fields.takeList(L"files");
+  if (const std::wstring excluded = fields.take(L"excluded"); !excluded.empty()) {
+    driver.excluded = excluded != L"0";
+  }
   fields.requireNoMore();
   plantDriverNode(line.argument(0), driver);
 }

@@ -63,6 +63,18 @@ std::unique_ptr<DriverInfo> makeDriverInfo(const SP_DRVINFO_DATA_V2_W& data, con
   return driver;
 }
 
+// Drivers of plug-and-play devices are commonly excluded from being selected by hand, and then only listed on request.
+// A device that the collection of files has looked at lists its installed driver alone. A device that refuses gives the
+// list that it gives.
+void haveAllDriversListed(HDEVINFO set, SP_DEVINFO_DATA* device) {
+  SP_DEVINSTALL_PARAMS_W parameters = {};
+  parameters.cbSize = sizeof(parameters);
+  if (::SetupDiGetDeviceInstallParamsW(set, device, &parameters)) {
+    parameters.FlagsEx |= DI_FLAGSEX_ALLOWEXCLUDEDDRVS;
+    ::SetupDiSetDeviceInstallParamsW(set, device, &parameters);
+  }
+}
+
 }  // namespace
 
 bool IsOemInf(const std::wstring& infPath) {
@@ -247,6 +259,7 @@ std::uint32_t Setup::ReadDwordProperty(SP_DEVINFO_DATA& data, DWORD property) {
 }
 
 void Setup::GetDriverDetails(SP_DEVINFO_DATA& data, DeviceRecord& record) {
+  haveAllDriversListed(deviceSet.get(), &data);
   if (!::SetupDiBuildDriverInfoList(deviceSet.get(), &data, SPDIT_COMPATDRIVER)) {
     LogError(L"GetDriverDetails SetupDiBuildDriverInfoList Failed. Error code is: %d", ::GetLastError());
     return;
@@ -265,6 +278,8 @@ void Setup::GetDriverDetails(SP_DEVINFO_DATA& data, DeviceRecord& record) {
     }
     drivers.push_back(makeDriverInfo(driver, *detail));
   }
+  // The system keeps a list until it is destroyed: the next reading would get this one again.
+  ::SetupDiDestroyDriverInfoList(deviceSet.get(), &data, SPDIT_COMPATDRIVER);
   record.drivers = std::move(drivers);
 }
 

@@ -161,13 +161,19 @@ void Setup::RemoveDeviceDrivers() {
 }
 
 bool Setup::CollectDriverFiles() {
+  SP_DEVINSTALL_PARAMS_W before = emptyInstallParameters();
+  const bool beforeIsKnown = ::SetupDiGetDeviceInstallParamsW(deviceSet.get(), &deviceData, &before);
   SP_DRVINFO_DATA_V2_W driver = {};
   driver.cbSize = sizeof(driver);
-  if (!FindCurrentDriver(&driver)) {
-    return false;
+  bool collected = false;
+  if (FindCurrentDriver(&driver)) {
+    collected = queueDriverFiles(driver);
+    ::SetupDiDestroyDriverInfoList(deviceSet.get(), &deviceData, SPDIT_CLASSDRIVER);
   }
-  const bool collected = queueDriverFiles(driver);
-  ::SetupDiDestroyDriverInfoList(deviceSet.get(), &deviceData, SPDIT_CLASSDRIVER);
+  if (beforeIsKnown) {
+    // The removal that follows must not find a file queue there that is closed.
+    ::SetupDiSetDeviceInstallParamsW(deviceSet.get(), &deviceData, &before);
+  }
   fileQueue.reset();
   return collected;
 }

@@ -248,6 +248,36 @@ TEST_F(DriverNodes, AreReadInTheOrderOfThePlatform) {
   EXPECT_FALSE(device.drivers[1]->inf->isOem);
 }
 
+TEST_F(DriverNodes, AreReadAlsoWhereTheyAreExcludedFromSelection) {
+  PlantedDriver excluded = makerDriver(L"oem1.inf");
+  excluded.excluded = true;
+  PlantedDriver selectable = makerDriver(L"oem2.inf");
+  selectable.excluded = false;
+  const DeviceRecord& device = record({excluded, selectable});
+  ASSERT_EQ(device.drivers.size(), 2u);
+  EXPECT_EQ(device.drivers[0]->inf->infPath, infPath(L"oem1.inf"));
+  EXPECT_EQ(device.drivers[1]->inf->infPath, infPath(L"oem2.inf"));
+}
+
+TEST_F(DriverNodes, AreThoseOfTheMomentInEachReading) {
+  DeviceRecord& device = record({makerDriver(L"oem1.inf")});
+  plantDriverNode(kId, makerDriver(L"oem2.inf"));
+  opened->GetDriverDetails(data, device);
+  EXPECT_EQ(device.drivers.size(), 2u);
+}
+
+TEST_F(DriverNodes, AreReadWhereTheParametersCannotBeRead) {
+  DeviceRecord& device = record({makerDriver(L"oem1.inf")});
+  failDeviceCall(kId, L"SetupDiGetDeviceInstallParamsW", ERROR_GEN_FAILURE);
+  PlantedDriver selectable = makerDriver(L"oem2.inf");
+  selectable.excluded = false;
+  plantDriverNode(kId, selectable);
+  const CapturedLog log;
+  opened->GetDriverDetails(data, device);
+  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_EQ(device.drivers.size(), 2u) << "the request of the first reading holds";
+}
+
 TEST_F(DriverNodes, StayWhenTheListCannotBeBuilt) {
   DeviceRecord& device = record({makerDriver(L"oem1.inf")});
   failDeviceCall(kId, L"SetupDiBuildDriverInfoList", ERROR_GEN_FAILURE);

@@ -241,6 +241,42 @@ TEST_F(DeviceUninstall, NodesAreReadAnewBeforeTheRemoval) {
                           removingLine("2.3.4.5"), "DEBUG Successfully uninstalled C:\\windows\\INF\\oem2.inf"));
 }
 
+TEST_F(DeviceUninstall, SecondAttemptSeesAllNodesAgain) {
+  plantDriverPackage(makerPackage(L"oem2.inf", L"MEDIA"));
+  device.drivers = {makerDriver(L"oem2.inf"), makerDriver(L"oem1.inf")};
+  device.installedDriver = 1;
+  DeviceRecord& record = plant();
+  failDeviceCall(kId, L"DIF_REMOVE", ERROR_ACCESS_DENIED, 1);
+  failDeviceCall(kId, L"DiUninstallDevice", ERROR_ACCESS_DENIED, 1);
+  EXPECT_FALSE(uninstall(record));
+  driverFiles.clear();
+  EXPECT_TRUE(uninstall(record));
+  EXPECT_TRUE(packageIsWiped(L"oem1.inf"));
+  EXPECT_TRUE(packageIsWiped(L"oem2.inf")) << "not the installed driver, whose files the first attempt asked for";
+}
+
+TEST_F(DeviceUninstall, PackageInUseByAnotherDeviceGoesAndLeavesThatOneItsNextDriver) {
+  const std::wstring other = L"PCI\\VEN_1234&DEV_0001\\1";
+  PlantedDevice shares = makerDevice(other, L"MEDIA");
+  PlantedDriver next = makerDriver(L"wdmaudio.inf");
+  next.provider = L"Microsoft";
+  shares.drivers.push_back(next);
+  plantDevice(shares);
+  EXPECT_TRUE(plantAndUninstall());
+  EXPECT_THAT(lines,
+              ElementsAre(kRemoved[0], removingLine(), "DEBUG Successfully uninstalled C:\\windows\\INF\\oem1.inf"));
+  EXPECT_TRUE(packageIsWiped(L"oem1.inf"));
+  EXPECT_THAT(recordedCalls(),
+              ElementsAre(L"DIF_REMOVE " + kId + L" -> 0", L"DiUninstallDriverW " + infPath(L"oem1.inf") + L" -> 0"))
+      << "Windows refuses nothing here, so that the second way is not asked";
+  setup = std::make_unique<::Setup>();
+  const std::vector<DeviceRecord*> found = setup->FindDevices(L"MEDIA", false, L"", other);
+  ASSERT_EQ(found.size(), 1u);
+  ASSERT_EQ(found[0]->drivers.size(), 1u);
+  EXPECT_EQ(found[0]->drivers[0]->provider, L"Microsoft");
+  EXPECT_EQ(found[0]->problemCode, 0u);
+}
+
 TEST_F(DeviceUninstall, RefusedPackageGoesTheSecondWay) {
   DeviceRecord& record = plant();
   failPackageCall(L"oem1.inf", L"DiUninstallDriverW", ERROR_ACCESS_DENIED);

@@ -21,6 +21,7 @@ bool copiedFiles = false;  // the class installer was asked for files that it co
 int openQueues = 0;
 int queues = 0;
 int destroyedClassLists = 0;
+std::vector<SP_DEVINSTALL_PARAMS_W> setParameters;  // what the installation parameters were set to, in order
 
 class DriverFiles : public DeviceTest {
  protected:
@@ -28,6 +29,7 @@ class DriverFiles : public DeviceTest {
     DeviceTest::SetUp();
     classDriverDetailsFail = queueIsRefused = copiedFiles = false;
     openQueues = queues = destroyedClassLists = 0;
+    setParameters.clear();
     device = makerDevice(kId, L"MEDIA");
     device.drivers[0].files = kFiles;
     plantDriverPackage(makerPackage(L"oem1.inf", L"MEDIA"));
@@ -86,6 +88,7 @@ LINK_SEAM(BOOL, SetupDiGetDriverInfoDetailW,
 
 LINK_SEAM(BOOL, SetupDiSetDeviceInstallParamsW,
           (HDEVINFO set, PSP_DEVINFO_DATA data, PSP_DEVINSTALL_PARAMS_W parameters)) {
+  setParameters.push_back(*parameters);
   if (queueIsRefused && (parameters->Flags & DI_NOVCP)) {
     ::SetLastError(ERROR_GEN_FAILURE);
     return FALSE;
@@ -241,6 +244,37 @@ TEST_F(DriverFilesTheSlowWay, AreThoseOfTheNodeThatFitsInEverything) {
   uninstallSlowly();
   EXPECT_EQ(driverFiles, kFiles);
   EXPECT_EQ(destroyedClassLists, 1);
+}
+
+// The flags without those that the system sets itself.
+DWORD flagsOf(const SP_DEVINSTALL_PARAMS_W& parameters) {
+  return parameters.Flags & ~static_cast<DWORD>(DI_DIDCLASS | DI_DIDCOMPAT);
+}
+
+TEST_F(DriverFiles, AreAskedForWithTheInstalledDriverAndTheQueueWhichNothingKeeps) {
+  uninstall();
+  EXPECT_EQ(driverFiles, kFiles);
+  ASSERT_GE(setParameters.size(), 3u);
+  const auto* const last = &setParameters.back();
+  EXPECT_EQ(last[-2].FlagsEx, 0x4000800u);
+  EXPECT_EQ(flagsOf(last[-2]), 0u);
+  EXPECT_EQ(flagsOf(last[-1]), static_cast<DWORD>(DI_NOVCP));
+  EXPECT_NE(last[-1].FileQueue, nullptr);
+  EXPECT_EQ(flagsOf(last[0]), 0u);
+  EXPECT_EQ(last[0].FileQueue, nullptr) << "the queue is closed when the device goes";
+  EXPECT_EQ(last[0].FlagsEx, static_cast<DWORD>(DI_FLAGSEX_ALLOWEXCLUDEDDRVS));
+}
+
+TEST_F(DriverFilesTheSlowWay, AsksForASingleInfAndExcludedDrivers) {
+  uninstallSlowly();
+  EXPECT_EQ(driverFiles, kFiles);
+  // Behind the refused request for the installed driver.
+  const auto refused = std::find_if(setParameters.begin(), setParameters.end(), [](const SP_DEVINSTALL_PARAMS_W& one) {
+    return one.FlagsEx & DI_FLAGSEX_INSTALLEDDRIVER;
+  });
+  ASSERT_GE(setParameters.end() - refused, 2);
+  EXPECT_EQ(flagsOf(refused[1]), static_cast<DWORD>(DI_ENUMSINGLEINF));
+  EXPECT_EQ(refused[1].FlagsEx, static_cast<DWORD>(DI_FLAGSEX_ALLOWEXCLUDEDDRVS));
 }
 
 TEST_F(DriverFilesTheSlowWay, NoNodeThatFitsDestroysTheList) {

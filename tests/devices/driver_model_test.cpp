@@ -28,7 +28,15 @@ SP_DRVINFO_DATA_V2_W driverAt(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD 
   return driver;
 }
 
-std::vector<std::wstring> driverProviders(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD type) {
+// As a caller does who wants to see drivers that are excluded from being selected by hand.
+void setFlagsEx(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD flags) {
+  SP_DEVINSTALL_PARAMS_W parameters = installParameters(set, data);
+  parameters.FlagsEx = flags;
+  EXPECT_TRUE(::SetupDiSetDeviceInstallParamsW(set.get(), &data, &parameters)) << ::GetLastError();
+}
+
+// The providers in the list of drivers, which is built if there is none yet.
+std::vector<std::wstring> listedProviders(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD type) {
   EXPECT_TRUE(::SetupDiBuildDriverInfoList(set.get(), &data, type));
   std::vector<std::wstring> providers;
   SP_DRVINFO_DATA_V2_W driver = {};
@@ -37,6 +45,14 @@ std::vector<std::wstring> driverProviders(const DeviceSet& set, SP_DEVINFO_DATA 
     providers.push_back(driver.ProviderName);
   }
   EXPECT_EQ(::GetLastError(), ERROR_NO_MORE_ITEMS);
+  return providers;
+}
+
+// Those of all drivers, from a list of its own.
+std::vector<std::wstring> driverProviders(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD type) {
+  setFlagsEx(set, data, DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
+  const std::vector<std::wstring> providers = listedProviders(set, data, type);
+  EXPECT_TRUE(::SetupDiDestroyDriverInfoList(set.get(), &data, type));
   return providers;
 }
 
@@ -50,7 +66,8 @@ UninstallDriver uninstallDriver() {
 TEST_F(DriverModel, ListsTheDriversOfADeviceTheBestFirst) {
   const DeviceSet set = allDevices();
   SP_DEVINFO_DATA data = dataOf(set, kGraphics);
-  EXPECT_THAT(driverProviders(set, data, SPDIT_COMPATDRIVER), ElementsAre(L"ORV Inc.", L"Microsoft"));
+  setFlagsEx(set, data, DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
+  EXPECT_THAT(listedProviders(set, data, SPDIT_COMPATDRIVER), ElementsAre(L"ORV Inc.", L"Microsoft"));
   SP_DRVINFO_DATA_V2_W driver = driverAt(set, data, SPDIT_COMPATDRIVER, 0);
   EXPECT_STREQ(driver.Description, L"ORV Orvane Graphics");
   EXPECT_STREQ(driver.MfgName, L"KTL Tech");
@@ -86,6 +103,54 @@ TEST_F(DriverModel, ListsTheDriversOfADeviceTheBestFirst) {
   EXPECT_STREQ(fixed.SectionName, L"Graphics_Install");
 }
 
+TEST_F(DriverModel, ExcludedDriversAreListedOnRequestAlone) {
+  PlantedDevice device = sound(kSound);
+  device.drivers = {{.inf = kInfFolder + L"oem4.inf", .provider = L"ORV Inc."},
+                    {.inf = kInfFolder + L"oem5.inf", .provider = L"By hand", .excluded = false}};
+  plantDevice(device);
+  for (const DWORD type : {SPDIT_COMPATDRIVER, SPDIT_CLASSDRIVER}) {
+    const DeviceSet set = allDevices();
+    SP_DEVINFO_DATA data = dataOf(set, kSound);
+    EXPECT_THAT(listedProviders(set, data, type), ElementsAre(L"By hand")) << type;
+    ASSERT_TRUE(::SetupDiDestroyDriverInfoList(set.get(), &data, type));
+    setFlagsEx(set, data, DI_FLAGSEX_INSTALLEDDRIVER);
+    EXPECT_THAT(listedProviders(set, data, type), IsEmpty()) << type;
+    ASSERT_TRUE(::SetupDiDestroyDriverInfoList(set.get(), &data, type));
+    setFlagsEx(set, data, DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
+    EXPECT_THAT(listedProviders(set, data, type), ElementsAre(L"ORV Inc.")) << type;
+    ASSERT_TRUE(::SetupDiDestroyDriverInfoList(set.get(), &data, type));
+    EXPECT_THAT(driverProviders(set, data, type), ElementsAre(L"ORV Inc.", L"By hand")) << type;
+  }
+  const std::wstring byHand = L"ROOT\\ORVLOG\\0000";
+  PlantedDevice added = sound(byHand);
+  added.parent = L"";
+  plantDevice(added);
+  const DeviceSet set = allDevices();
+  EXPECT_THAT(listedProviders(set, dataOf(set, byHand), SPDIT_COMPATDRIVER), ElementsAre(L"ORV Inc."));
+}
+
+TEST_F(DriverModel, ListStaysUntilItIsDestroyed) {
+  for (const auto& [type, flag] : {std::pair<DWORD, DWORD>(SPDIT_COMPATDRIVER, DI_DIDCOMPAT),
+                                   std::pair<DWORD, DWORD>(SPDIT_CLASSDRIVER, DI_DIDCLASS)}) {
+    plantDevice(sound(kSound));
+    const DeviceSet own = allDevices();
+    SP_DEVINFO_DATA data = dataOf(own, kSound);
+    setFlagsEx(own, data, DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
+    EXPECT_THAT(listedProviders(own, data, type), ElementsAre(L"ORV Inc."));
+    plantDriverNode(kSound, {.inf = kInfFolder + L"oem9.inf", .provider = L"Added"});
+    EXPECT_THAT(listedProviders(own, data, type), ElementsAre(L"ORV Inc."));
+    SP_DEVINSTALL_PARAMS_W parameters = installParameters(own, data);
+    EXPECT_TRUE(parameters.Flags & flag);
+    parameters.Flags &= ~flag;
+    ASSERT_TRUE(::SetupDiSetDeviceInstallParamsW(own.get(), &data, &parameters));
+    EXPECT_TRUE(installParameters(own, data).Flags & flag) << "the system's own flag";
+    EXPECT_THAT(listedProviders(own, data, type), ElementsAre(L"ORV Inc."));
+    ASSERT_TRUE(::SetupDiDestroyDriverInfoList(own.get(), &data, type));
+    EXPECT_FALSE(installParameters(own, data).Flags & flag);
+    EXPECT_THAT(listedProviders(own, data, type), ElementsAre(L"ORV Inc.", L"Added"));
+  }
+}
+
 TEST_F(DriverModel, ClassDriversAreThoseOfTheClassOrTheInstalledOneAlone) {
   PlantedDevice second = sound(L"PCI\\VEN_7A11&DEV_AB38\\4&1&0&0308");
   second.drivers = {{.inf = kInfFolder + L"oem9.inf", .provider = L"Other"}};
@@ -98,7 +163,7 @@ TEST_F(DriverModel, ClassDriversAreThoseOfTheClassOrTheInstalledOneAlone) {
   failDeviceCall(kSound, L"DI_FLAGSEX_INSTALLEDDRIVER", ERROR_INVALID_FLAGS, 1);
   EXPECT_EQ(errorOf(::SetupDiSetDeviceInstallParamsW(set.get(), &data, &parameters)), ERROR_INVALID_FLAGS);
   ASSERT_TRUE(::SetupDiSetDeviceInstallParamsW(set.get(), &data, &parameters));
-  EXPECT_THAT(driverProviders(set, data, SPDIT_CLASSDRIVER), ElementsAre(L"ORV Inc."));
+  EXPECT_THAT(listedProviders(set, data, SPDIT_CLASSDRIVER), ElementsAre(L"ORV Inc."));
   SP_DRVINFO_DATA_V2_W driver = driverAt(set, data, SPDIT_CLASSDRIVER, 0);
   ASSERT_TRUE(::SetupDiDestroyDriverInfoList(set.get(), &data, SPDIT_CLASSDRIVER));
   EXPECT_EQ(errorOf(::SetupDiSetSelectedDriverW(set.get(), &data, &driver)), ERROR_INVALID_PARAMETER);
@@ -122,6 +187,8 @@ TEST_F(DriverModel, ClassInstallerQueuesTheFilesOfTheSelectedDriver) {
   ASSERT_TRUE(::SetupDiSetDeviceInstallParamsW(set.get(), &data, &parameters));
   EXPECT_EQ(errorOf(::SetupDiCallClassInstaller(DIF_INSTALLDEVICEFILES, set.get(), &data)),
             static_cast<DWORD>(ERROR_NO_DRIVER_SELECTED));
+  parameters.FlagsEx |= DI_FLAGSEX_ALLOWEXCLUDEDDRVS;
+  ASSERT_TRUE(::SetupDiSetDeviceInstallParamsW(set.get(), &data, &parameters));
   ASSERT_TRUE(::SetupDiBuildDriverInfoList(set.get(), &data, SPDIT_CLASSDRIVER));
   SP_DRVINFO_DATA_V2_W driver = driverAt(set, data, SPDIT_CLASSDRIVER, 0);
   ASSERT_TRUE(::SetupDiSetSelectedDriverW(set.get(), &data, &driver));
@@ -170,6 +237,56 @@ TEST_F(DriverModel, DriverUninstallTakesAPackageInUseAndAsksForARestart) {
   EXPECT_EQ(errorOf(uninstallDriver()(nullptr, path.c_str(), 8, &reboot)), ERROR_INVALID_FLAGS);
   const DeviceSet set = allDevices();
   EXPECT_THAT(driverProviders(set, dataOf(set, kSound), SPDIT_COMPATDRIVER), IsEmpty());
+}
+
+// The installed driver of a device by its provider; empty when it has none.
+std::wstring installedProvider(const std::wstring& id) {
+  const DeviceSet set = allDevices();
+  SP_DEVINFO_DATA data = dataOf(set, id);
+  setFlagsEx(set, data, DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
+  const std::vector<std::wstring> providers = listedProviders(set, data, SPDIT_COMPATDRIVER);
+  return providers.empty() ? L"" : providers.at(0);
+}
+
+TEST_F(DriverModel, DriverUninstallGivesDevicesTheNextDriverOrNone) {
+  for (const wchar_t* name : {L"oem3.inf", L"oem4.inf"}) {
+    plantDriverPackage({.name = name, .className = L"Display", .provider = L"ORV Inc."});
+    BOOL reboot = TRUE;
+    EXPECT_EQ(errorOf(uninstallDriver()(nullptr, (kInfFolder + name).c_str(), 0, &reboot)), ERROR_SUCCESS);
+    EXPECT_FALSE(reboot) << "told also when no restart is needed";
+    EXPECT_TRUE(packageIsWiped(name));
+  }
+  const DeviceSet set = allDevices();
+  SP_DEVINFO_DATA data = dataOf(set, kGraphics);
+  EXPECT_EQ(installedProvider(kGraphics), L"Microsoft");
+  HKEY opened = ::SetupDiOpenDevRegKey(set.get(), &data, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_READ);
+  ASSERT_NE(opened, INVALID_HANDLE_VALUE);
+  const RegistryKey key(opened);
+  wchar_t inf[64] = L"";
+  DWORD size = sizeof(inf);
+  EXPECT_EQ(::RegGetValueW(key.get(), nullptr, L"InfPath", RRF_RT_REG_SZ, nullptr, inf, &size), ERROR_SUCCESS);
+  EXPECT_STREQ(inf, L"display.inf");
+  ULONG status = 0;
+  ULONG problem = 0;
+  ASSERT_EQ(::CM_Get_DevNode_Status(&status, &problem, data.DevInst, 0), static_cast<CONFIGRET>(CR_SUCCESS));
+  EXPECT_EQ(status, PlantedDevice().status);
+  EXPECT_EQ(problem, 0u);
+
+  EXPECT_EQ(installedProvider(kSound), L"");
+  data = dataOf(set, kSound);
+  ASSERT_EQ(::CM_Get_DevNode_Status(&status, &problem, data.DevInst, 0), static_cast<CONFIGRET>(CR_SUCCESS));
+  EXPECT_TRUE(status & DN_HAS_PROBLEM);
+  EXPECT_EQ(problem, static_cast<ULONG>(CM_PROB_FAILED_INSTALL));
+}
+
+TEST_F(DriverModel, PackageOfAnAbsentDeviceIsInUse) {
+  PlantedDevice old = sound(kOldSound);
+  old.present = false;
+  old.drivers = {{.inf = kInfFolder + L"oem8.inf", .provider = L"ORV Inc."}};
+  plantDevice(old);
+  plantDriverPackage({.name = L"oem8.inf", .className = L"MEDIA", .provider = L"ORV Inc."});
+  EXPECT_EQ(errorOf(::SetupUninstallOEMInfW(L"oem8.inf", 0, nullptr)), static_cast<DWORD>(ERROR_INF_IN_USE_BY_DEVICES));
+  EXPECT_TRUE(packageExists(L"oem8.inf"));
 }
 
 TEST_F(DriverModel, InfFilesAreReadByTheMachinesOwnLibrary) {

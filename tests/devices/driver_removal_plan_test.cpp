@@ -2,6 +2,7 @@
 #include "devices/setup.h"
 
 #include "devices/device_fixture.h"
+#include "support/link_seam.h"
 
 #include <cfgmgr32.h>
 
@@ -11,6 +12,8 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 namespace {
+
+std::vector<ULONG> reenumerationFlags;
 
 const std::wstring kSound = L"PCI\\VEN_7A11&DEV_0001\\1";
 const std::wstring kGraphics = L"PCI\\VEN_7A11&DEV_0004\\1";
@@ -71,6 +74,11 @@ using FactoryReset = DriverRemovalPlan;
 using DisplayDevices = DriverRemovalPlan;
 
 }  // namespace
+
+LINK_SEAM(CONFIGRET, CM_Reenumerate_DevNode, (DEVINST device, ULONG flags)) {
+  reenumerationFlags.push_back(flags);
+  return realFunction<decltype(&::CM_Reenumerate_DevNode)>(L"cfgmgr32.dll", "CM_Reenumerate_DevNode")(device, flags);
+}
 
 TEST_F(DriverRemovalPlan, EmptyPlanWalksThroughEveryStage) {
   remove({});
@@ -179,6 +187,13 @@ TEST_F(DriverRemovalPlan, DeviceWithoutHardwareIdsStaysAndCountsAsRemoved) {
                           "DEBUG Successfully Uninstalled: Description: ORV MEDIA "));
   EXPECT_TRUE(deviceExists(kSound));
   EXPECT_THAT(namesOf(succeeded), ElementsAre(L"Sound"));
+}
+
+TEST_F(DriverRemovalPlan, EveryEnumerationIsWaitedFor) {
+  nameMachine(L"Virtual Machine");
+  reenumerationFlags.clear();
+  remove({});
+  EXPECT_EQ(reenumerationFlags, std::vector<ULONG>(3, CM_REENUMERATE_SYNCHRONOUS));
 }
 
 TEST_F(DriverRemovalPlan, TreeThatCannotBeEnumeratedChangesNothing) {

@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# `gpu` names one graphics card: it stays, and so do its package, which it has in use, and the files of all display drivers.
+# `gpu` names one graphics card: it stays, and so do its package, which Windows refuses to take, and the files of all display
+# drivers.
 # The other graphics devices go, and so does everything else that goes in a silent run.
 . "$(dirname "${BASH_SOURCE[0]}")/machine_case.sh"
 . "$case_here/devices.sh"
 
 start_case
-# What Windows answers for a package that a device has in use.
+# Both ways are refused, the second with the code for a package in use.
 in_use=0xE000023D
 plant_devices "package-fails	oem10.inf	DiUninstallDriverW	$in_use" \
     "package-fails	oem10.inf	SetupUninstallOEMInfW	$in_use"
