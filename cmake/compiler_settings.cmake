@@ -7,7 +7,7 @@ target_compile_definitions(project_settings INTERFACE
 
 if(MSVC)
   target_compile_options(project_settings INTERFACE /W4 /WX /utf-8 /permissive- /EHsc)
-  target_link_options(project_settings INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
+  target_link_options(project_settings INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE)
 else()
   target_compile_options(project_settings INTERFACE
     -Wall -Wextra -Wconversion -Wshadow -Werror
@@ -15,6 +15,7 @@ else()
   target_link_options(project_settings INTERFACE
     -static -fstack-protector-strong
     -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat
+    -Wl,--tsaware  # without it a Remote Desktop server gives the program a Windows folder of its own for each user
     -Wl,--no-insert-timestamp)  # the same sources give the same bytes
   target_compile_options(project_settings INTERFACE
     $<$<CONFIG:Debug>:-fsanitize=undefined -fsanitize-undefined-trap-on-error -D_GLIBCXX_ASSERTIONS>
