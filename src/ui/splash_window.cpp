@@ -162,32 +162,63 @@ void SplashWindow::showWindow(int dialogId) {
   }
   // So that the glyph can minimise it.
   ::SetWindowLongW(window, GWL_STYLE, ::GetWindowLongW(window, GWL_STYLE) | WS_MINIMIZEBOX);
-  pumpMessages(window, ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr), background);
+  startTimer(background);
+  pumpMessages(window);
 }
 
-void SplashWindow::pumpMessages(HWND window, UINT_PTR timer, HWND background) {
+void SplashWindow::startTimer(HWND background) {
+  ::SetWindowLongPtrW(background, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+  staticProc = reinterpret_cast<WNDPROC>(
+      ::SetWindowLongPtrW(background, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&SplashWindow::backgroundProc)));
+  timer = ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr);
+}
+
+LRESULT CALLBACK SplashWindow::backgroundProc(HWND background, UINT message, WPARAM wParam, LPARAM lParam) {
+  auto* splash = reinterpret_cast<SplashWindow*>(::GetWindowLongPtrW(background, GWLP_USERDATA));
+  if (message == WM_TIMER && wParam == splash->timer) {
+    splash->showNextFrame(background);
+  }
+  return ::CallWindowProcW(splash->staticProc, background, message, wParam, lParam);
+}
+
+void SplashWindow::showNextFrame(HWND background) {
+  const HWND window = ::GetParent(background);
+  frame = (frame + 1) % kFrames.size();
+  ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame]);
+  ::InvalidateRect(window, nullptr, FALSE);
+  timer = ::SetTimer(background, timer, kFrameMilliseconds, nullptr);
+  if (dragged && stopRequested) {
+    // The loop of the drag has swallowed the message that asks to close. It ends when the mouse is taken from it, or
+    // when the button comes up.
+    ::SendMessageW(window, WM_CANCELMODE, 0, 0);
+    ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
+  }
+}
+
+// Without a caption, the whole surface is the handle to move the window by. Comes back when the user lets go.
+void SplashWindow::dragByMouse(HWND window) {
+  dragged = true;
+  ::SendMessageW(window, WM_SYSCOMMAND, kMoveByMouse, 0);
+  dragged = false;
+}
+
+void SplashWindow::pumpMessages(HWND window) {
   const HWND minimise = ::GetDlgItem(window, IDC_SPLASH_MINIMISE);
-  std::size_t frame = 0;
   MSG message = {};
   while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
     switch (message.message) {
-      case WM_TIMER:
-        if (message.wParam == timer) {
-          frame = (frame + 1) % kFrames.size();
-          ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame]);
-          ::InvalidateRect(window, nullptr, FALSE);
-          timer = ::SetTimer(background, timer, kFrameMilliseconds, nullptr);
-        }
-        break;
       case WM_MOUSEMOVE:
         if (message.hwnd == minimise) {
           ::SetCursor(::LoadCursorW(nullptr, IDC_HAND));
         }
         break;
       case WM_LBUTTONDOWN:
-        // Without a caption, the whole surface is the handle to move the window by.
         ::ReleaseCapture();
-        ::SendMessageW(window, WM_SYSCOMMAND, message.hwnd == minimise ? SC_MINIMIZE : kMoveByMouse, 0);
+        if (message.hwnd == minimise) {
+          ::SendMessageW(window, WM_SYSCOMMAND, SC_MINIMIZE, 0);
+        } else {
+          dragByMouse(window);
+        }
         break;
       case WM_DESTROY:
       case WM_CLOSE:

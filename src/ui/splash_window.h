@@ -20,11 +20,24 @@ class SplashWindow {
   SplashWindow& operator=(const SplashWindow&) = delete;
 
  private:
+  // Procedure of the background, whose timer moves the dots: it is called also while a drag of the window has a message
+  // loop of its own.
+  static LRESULT CALLBACK backgroundProc(HWND background, UINT message, WPARAM wParam, LPARAM lParam);
+
   void runThread(int dialogId);
   void showWindow(int dialogId);
-  void pumpMessages(HWND window, UINT_PTR timer, HWND background);
+  void startTimer(HWND background);
+  void showNextFrame(HWND background);
+  void dragByMouse(HWND window);
+  void pumpMessages(HWND window);
 
   const CleanupSession* session;
+  // Of the splash thread alone.
+  WNDPROC staticProc = nullptr;  // what the background had for a procedure
+  UINT_PTR timer = 0;
+  std::size_t frame = 0;
+  bool dragged = false;
+
   std::atomic<DWORD> threadId{0};  // written by the splash thread at its start
   std::atomic<bool> stopRequested{false};
   std::thread thread;  // last: it reads the members above

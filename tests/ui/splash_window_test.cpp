@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <windows.h>
@@ -27,6 +29,7 @@ std::vector<UINT> timerIntervals;
 std::vector<HWND> redrawn;
 std::vector<std::string> mouseCalls;
 bool timerStands = false;
+bool dragsForReal = false;
 
 template <class Value>
 void record(std::vector<Value>& list, Value value) {
@@ -46,7 +49,7 @@ LINK_SEAM(LRESULT, SendMessageW, (HWND window, UINT message, WPARAM wParam, LPAR
   if (message == WM_SYSCOMMAND) {
     record(systemCommands, wParam);
     record(mouseCalls, std::string("command"));
-    if (wParam == kMoveByMouse) {
+    if (wParam == kMoveByMouse && !dragsForReal) {
       return 0;  // it would wait for the mouse
     }
   }
@@ -90,6 +93,19 @@ class Splash : public SplashFixture {
     redrawn.clear();
     mouseCalls.clear();
     timerStands = false;
+    dragsForReal = false;
+  }
+
+  // Has the window in a drag whose button never comes up.
+  void beginDrag() {
+    dragsForReal = true;
+    ::PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    ASSERT_TRUE(waitUntil([] { return !recorded(systemCommands).empty(); }));
+    ASSERT_TRUE(waitUntil([this] {
+      GUITHREADINFO info = {};
+      info.cbSize = sizeof(info);
+      return ::GetGUIThreadInfo(::GetWindowThreadProcessId(window, nullptr), &info) && info.hwndMoveSize == window;
+    }));
   }
 
   // The child that is the background: it has no number.
@@ -286,6 +302,28 @@ TEST_F(Splash, AnyOtherPointMovesItAndTheDotsGoOn) {
             (std::vector<std::string>{"release", "command"}));
   EXPECT_FALSE(::IsIconic(window));
   EXPECT_EQ(nextDots(1).size(), 1u);
+}
+
+TEST_F(Splash, DotsGoOnDuringADrag) {
+  open();
+  beginDrag();
+  EXPECT_EQ(nextDots(3).size(), 3u);
+  ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
+  minimise();  // the window listens again
+}
+
+TEST_F(Splash, ClosingDuringADragDoesNotWaitForTheUser) {
+  open();
+  beginDrag();
+  std::atomic<bool> closed = false;
+  std::thread run([this, &closed] {
+    splash.reset();
+    closed = true;
+  });
+  EXPECT_TRUE(waitUntil([&closed] { return closed.load(); }));
+  ::PostMessageW(window, WM_LBUTTONUP, 0, 0);  // or a window that waits would hang the test
+  run.join();
+  EXPECT_FALSE(::IsWindow(window));
 }
 
 TEST_F(Splash, HandShowsOverTheGlyphAlone) {
