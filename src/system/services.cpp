@@ -15,6 +15,8 @@ namespace {
 constexpr DWORD kStopBudgetMilliseconds = 30000;
 constexpr DWORD kShortestWaitMilliseconds = 1000;
 constexpr DWORD kLongestWaitMilliseconds = 10000;
+// What a service may have its end waited for at a time.
+constexpr DWORD kLongestHintMilliseconds = 300000;
 
 // The filter driver that must never go.
 constexpr wchar_t kSparedService[] = L"orvpcifd";
@@ -66,11 +68,15 @@ Wait waitWhileStopPending(SC_HANDLE service, SERVICE_STATUS_PROCESS* status, DWO
   return Wait::NotStopped;
 }
 
-// Waits for the end after the stop control, the service's own hint at a time, which may be 0. A hint beyond the budget,
-// which may be as much as for ever, only spends it.
-bool waitUntilStopped(SC_HANDLE service, SERVICE_STATUS_PROCESS* status, DWORD start) {
+// Waits for the end after the stop control, the service's own hint at a time, which may be 0. A hint of more than five
+// minutes, which may be as much as for ever, is cut to that.
+bool waitUntilStopped(SC_HANDLE service, const std::wstring& name, SERVICE_STATUS_PROCESS* status, DWORD start) {
   while (status->dwCurrentState != SERVICE_STOPPED) {
-    ::Sleep(std::min(status->dwWaitHint, kStopBudgetMilliseconds + 1));
+    if (status->dwWaitHint > kLongestHintMilliseconds) {
+      LogDebug(L"StopService - Wait hint of Service[%s] cut from %u to %u milliseconds", name.c_str(),
+               static_cast<unsigned>(status->dwWaitHint), static_cast<unsigned>(kLongestHintMilliseconds));
+    }
+    ::Sleep(std::min(status->dwWaitHint, kLongestHintMilliseconds));
     if (!queryStatus(service, status)) {
       return false;
     }
@@ -139,7 +145,7 @@ bool StopService(std::wstring name) {
   if (!::ControlService(service.get(), SERVICE_CONTROL_STOP, reinterpret_cast<SERVICE_STATUS*>(&status))) {
     return false;
   }
-  return waitUntilStopped(service.get(), &status, start);
+  return waitUntilStopped(service.get(), name, &status, start);
 }
 
 bool IsAcceptableReturnCode(DWORD code) {

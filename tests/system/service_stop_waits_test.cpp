@@ -54,7 +54,7 @@ class ServiceStopWaits : public ::testing::Test {
     machine = &scripted;
     const bool stopped = StopService(L"ScriptedService");
     machine = nullptr;
-    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(log.lines(), expectedLines);
     EXPECT_THAT(scripted.closed, ::testing::UnorderedElementsAreArray(scripted.opened));
     return stopped;
   }
@@ -63,6 +63,7 @@ class ServiceStopWaits : public ::testing::Test {
   void everyQueryAnswers(Answer answer) { scripted.queries = {answer}; }
 
   Machine scripted;
+  std::vector<std::string> expectedLines;  // of the log
 };
 
 }  // namespace
@@ -277,16 +278,28 @@ TEST_F(ServiceStopWaits, StopAfterTheBudgetStillCountsInTheSecondWait) {
   scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOPPED}};
   scripted.control = Answer{SERVICE_STOP_PENDING, 50'000};
   EXPECT_TRUE(stop());
-  EXPECT_THAT(scripted.sleeps, ElementsAre(30'001u));
+  EXPECT_THAT(scripted.sleeps, ElementsAre(50'000u));
 }
 
-TEST_F(ServiceStopWaits, HintBeyondTheBudgetIsCutToIt) {
-  for (const DWORD hint : {DWORD{30'002}, DWORD{INFINITE}}) {
+TEST_F(ServiceStopWaits, HintIsSleptAsToldUpToFiveMinutes) {
+  for (const DWORD hint : {DWORD{30'002}, DWORD{300'000}}) {
     scripted = {};
     scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOP_PENDING, hint}};
     scripted.control = Answer{SERVICE_STOP_PENDING, 12'000};
     EXPECT_FALSE(stop());
-    EXPECT_THAT(scripted.sleeps, ElementsAre(12'000u, 30'001u)) << hint;
+    EXPECT_THAT(scripted.sleeps, ElementsAre(12'000u, hint));
+  }
+}
+
+TEST_F(ServiceStopWaits, LongerHintIsCutToFiveMinutesAndLogged) {
+  for (const DWORD hint : {DWORD{300'001}, DWORD{INFINITE}}) {
+    scripted = {};
+    scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOP_PENDING, hint}};
+    scripted.control = Answer{SERVICE_STOP_PENDING, 12'000};
+    expectedLines = {"DEBUG StopService - Wait hint of Service[ScriptedService] cut from " + std::to_string(hint) +
+                     " to 300000 milliseconds"};
+    EXPECT_FALSE(stop());
+    EXPECT_THAT(scripted.sleeps, ElementsAre(12'000u, 300'000u)) << hint;
   }
 }
 
@@ -294,8 +307,10 @@ TEST_F(ServiceStopWaits, CutHintHoldsAcrossTheTurnOfTheTickCount) {
   scripted.startTick = 0xFFFF'FFF0;
   scripted.queries = {Answer{SERVICE_RUNNING}, Answer{SERVICE_STOP_PENDING, INFINITE}};
   scripted.control = Answer{SERVICE_STOP_PENDING, 1'000};
+  expectedLines = {
+      "DEBUG StopService - Wait hint of Service[ScriptedService] cut from 4294967295 to 300000 milliseconds"};
   EXPECT_FALSE(stop());
-  EXPECT_THAT(scripted.sleeps, ElementsAre(1'000u, 30'001u));
+  EXPECT_THAT(scripted.sleeps, ElementsAre(1'000u, 300'000u));
 }
 
 TEST_F(ServiceStopWaits, BothWaitsShareOneBudget) {
