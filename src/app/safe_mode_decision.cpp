@@ -26,6 +26,8 @@ namespace {
 
 constexpr wchar_t kBatchFile[] = L"safemode.bat";
 constexpr wchar_t kRunOnceKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
+// What Windows promises to carry out from there.
+constexpr std::size_t kRunOnceCharacters = 260;
 // The asterisk has Windows run the entry in safe mode too.
 constexpr wchar_t kRunOnceValue[] = L"*ORV CLEANUP UTILITY";
 
@@ -64,6 +66,12 @@ void writeRunOnceEntry() {
       L"-----------Creating Runonce registry to launch cleanup after safe boot-----------Buffer value: "
       L"%s-------------",
       commandLine.c_str());
+  if (commandLine.size() > kRunOnceCharacters) {
+    // The restart goes on: a longer command may well be carried out, and a cut one would name no program.
+    LogError(
+        L"Runonce command has %d characters, Windows may carry out no more than %d: start the program by hand then",
+        static_cast<int>(commandLine.size()), static_cast<int>(kRunOnceCharacters));
+  }
   RegistryKey key;
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRunOnceKey, 0, KEY_WRITE, key.put()) == ERROR_SUCCESS) {
     LogDebug(L"-----------Runonce Key opened successfully-------------");

@@ -225,6 +225,28 @@ TEST_F(SafeModeRestart, ProgramInADeepFolderIsNamedWhole) {
   }
 }
 
+TEST_F(SafeModeRestart, CommandThatWindowsMayNotCarryOutIsToldBeforeTheRestart) {
+  const std::size_t around = std::wstring(L"\"\" safemode").size();
+  for (const std::size_t length : {260u, 261u, 5'000u}) {
+    SCOPED_TRACE(length);
+    pathOfTheProgram = L"C:\\" + std::wstring(length - around - 7, L'd') + L".exe";
+    Lines expected = {kTypeUpdateLine,
+                      "DEBUG -----------Creating Runonce registry to launch cleanup after safe boot-----------Buffer "
+                      "value: \"" +
+                          narrow(pathOfTheProgram) + "\" safemode-------------"};
+    if (length > 260) {
+      expected.push_back("ERROR Runonce command has " + std::to_string(length) +
+                         " characters, Windows may carry out no more than 260: start the program by hand then");
+    }
+    expected.push_back(kKeyOpened);
+    expected.push_back(kValueSet);
+    EXPECT_EQ(restart(), expected);
+    EXPECT_EQ(readString(kRunOnce, kRunOnceValue),
+              std::optional<std::wstring>(L"\"" + pathOfTheProgram + L"\" safemode"));
+    EXPECT_EQ(deeds.back(), shellCommand(batch_)) << "the restart goes on";
+  }
+}
+
 TEST_F(SafeModeRestart, TasksAreAskedToGoBeforeTheEntryAndTheEntryStandsBeforeTheRestart) {
   session_.scrubListData->ScheduledTasks = {L"Maker task", L"Other task"};
   EXPECT_EQ(restart(), (Lines{kTypeUpdateLine, "DEBUG -----------Deletions of Scheduled Tasks Started-------------",
