@@ -61,17 +61,27 @@ void callSystemRestore() {
   makeRestorePoint(setRestorePoint);
 }
 
+// Set by prepareComSecurity, to last as long as the process.
+bool securityWasPrepared = false;
+
 struct WellKnownSid {
   BYTE bytes[SECURITY_MAX_SID_SIZE];
 };
 
 }  // namespace
 
+void prepareComSecurity() {
+  ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  securityWasPrepared = configureComSecurity() || securityWasPrepared;
+}
+
 void createRestorePoint() {
   const HRESULT initialised = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  // Security is asked for again where it was prepared: if COM was left altogether in between, it has gone with it, and
+  // if not, the refusal says that it stands.
   if (FAILED(initialised)) {
     std::printf("Unexpected error: CoInitializeEx() failed with 0x%08x\n", static_cast<unsigned>(initialised));
-  } else if (!configureComSecurity()) {
+  } else if (!configureComSecurity() && !securityWasPrepared) {
     std::printf("Unexpected error: failed to initialize COM security\n");
   } else {
     callSystemRestore();

@@ -2,6 +2,11 @@
 // the log; a machine without System Restore only loses the restore point.
 #pragma once
 
+// Sets the security of the process's COM calls and leaves COM initialised on this thread. For whoever asks COM for
+// anything before the restore point: security can be set once in a process, and the first call to another process sets
+// it by default. What fails here is told by createRestorePoint.
+void prepareComSecurity();
+
 // Initialises COM for the process and its security, makes and closes the restore point, uninitialises COM.
 void createRestorePoint();
 

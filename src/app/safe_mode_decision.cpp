@@ -11,6 +11,7 @@
 #include <shellapi.h>
 
 #include "app/cleanup_session.h"
+#include "app/restore_point.h"
 #include "applications/store_apps.h"
 #include "system/action_dispatcher.h"
 #include "system/handles.h"
@@ -91,6 +92,9 @@ void writeRunOnceEntry() {
 }  // namespace
 
 void CleanupSession::checkWindowsUpdate() {
+  // The question to WMI is the process's first call to another one, and would settle its security for the restore
+  // point.
+  prepareComSecurity();
   if (!isWindowsUpdateRunning()) {
     return;
   }
