@@ -60,19 +60,30 @@ def against_directory(row):
     return "" if all(map(is_plain, below)) else "has a part that Windows does not allow; * works in file rows only"
 
 
+def literal_rows(name):
+    """The rows of characters between the *, in front of a name's first dot. The program refuses a pattern in a place of
+    the system when none of them has three characters without a blank."""
+    return re.split(r"[*? ]+", name.split(".")[0])
+
+
+def names_the_maker(name):
+    """Beside the system's files a name begins with the maker's letters, or a pattern has more than them in its middle:
+    storvsc is the system's."""
+    return name.lower().startswith("orv") or (
+        "*" in name and any(len(row) > 5 and re.match("|".join(MAKERS_WORDS), row.lower()) for row in literal_rows(name)))
+
+
 def against_file(row):
     head, _, name = row.rpartition("\\")
-    literal = name.replace("*", "", 1)
+    literal = name.replace("*", "")
     if "*" in head:
         return "has a * in a folder's name"
-    if "*" in name and (name.index("*") < 3 or "." not in name or name.index(".") < name.index("*")):
-        return "matches too much: a pattern has three letters or more before its * and its extension behind it"
+    if "*" in name and ("**" in name or name.rindex("*") > name.find(".") or max(map(len, literal_rows(name))) < 3):
+        return "matches too much: a pattern has three letters or more in a row and its extension behind its last *"
     if not is_plain(literal) or "." not in name:
         return "is no file's name"
     if re.fullmatch(r"Windows\\(System32|SysWOW64)", head):
-        if "*" in name or not name.lower().startswith("orv"):
-            return "lies beside the system's files and does not begin with the maker's letters"
-        return ""
+        return "" if names_the_maker(name) else "lies beside the system's files and does not bear the maker's letters"
     below, reason = parts_below_maker(row)
     if reason:
         return reason

@@ -10,8 +10,7 @@
 
 #include <windows.h>
 
-#include <shlwapi.h>
-
+#include "system/comparable_path.h"
 #include "system/directory_walk.h"
 #include "system/file_status.h"
 #include "system/handles.h"
@@ -51,8 +50,6 @@ constexpr std::array<const wchar_t*, 14> kNamePatterns = {
 constexpr std::array<const wchar_t*, 3> kPackageFolders = {L"Packages\\", L"HalcyraInstaller\\",
                                                            L"ORVSoftwareInstaller\\"};
 
-constexpr DWORD kLongestPath = 32768;
-
 // A file-system failure in the system's own words.
 std::wstring reason(const std::error_code& error) {
   std::wstring text = systemMessage(static_cast<DWORD>(error.value()));
@@ -66,57 +63,6 @@ std::wstring widen(std::string_view text) {
   std::wstring wide(static_cast<std::size_t>(::MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0)), L'\0');
   ::MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), static_cast<int>(wide.size()));
   return wide;
-}
-
-std::wstring fullPath(const std::wstring& path) {
-  std::wstring full(kLongestPath, L'\0');
-  full.resize(::GetFullPathNameW(path.c_str(), kLongestPath, full.data(), nullptr));
-  return full;
-}
-
-// The path of an existing entry with its links resolved and in the spelling of the file system; empty for any other.
-std::wstring resolvedPath(const std::wstring& path) {
-  const FileHandle entry = openTarget(path);
-  if (!entry) {
-    return {};
-  }
-  std::wstring resolved(kLongestPath, L'\0');
-  resolved.resize(::GetFinalPathNameByHandleW(entry.get(), resolved.data(), kLongestPath, VOLUME_NAME_DOS));
-  return resolved;
-}
-
-// The one spelling of a path that others are compared with: as much of it as exists is resolved, the rest is kept.
-// Without a backslash at its end, without the prefix of extended-length paths.
-std::wstring comparablePath(const std::wstring& path) {
-  std::wstring existing = withoutEnd(fullPath(path));
-  std::wstring rest;
-  std::wstring resolved;
-  while ((resolved = resolvedPath(existing)).empty() && !::PathIsRootW(existing.c_str())) {
-    const std::size_t backslash = existing.find_last_of(L'\\');
-    if (backslash == std::wstring::npos || backslash + 1 == existing.size()) {
-      break;
-    }
-    rest.insert(0, existing.substr(backslash));
-    existing.resize(backslash);
-    if (existing.ends_with(L':')) {
-      existing += L'\\';  // the bare drive would be its current directory
-    }
-  }
-  std::wstring comparable = resolved.empty() ? existing : resolved;
-  const std::size_t end = comparable.find_last_not_of(L'\\');
-  comparable.resize(end == std::wstring::npos ? 0 : end + 1);
-  comparable += rest;
-  if (comparable.starts_with(L"\\\\?\\")) {
-    comparable.erase(0, 4);
-  }
-  return comparable;
-}
-
-bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
-  return !outer.empty() && inner.size() >= outer.size() &&
-         ::CompareStringOrdinal(inner.data(), static_cast<int>(outer.size()), outer.data(),
-                                static_cast<int>(outer.size()), TRUE) == CSTR_EQUAL &&
-         (inner.size() == outer.size() || inner[outer.size()] == L'\\');
 }
 
 // The packages that the minimal installer has registered. A value that cannot be read protects nothing.

@@ -11,37 +11,97 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include "system/comparable_path.h"
+#include "system/directory_walk.h"
 #include "system/temporary_folder.h"
 #include "system/text_case.h"
 
 namespace {
 
-constexpr std::array<int, 15> kProtectedFolders = {
-    CSIDL_WINDOWS,        CSIDL_SYSTEM,           CSIDL_SYSTEMX86,
-    CSIDL_PROGRAM_FILES,  CSIDL_PROGRAM_FILESX86, CSIDL_PROGRAM_FILES_COMMON,
-    CSIDL_COMMON_APPDATA, CSIDL_COMMON_PROGRAMS,  CSIDL_COMMON_DOCUMENTS,
-    CSIDL_PROFILE,        CSIDL_APPDATA,          CSIDL_LOCAL_APPDATA,
-    CSIDL_PROGRAMS,       CSIDL_PERSONAL,         CSIDL_DESKTOPDIRECTORY,
+constexpr std::array<int, 17> kShellFolders = {
+    CSIDL_WINDOWS,
+    CSIDL_SYSTEM,
+    CSIDL_SYSTEMX86,
+    CSIDL_PROGRAM_FILES,
+    CSIDL_PROGRAM_FILESX86,
+    CSIDL_PROGRAM_FILES_COMMON,
+    CSIDL_PROGRAM_FILES_COMMONX86,
+    CSIDL_COMMON_APPDATA,
+    CSIDL_COMMON_PROGRAMS,
+    CSIDL_COMMON_DOCUMENTS,
+    CSIDL_COMMON_DESKTOPDIRECTORY,
+    CSIDL_PROFILE,
+    CSIDL_APPDATA,
+    CSIDL_LOCAL_APPDATA,
+    CSIDL_PROGRAMS,
+    CSIDL_PERSONAL,
+    CSIDL_DESKTOPDIRECTORY,
 };
 
-// Below a root, in lower case. HKEY_USERS\<user> is compared as HKEY_CURRENT_USER.
-constexpr std::array<std::wstring_view, 15> kProtectedKeys = {
-    L"hkey_classes_root\\clsid",
-    L"hkey_classes_root\\installer",
+// Below the Windows folder: what every driver, program or component keeps its part in, and the registry's own files.
+constexpr std::array<const wchar_t*, 13> kFoldersOfWindows = {
+    L"assembly",
+    L"Fonts",
+    L"INF",
+    L"Installer",
+    L"Microsoft.NET",
+    L"servicing",
+    L"WinSxS",
+    L"System32\\CatRoot",
+    L"System32\\config",
+    L"System32\\drivers\\etc",
+    L"System32\\DriverStore\\FileRepository",
+    L"System32\\Tasks",
+    L"System32\\wbem",
+};
+
+// All keys here are in lower case, and in the one spelling that comparableKey gives a key.
+constexpr std::wstring_view kMachine = L"hkey_local_machine";
+constexpr std::wstring_view kUser = L"hkey_current_user";
+constexpr std::wstring_view kMachineClasses = L"hkey_local_machine\\software\\classes";
+constexpr std::wstring_view kUserClasses = L"hkey_current_user\\software\\classes";
+
+constexpr std::array<std::wstring_view, 11> kProtectedKeys = {
     L"hkey_current_config\\software",
     L"hkey_current_config\\system",
     L"hkey_current_user\\control panel",
     L"hkey_current_user\\environment",
-    L"hkey_current_user\\software\\classes",
-    L"hkey_current_user\\software\\microsoft\\windows\\currentversion",
+    L"hkey_local_machine\\components",
+    L"hkey_local_machine\\drivers",
     L"hkey_local_machine\\hardware",
-    L"hkey_local_machine\\software\\classes\\clsid",
-    L"hkey_local_machine\\software\\microsoft\\windows nt\\currentversion",
-    L"hkey_local_machine\\software\\microsoft\\windows\\currentversion\\uninstall",
-    L"hkey_local_machine\\software\\wow6432node\\microsoft\\windows\\currentversion",
     L"hkey_local_machine\\system\\currentcontrolset\\control\\class",
-    L"hkey_local_machine\\system\\currentcontrolset\\services",
+    L"hkey_local_machine\\system\\currentcontrolset\\services\\eventlog\\application",
+    L"hkey_local_machine\\system\\mounteddevices",
+    L"hkey_local_machine\\system\\setup",
 };
+
+// Below SOFTWARE, of the machine as of a user.
+constexpr std::array<std::wstring_view, 13> kProtectedSoftwareKeys = {
+    L"classes\\appid",
+    L"classes\\clsid",
+    L"classes\\directory\\background\\shellex\\contextmenuhandlers",
+    L"classes\\installer",
+    L"classes\\interface",
+    L"classes\\typelib",
+    L"microsoft\\windows nt\\currentversion",
+    L"microsoft\\windows\\currentversion\\app paths",
+    L"microsoft\\windows\\currentversion\\policies",
+    L"microsoft\\windows\\currentversion\\run",
+    L"microsoft\\windows\\currentversion\\runonce",
+    L"microsoft\\windows\\currentversion\\uninstall",
+    L"policies",
+};
+
+// Nothing of a maker's lies below these: accounts, secrets, what the machine starts with, the tree of its devices.
+constexpr std::array<std::wstring_view, 4> kKeysOfWindowsAlone = {
+    L"hkey_local_machine\\bcd00000000",
+    L"hkey_local_machine\\sam",
+    L"hkey_local_machine\\security",
+    L"hkey_local_machine\\system\\currentcontrolset\\enum",
+};
+
+// A pattern with fewer characters than that in a row means a whole kind of files.
+constexpr std::size_t kFewestLiteralCharacters = 3;
 
 // In lower case, with single backslashes and none at the end.
 std::wstring normalised(const std::wstring& path) {
@@ -62,18 +122,37 @@ bool isAtOrAbove(std::wstring_view path, std::wstring_view place) {
   return place.starts_with(path) && (place.size() == path.size() || place[path.size()] == L'\\');
 }
 
+template <class Places, class Predicate>
+bool isOneOf(const Places& places, Predicate isMeant) {
+  return std::any_of(places.begin(), places.end(), isMeant);
+}
+
+// However the system tells a place (a TEMP with short names, a folder that has been moved behind a link), a row may
+// have it in each of its spellings.
+void appendSpellings(const std::wstring& folder, std::vector<std::wstring>& places) {
+  if (!folder.empty()) {
+    places.insert(places.end(),
+                  {normalised(folder), normalised(longPath(fullPath(folder))), normalised(comparablePath(folder))});
+  }
+}
+
+std::wstring shellFolder(int csidl) {
+  wchar_t folder[MAX_PATH] = {};
+  return SUCCEEDED(::SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, folder)) ? folder : std::wstring();
+}
+
 const std::vector<std::wstring>& protectedFolders() {
   static const std::vector<std::wstring> folders = [] {
     std::vector<std::wstring> found;
-    for (const int csidl : kProtectedFolders) {
-      wchar_t folder[MAX_PATH] = {};
-      if (SUCCEEDED(::SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, folder))) {
-        found.push_back(normalised(folder));
+    for (const int csidl : kShellFolders) {
+      appendSpellings(shellFolder(csidl), found);
+    }
+    if (const std::wstring windows = shellFolder(CSIDL_WINDOWS); !windows.empty()) {
+      for (const wchar_t* folder : kFoldersOfWindows) {
+        appendSpellings(windows + L'\\' + folder, found);
       }
     }
-    if (const std::wstring temporary = temporaryFolder(); !temporary.empty()) {
-      found.push_back(normalised(temporary));
-    }
+    appendSpellings(temporaryFolder(), found);
     return found;
   }();
   return folders;
@@ -88,32 +167,31 @@ std::wstring withoutPrefix(std::wstring path) {
   return path;
 }
 
+// "C:\Windows::$INDEX_ALLOCATION" is a spelling of "C:\Windows" too: what follows the second colon of a path names a
+// stream.
+std::wstring withoutStreams(std::wstring path) {
+  constexpr std::size_t kBehindDrive = 2;
+  for (std::size_t colon = path.find(L':', kBehindDrive); colon != std::wstring::npos; colon = path.find(L':', colon)) {
+    path.erase(colon, std::min(path.find(L'\\', colon), path.size()) - colon);
+  }
+  return path;
+}
+
 // It means the drive's current directory, which may be anywhere.
 bool isBareDrive(const std::wstring& path) {
   return path.size() == 2 && path[1] == L':';
 }
 
-DWORD WINAPI fullPathName(LPCWSTR path, LPWSTR buffer, DWORD size) {
-  return ::GetFullPathNameW(path, size, buffer, nullptr);
-}
-
-// What a call says of a path; empty when it fails.
-std::wstring answerOf(const std::wstring& path, DWORD(WINAPI* call)(LPCWSTR path, LPWSTR buffer, DWORD size)) {
-  std::wstring answer(call(path.c_str(), nullptr, 0), L'\0');
-  answer.resize(call(path.c_str(), answer.data(), static_cast<DWORD>(answer.size())));
-  return answer;
-}
-
+// A comparable path has no backslash behind a drive that is meant as a root.
 bool isRootOrProtected(const std::wstring& fullPath) {
   if (fullPath.empty()) {
     return false;
   }
-  if (::PathIsRootW(fullPath.c_str())) {
+  if (isBareDrive(fullPath) || ::PathIsRootW(fullPath.c_str())) {
     return true;
   }
   const std::wstring folder = normalised(fullPath);
-  return std::any_of(protectedFolders().begin(), protectedFolders().end(),
-                     [&folder](const std::wstring& place) { return isAtOrAbove(folder, place); });
+  return isOneOf(protectedFolders(), [&folder](const std::wstring& place) { return isAtOrAbove(folder, place); });
 }
 
 // The control sets of the system, of which one is the current one, in its lower-case form: "controlset001".
@@ -122,36 +200,88 @@ std::wstring withCurrentControlSet(const std::wstring& key) {
   return std::regex_replace(key, numbered, L"$1currentcontrolset");
 }
 
+// The key as the registry has it: one user's hive is any user's, HKEY_CLASSES_ROOT shows the machine's classes, and
+// each 32-bit key is a twin of a key without WOW6432Node in its path.
+std::wstring comparableKey(const std::wstring& path) {
+  std::wstring key = withCurrentControlSet(normalised(path));
+  constexpr std::wstring_view kUsers = L"hkey_users";
+  constexpr std::wstring_view kClassesRoot = L"hkey_classes_root";
+  constexpr std::wstring_view kTwin = L"\\wow6432node";
+  if (isAtOrAbove(kUsers, key)) {
+    const std::size_t user = key.find(L'\\');
+    const std::size_t end = user == std::wstring::npos ? key.size() : std::min(key.find(L'\\', user + 1), key.size());
+    key.replace(0, end, key.substr(0, end).ends_with(L"_classes") ? kUserClasses : kUser);
+  } else if (isAtOrAbove(kClassesRoot, key)) {
+    key.replace(0, kClassesRoot.size(), kMachineClasses);
+  }
+  for (std::size_t twin = key.find(kTwin); twin != std::wstring::npos; twin = key.find(kTwin, twin)) {
+    if (isAtOrAbove(key.substr(0, twin + kTwin.size()), key)) {
+      key.erase(twin, kTwin.size());
+    } else {
+      ++twin;
+    }
+  }
+  return key;
+}
+
+bool isProtectedSoftwareKey(const std::wstring& key) {
+  for (const std::wstring_view root : {kMachine, kUser}) {
+    const std::wstring software = std::wstring(root) + L"\\software";
+    if (isAtOrAbove(key, software)) {
+      return true;
+    }
+    if (isAtOrAbove(software, key) &&
+        isOneOf(kProtectedSoftwareKeys, [rest = std::wstring_view(key).substr(software.size() + 1)](
+                                            std::wstring_view place) { return isAtOrAbove(rest, place); })) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// The longest row of characters in front of a name's first dot that stand for themselves. Windows reads <, > and " as
+// wildcards too.
+std::size_t literalCharacters(std::wstring_view name) {
+  std::size_t longest = 0;
+  std::size_t row = 0;
+  for (const wchar_t character : name.substr(0, name.find(L'.'))) {
+    row = std::wstring_view(L"*?<>\" ").find(character) == std::wstring_view::npos ? row + 1 : 0;
+    longest = std::max(longest, row);
+  }
+  return longest;
+}
+
 }  // namespace
 
 bool isProtectedDirectory(const std::wstring& path) {
-  const std::wstring plain = withoutPrefix(path);
+  const std::wstring plain = withoutStreams(withoutPrefix(path));
   if (isBareDrive(plain)) {
     return true;
   }
-  const std::wstring full = answerOf(plain, fullPathName);
-  return isRootOrProtected(full) || isRootOrProtected(answerOf(full, ::GetLongPathNameW));
+  const std::wstring full = fullPath(plain);
+  if (isRootOrProtected(full) || isRootOrProtected(longPath(full))) {
+    return true;
+  }
+  // The way to it may lead through links; it may be one itself, which goes alone.
+  const auto [folder, name] = splitEntry(withoutEnd(full));
+  return !folder.empty() && isRootOrProtected(comparableEntry(comparablePath(folder), name));
 }
 
 bool isProtectedPattern(const std::wstring& path) {
-  const std::size_t separator = path.find_last_of(L"\\/:");
-  if (separator == std::wstring::npos) {
+  const auto [folder, name] = splitEntry(path);
+  const bool isPattern = name.find_first_of(L"*?<>\"") != std::wstring::npos;
+  const bool hasNoLetter = !name.empty() && name.find_first_not_of(L"*.?") == std::wstring::npos;
+  if (folder.empty() || !(hasNoLetter || (isPattern && literalCharacters(name) < kFewestLiteralCharacters))) {
     return false;
   }
-  const std::wstring name = path.substr(separator + 1);
-  const bool takesAll =
-      name.starts_with(L'*') || (!name.empty() && name.find_first_not_of(L"*.?") == std::wstring::npos);
-  return takesAll && isProtectedDirectory(path.substr(0, separator + 1));
+  // A link in the folder's place is no obstacle to a pattern.
+  return isProtectedDirectory(folder) || isRootOrProtected(comparablePath(withoutStreams(withoutPrefix(folder))));
 }
 
 bool isProtectedKey(const std::wstring& path) {
-  std::wstring key = withCurrentControlSet(normalised(path));
-  constexpr std::wstring_view kUsers = L"hkey_users";
-  if (isAtOrAbove(kUsers, key)) {
-    const std::size_t user = key.find(L'\\');
-    const std::size_t rest = user == std::wstring::npos ? user : key.find(L'\\', user + 1);
-    key = L"hkey_current_user" + (rest == std::wstring::npos ? L"" : key.substr(rest));
-  }
-  return std::any_of(kProtectedKeys.begin(), kProtectedKeys.end(),
-                     [&key](std::wstring_view place) { return isAtOrAbove(key, place); });
+  const std::wstring key = comparableKey(path);
+  return isOneOf(kProtectedKeys, [&key](std::wstring_view place) { return isAtOrAbove(key, place); }) ||
+         isOneOf(kKeysOfWindowsAlone,
+                 [&key](std::wstring_view place) { return isAtOrAbove(key, place) || isAtOrAbove(place, key); }) ||
+         isProtectedSoftwareKey(key);
 }

@@ -239,12 +239,26 @@ TEST_F(FileCollector, NarrowPatternInAPlaceOfTheSystemIsCarriedOut) {
   const std::wstring driver = L"C:\\windows\\System32\\orvtestdriver.dll";
   ASSERT_TRUE(::CopyFileW(folder.makeFile(L"file").c_str(), driver.c_str(), FALSE));
   folder.makeFile(L"any.txt");
-  data.Files = {L"windows\\System32\\orvtestd*.dll", folder / L"*"};
+  data.Files = {L"windows\\System32\\*orvtestd*.dll", folder / L"*"};
   const CapturedLog log;
   HandleFiles(session);
   ::DeleteFileW(driver.c_str());
   EXPECT_THAT(session.files, ::testing::IsSupersetOf({driver, folder / L"any.txt"}));
   EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
+}
+
+TEST_F(FileCollector, PatternOfTooFewCharactersInAPlaceOfTheSystemIsRefused) {
+  data.Files = {L"windows\\System32\\or*.dll", L"windows\\System32\\drivers\\*.sys", folder / L"or*.dll"};
+  const std::wstring elsewhere = folder.makeFile(L"or1.dll");
+  const CapturedLog log;
+  HandleFiles(session);
+  EXPECT_THAT(session.files, ElementsAre(elsewhere));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(
+          "DEBUG -----------HandleFiles Getting all data-------------",
+          "ERROR Row[C:\\windows\\System32\\or*.dll] names a place of the system and is not carried out",
+          "ERROR Row[C:\\windows\\System32\\drivers\\*.sys] names a place of the system and is not carried out"));
 }
 
 TEST_F(FileCollector, ExclusionMayTakeAllOfAPlaceOfTheSystem) {

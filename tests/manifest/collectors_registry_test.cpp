@@ -11,6 +11,7 @@
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_registry.h"
+#include "support/text.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -175,6 +176,20 @@ TEST_F(RegistryCollector, RowsThatNameAPlaceOfTheSystemAreRefused) {
   const std::string refused = "] names a place of the system and is not carried out";
   EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"ERROR Row[HKEY_LOCAL_MACHINE\\SOFTWARE" + refused,
                                                     "ERROR Row[HKEY_LOCAL_MACHINE\\SYSTEM" + refused}));
+}
+
+TEST_F(RegistryCollector, KeyOfTheProgramsThatStartWithWindowsIsRefusedAndAValueInItIsNot) {
+  const std::wstring run = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
+  plantString(run, L"ORVTrayAgent", L"agent.exe");
+  plantString(run, L"Other", L"other.exe");
+  data.RegistryKeys = {run};
+  data.RegistryValues = {run + L"\\ORVTrayAgent"};
+  const CapturedLog log;
+  HandleRegistries(session);
+  EXPECT_THAT(keysOfTheMachine(), IsEmpty());
+  EXPECT_THAT(session.registryValues, ElementsAre(run + L"\\ORVTrayAgent"));
+  EXPECT_THAT(log.lines(),
+              ::testing::Contains("ERROR Row[" + narrow(run) + "] names a place of the system and is not carried out"));
 }
 
 TEST_F(RegistryCollector, ProtectedKeyKeepsItselfItsContentsAndItsAncestors) {

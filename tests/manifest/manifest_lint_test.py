@@ -190,6 +190,8 @@ SPOILT = [
      changed(lambda tree: tree["InclusionList"]["Applications"].__setitem__(-1, "OrvaneOther64")),
      "InclusionList.Applications: lacks OrvaneBundle64: all that it lists would be protected"),
 ]
+TOO_MUCH = "matches too much: a pattern has three letters or more in a row and its extension behind its last *"
+NOT_THE_MAKERS = "lies beside the system's files and does not bear the maker's letters"
 # Rows: the list, the row that takes the place of its last one, what is wrong with it.
 SPOILT_ROWS = [
     ("Generic.Directories", "C:\\", "has an empty or dotted part"),
@@ -205,10 +207,17 @@ SPOILT_ROWS = [
     ("Generic.Directories", "Windows\\SysWOW64\\ORV\\gpu-*",
      "has a part that Windows does not allow; * works in file rows only"),
     ("Generic.Directories", "Windows\\System32\\ORV\\shadercache", "stands twice in the list"),
-    ("Generic.Files", "Windows\\System32\\*.*", "matches too much: a pattern has three letters or more before its * and "
-     "its extension behind it"),
-    ("Generic.Files", "Windows\\System32\\kernel32.dll",
-     "lies beside the system's files and does not begin with the maker's letters"),
+    ("Generic.Files", "Windows\\System32\\*.*", TOO_MUCH),
+    ("Generic.Files", "Windows\\System32\\or*.dll", TOO_MUCH),
+    ("Generic.Files", "Windows\\System32\\or*v1*.dll", TOO_MUCH),
+    ("Generic.Files", "Windows\\System32\\*.orvgfx", TOO_MUCH),
+    ("Generic.Files", "Windows\\System32\\*orvgfx*", TOO_MUCH),
+    ("Generic.Files", "Windows\\System32\\orvgfx*.dll*", TOO_MUCH),
+    ("Generic.Files", "INSTALL_DIR\\gpu-**.log", TOO_MUCH),
+    ("Generic.Files", "Windows\\System32\\kernel32.dll", NOT_THE_MAKERS),
+    ("Generic.Files", "Windows\\System32\\*orv*.sys", NOT_THE_MAKERS),
+    ("Generic.Files", "Windows\\System32\\storv*.sys", NOT_THE_MAKERS),
+    ("Generic.Files", "Windows\\System32\\kernel*.dll", NOT_THE_MAKERS),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE", "names a whole root"),
     ("Generic.RegistryKeys", "HKLM\\SOFTWARE\\ORV\\LM", "begins with no root that the document may name"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV",
@@ -293,6 +302,14 @@ class ManifestLint(unittest.TestCase):
                          not re.match(r"fault: counts: (file|directory) rows", fault)]
                 self.assertEqual(wanted, found)
                 self.assertEqual(1, status)
+
+
+    def test_patterns_that_name_what_they_mean_pass(self):
+        for row in ("Windows\\System32\\*orvgfx*.dll", "Windows\\SysWOW64\\orv*.dll", "Windows\\System32\\ORV-*-old.dll",
+                    "INSTALL_DIR\\gpu-*.log", "INSTALL_DIR\\*gpu*.log", "INSTALL_DIR\\a*gpu.log"):
+            with self.subTest(row):
+                _, faults, _ = lint(with_row("Generic.Files", row))
+                self.assertEqual([], [fault for fault in faults if "fault: counts: file rows" not in fault])
 
 
 CLEANUP = json.loads((ROOT / "docs/schemas/cleanup_manifest.schema.json").read_bytes())

@@ -92,21 +92,52 @@ inline bool isSafeDirectory(const std::wstring& row) {
   return !parts.empty() && std::all_of(parts.begin(), parts.end(), isPlainPart);
 }
 
+// The rows of characters between the * in front of a name's first dot, cut at blanks too.
+inline std::vector<std::wstring> literalRows(const std::wstring& name) {
+  std::vector<std::wstring> rows(1);
+  for (const wchar_t c : name.substr(0, name.find(L'.'))) {
+    if (c == L'*' || c == L' ') {
+      rows.emplace_back();
+    } else {
+      rows.back() += c;
+    }
+  }
+  return rows;
+}
+
+// Beside the system's files a name begins with the maker's letters, or a pattern has more than them in its middle:
+// storvsc is the system's.
+inline bool bearsTheMakersLetters(const std::wstring& name) {
+  const std::vector<std::wstring> words = {L"orv", L"ktl", L"halcyra", L"brimwood", L"meridia", L"lumio", L"uxf"};
+  const auto names = [&words](const std::wstring& row) {
+    return row.size() > 5 &&
+           std::any_of(words.begin(), words.end(),
+                       [lower = lowerCase(row)](const std::wstring& word) { return lower.starts_with(word); });
+  };
+  const std::vector<std::wstring> rows = literalRows(name);
+  return lowerCase(name).starts_with(L"orv") ||
+         (name.find(L'*') != std::wstring::npos && std::any_of(rows.begin(), rows.end(), names));
+}
+
 // A file lies in a folder of the maker, or bears the maker's name beside the system's files. A pattern stands in the
-// last part alone, behind a beginning and before an extension.
+// last part alone, beside three characters in a row and before an extension.
 inline bool isSafeFile(const std::wstring& row) {
   std::vector<std::wstring> parts = splitPath(row);
   const std::wstring name = parts.back();
-  const std::size_t star = name.find(L'*');
-  const std::wstring literal = star == std::wstring::npos ? name : name.substr(0, star) + name.substr(star + 1);
+  const std::size_t star = name.rfind(L'*');
+  const std::vector<std::wstring> rows = literalRows(name);
+  std::wstring literal = name;
+  std::erase(literal, L'*');
   if (!isPlainPart(literal) || name.find(L'.') == std::wstring::npos ||
-      (star != std::wstring::npos && (star < 3 || name.find(L'.') < star))) {
+      (star != std::wstring::npos &&
+       (name.find(L"**") != std::wstring::npos || name.find(L'.') < star ||
+        std::none_of(rows.begin(), rows.end(), [](const std::wstring& text) { return text.size() >= 3; })))) {
     return false;
   }
   const bool besideSystemFiles =
       parts.size() == 3 && parts[0] == L"Windows" && (parts[1] == L"System32" || parts[1] == L"SysWOW64");
   if (besideSystemFiles) {
-    return star == std::wstring::npos && lowerCase(name).starts_with(L"orv");
+    return bearsTheMakersLetters(name);
   }
   const std::vector<std::wstring> below = partsInMakersFolder(row);
   return !below.empty() && std::all_of(below.begin(), below.end() - 1, isPlainPart);

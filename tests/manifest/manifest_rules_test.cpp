@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "system/protected_places.h"
+
 // The rules watch over the shipped manifest, so they have to refuse what would harm a machine.
 namespace {
 
@@ -78,8 +80,15 @@ TEST(ManifestRules, FilesOfOthersAndWidePatternsAreRefused) {
            L"INSTALL_DIR\\gpu.*",
            L"INSTALL_DIR\\..\\gpu.log",
            L"Windows\\System32\\kernel32.dll",
-           L"Windows\\System32\\orv*.dll",
            L"Windows\\System32\\*.dll",
+           L"Windows\\System32\\or*.dll",
+           L"Windows\\System32\\or*v1*.dll",
+           L"Windows\\System32\\*.orvgfx",
+           L"Windows\\System32\\*orvgfx*",
+           L"Windows\\System32\\orvgfx*.dll*",
+           L"Windows\\System32\\*orv*.sys",
+           L"Windows\\System32\\storv*.sys",
+           L"Windows\\System32\\kernel*.dll",
            L"Windows\\System32\\drivers\\orv.sys",
            L"Windows\\orv.ini",
            L"Program Files\\orv.log",
@@ -91,10 +100,30 @@ TEST(ManifestRules, FilesOfOthersAndWidePatternsAreRefused) {
        }) {
     EXPECT_FALSE(isSafeFile(row)) << ::testing::PrintToString(std::wstring(row));
   }
-  for (const wchar_t* row : {L"INSTALL_DIR\\LM\\a.dll", L"INSTALL_DIR\\gpu-*.log", L"Windows\\System32\\orvcore.dll",
-                             L"Windows\\System32\\ORV\\gpu-*.log", L"%APPDATA%\\ORV\\a.xml"}) {
+  for (const wchar_t* row :
+       {L"INSTALL_DIR\\LM\\a.dll", L"INSTALL_DIR\\gpu-*.log", L"Windows\\System32\\orvcore.dll",
+        L"Windows\\System32\\ORV\\gpu-*.log", L"%APPDATA%\\ORV\\a.xml", L"Windows\\System32\\*orvgfx*.dll",
+        L"Windows\\SysWOW64\\orv*.dll", L"Windows\\System32\\ORV-*-old.dll", L"INSTALL_DIR\\*gpu*.log",
+        L"INSTALL_DIR\\a*gpu.log"}) {
     EXPECT_TRUE(isSafeFile(row)) << ::testing::PrintToString(std::wstring(row));
   }
+}
+
+// What these rules let through the program has to carry out.
+TEST(ManifestRules, PatternThatPassesIsNoneThatTheProgramRefuses) {
+  int passed = 0;
+  for (const wchar_t* one : {L"", L"o", L"or", L"orv", L"orvgfx", L"a b", L"lumio "}) {
+    for (const wchar_t* other : {L"", L"v", L"-1", L"orv", L"orvgfx", L".orvgfx", L"lumio-x"}) {
+      for (const wchar_t* end : {L"*.dll", L".dll", L".*", L"*", L"*.d*"}) {
+        const std::wstring name = std::wstring(one) + L"*" + other + end;
+        if (isSafeFile(L"Windows\\System32\\" + name)) {
+          ++passed;
+          EXPECT_FALSE(isProtectedPattern(L"C:\\Windows\\System32\\" + name)) << ::testing::PrintToString(name);
+        }
+      }
+    }
+  }
+  EXPECT_GT(passed, 10);
 }
 
 TEST(ManifestRules, KeysOfThePlatformAndOfOthersAreRefused) {

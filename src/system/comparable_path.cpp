@@ -1,0 +1,89 @@
+#include "system/comparable_path.h"
+
+#include <algorithm>
+
+#include <windows.h>
+
+#include <shlwapi.h>
+
+#include "system/directory_walk.h"
+#include "system/file_status.h"
+#include "system/handles.h"
+#include "system/long_path.h"
+
+namespace {
+
+constexpr DWORD kLongestPath = 32768;
+
+// The path of an existing entry with its links resolved and in the spelling of the file system; empty for any other.
+std::wstring resolvedPath(const std::wstring& path) {
+  const FileHandle entry = openTarget(path);
+  if (!entry) {
+    return {};
+  }
+  std::wstring resolved(kLongestPath, L'\0');
+  resolved.resize(::GetFinalPathNameByHandleW(entry.get(), resolved.data(), kLongestPath, VOLUME_NAME_DOS));
+  return resolved;
+}
+
+std::wstring withoutPrefix(const std::wstring& path) {
+  return path.starts_with(L"\\\\?\\") ? path.substr(4) : path;
+}
+
+}  // namespace
+
+std::wstring fullPath(const std::wstring& path) {
+  std::wstring full(kLongestPath, L'\0');
+  full.resize(::GetFullPathNameW(path.c_str(), kLongestPath, full.data(), nullptr));
+  return full;
+}
+
+std::wstring comparablePath(const std::wstring& path) {
+  std::wstring existing = withoutEnd(fullPath(path));
+  std::wstring rest;
+  std::wstring resolved;
+  while ((resolved = resolvedPath(existing)).empty() && !::PathIsRootW(existing.c_str())) {
+    const std::size_t backslash = existing.find_last_of(L'\\');
+    if (backslash == std::wstring::npos || backslash + 1 == existing.size()) {
+      break;
+    }
+    rest.insert(0, existing.substr(backslash));
+    existing.resize(backslash);
+    if (existing.ends_with(L':')) {
+      existing += L'\\';  // the bare drive would be its current directory
+    }
+  }
+  std::wstring comparable = resolved.empty() ? existing : resolved;
+  const std::size_t end = comparable.find_last_not_of(L'\\');
+  comparable.resize(end == std::wstring::npos ? 0 : end + 1);
+  comparable += rest;
+  return withoutPrefix(comparable);
+}
+
+bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
+  return !outer.empty() && inner.size() >= outer.size() &&
+         ::CompareStringOrdinal(inner.data(), static_cast<int>(outer.size()), outer.data(),
+                                static_cast<int>(outer.size()), TRUE) == CSTR_EQUAL &&
+         (inner.size() == outer.size() || inner[outer.size()] == L'\\');
+}
+
+std::wstring longPath(const std::wstring& path) {
+  const std::wstring systemPath = toSystemPath(path);
+  std::wstring answer(::GetLongPathNameW(systemPath.c_str(), nullptr, 0), L'\0');
+  answer.resize(::GetLongPathNameW(systemPath.c_str(), answer.data(), static_cast<DWORD>(answer.size())));
+  return answer.empty() ? path : withoutPrefix(answer);
+}
+
+EntryPath splitEntry(const std::wstring& path) {
+  std::size_t end = path.find_last_of(L"\\/");
+  if (end == std::wstring::npos) {
+    end = path.size() > 1 && path[1] == L':' ? 1 : end;  // an entry of that drive's current directory
+  }
+  return {path.substr(0, end + 1), path.substr(end + 1)};
+}
+
+std::wstring comparableEntry(const std::wstring& comparableFolder, std::wstring name) {
+  name.resize(std::min(name.find(L':'), name.size()));
+  name.resize(name.find_last_not_of(L" .") + 1);
+  return longPath(comparableFolder + L'\\' + name);
+}
