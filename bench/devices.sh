@@ -28,15 +28,6 @@ devices_gone() { devices_expectation gone "$1" "$2"; }
 devices_changed() { devices_expectation changed "$1" "$2"; }
 devices_unknown() { devices_expectation unknown "$1" "$2"; }
 
-devices_calls() {
-    awk -F'\t' '$2 == "HKEY_LOCAL_MACHINE\\Software\\Bench Devices" && $3 == "Calls" {
-        text = $4
-        sub(/^str\(7\):"/, "", text)
-        sub(/(\\0)*"$/, "", text)
-        gsub(/\\\\/, "\001", text)
-        gsub(/\\0/, "\n", text)
-        gsub("\001", "\\", text)
-        print text }' "$1"
-}
+devices_calls() { snapshot_texts "$1" 'HKEY_LOCAL_MACHINE\Software\Bench Devices' Calls; }
 
 devices_tree() { awk -f "$devices_here/device_tree.awk" "$1"; }

@@ -24,14 +24,17 @@ session_prepare() {
     session_give_devices "$machine" "$folder"
 }
 
-# The model of device installation and of System Restore (bench/devices) is for the shipped program alone: Windows' own
-# services on the machine keep what they have. System Restore is looked for in the system folder only.
+# The model of device installation, of System Restore and of the protection of Windows' own files (bench/devices) is for the
+# shipped program alone: Windows' own services on the machine keep what they have. The last two are looked for in the system
+# folder only.
 session_give_devices() {
     local machine=$1 folder=$2 library
     for library in setupapi cfgmgr32 newdev; do
         session_put "$BENCH_PROGRAMS/$library.dll" "$folder/$library.dll"
     done
-    session_put "$BENCH_PROGRAMS/srclient.dll" "$(machine_drive "$machine")/windows/system32/srclient.dll"
+    for library in srclient sfc; do
+        session_put "$BENCH_PROGRAMS/$library.dll" "$(machine_drive "$machine")/windows/system32/$library.dll"
+    done
     cat >"$folder/devices.reg" <<'REG'
 REGEDIT4
 
@@ -40,6 +43,7 @@ REGEDIT4
 "cfgmgr32"="native,builtin"
 "newdev"="native,builtin"
 "srclient"="native,builtin"
+"sfc"="native,builtin"
 REG
     machine_wine "$machine" regedit /S 'C:\bench\devices.reg'
 }

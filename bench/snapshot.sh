@@ -10,6 +10,7 @@
 #   snapshot_removed BEFORE AFTER      the first three columns of what is there no more
 #   snapshot_added BEFORE AFTER        the lines of what has come
 #   snapshot_changed BEFORE AFTER      the new lines of what is the same thing with other details
+#   snapshot_texts SNAPSHOT KEY NAME   the texts of a value that holds a list of them, one a line
 #
 # The folder C:\bench is the bench's own and no part of a snapshot.
 
@@ -59,4 +60,15 @@ snapshot_added() {
 snapshot_changed() {
     awk -F'\t' 'NR == FNR { was[$1 FS $2 FS $3] = $0; next }
         ($1 FS $2 FS $3) in was && was[$1 FS $2 FS $3] != $0' "$1" "$2"
+}
+
+snapshot_texts() {
+    KEY=$2 NAME=$3 awk -F'\t' '$1 == "value" && $2 == ENVIRON["KEY"] && $3 == ENVIRON["NAME"] {
+        text = $4
+        sub(/^str\(7\):"/, "", text)
+        sub(/(\\0)*"$/, "", text)
+        gsub(/\\\\/, "\001", text)
+        gsub(/\\0/, "\n", text)
+        gsub("\001", "\\", text)
+        print text }' "$1"
 }

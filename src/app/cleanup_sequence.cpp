@@ -218,7 +218,7 @@ void CleanupSession::fileStage() {
 void CleanupSession::driverFileStage() {
   LogDebug(L"-----------Deletion of Driver Files Started-------------");
   SortByDepth(driverFiles);
-  ExecuteActions(ActionKind::FileDelete, driverFiles, failedDriverFiles, false);
+  ExecuteActions(ActionKind::FileDelete, driverFiles, failedDriverFiles, false, AskWindows::AboutEachFile);
   // The second time: the first one passes over every value behind a deleted one.
   removeVulkanEntries(vulkanRegistryValues, vulkanFiles);
   LogDebug(L"-----------Deletion of Driver Files Ended-------------");

@@ -14,6 +14,7 @@
 #include "system/registry.h"
 #include "system/services.h"
 #include "system/shortcuts.h"
+#include "system/windows_files.h"
 
 namespace {
 
@@ -108,32 +109,35 @@ Outcome deleteShortcut(const std::wstring& item, bool) {
 struct Operation {
   ActionKind kind;
   Outcome (*run)(const std::wstring& item, bool factoryResetMode);
+  bool takesFiles = false;
 };
 
 constexpr std::array<Operation, 9> kOperations = {{
     {ActionKind::ScheduledTask, deleteScheduledTask},
     {ActionKind::ServiceStop, stopService},
     {ActionKind::ProcessKill, killProcess},
-    {ActionKind::FileDelete, deleteFile},
+    {ActionKind::FileDelete, deleteFile, true},
     {ActionKind::RegistryKeyDelete, deleteRegistryKey},
     {ActionKind::RegistryKeyEmptyDelete, deleteRegistryKey},
     {ActionKind::RegistryValueDelete, deleteRegistryValue},
-    {ActionKind::DirectoryDelete, deleteDirectory},
+    {ActionKind::DirectoryDelete, deleteDirectory, true},  // a file in the place of one
     {ActionKind::ShortcutDelete, deleteShortcut},
 }};
 
 }  // namespace
 
 bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
-                    bool factoryResetMode) {
+                    bool factoryResetMode, AskWindows about) {
   const auto operation = std::find_if(kOperations.begin(), kOperations.end(),
                                       [kind](const Operation& candidate) { return candidate.kind == kind; });
   if (operation == kOperations.end()) {
     return true;
   }
+  WindowsFiles windowsFiles(about);
   bool result = true;
   for (const std::wstring& item : items) {
-    switch (operation->run(item, factoryResetMode)) {
+    const bool isKept = operation->takesFiles && windowsFiles.keep(item);
+    switch (isKept ? Outcome::Failed : operation->run(item, factoryResetMode)) {
       case Outcome::Done:
         break;
       case Outcome::DoneAtSecondTry:

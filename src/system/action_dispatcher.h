@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "system/windows_files.h"
+
 // The numbers are fixed; 8, 9 and every other value do nothing.
 enum class ActionKind : int {
   ScheduledTask = 0,           // task name
@@ -23,9 +25,11 @@ enum class ActionKind : int {
 // stands. `factoryResetMode` matters to FileDelete alone: nothing is then left for the next restart. Returns true for
 // an empty list; else false after a failure, where a DirectoryDelete that worked at the second try sets it back to
 // true. A task or image name with * or ? is refused with an ERROR line and fails, since the system's tools would read
-// it as "all". Exceptions of an operation leave with the rest of the list undone.
+// it as "all". A file that Windows protects stays with an ERROR line and fails, in a list of files as in the place of a
+// directory; `about` says which files are asked about. Exceptions of an operation leave with the rest of the list
+// undone.
 bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
-                    bool factoryResetMode);
+                    bool factoryResetMode, AskWindows about = AskWindows::BelowItsFolder);
 
 // Ends every process of that image name with taskkill.exe. Returns true always: the outcome is not looked at.
 bool KillProcess(const std::wstring& imageName);

@@ -1,0 +1,37 @@
+// windows_files - which files are Windows' own by its own word, so that a list of files to delete passes them over.
+// Deletes nothing and knows no list.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+
+#include "system/handles.h"
+
+// Which files Windows is asked about. A list of the maker's files has little to do with Windows outside its folder; the
+// files of a driver come from an INF file, which may include the system's.
+enum class AskWindows { BelowItsFolder, AboutEachFile };
+
+// Asks for the files of one list. The library is loaded for the first file that is asked about, and a folder is looked
+// up once, so a list of files elsewhere costs no call for a file.
+class WindowsFiles {
+ public:
+  explicit WindowsFiles(AskWindows about);
+
+  // True for an existing file or link that has to stay, with one ERROR line that says why: Windows protects it, or
+  // cannot be asked and nothing in the path below the Windows folder begins with the maker's letters. The path that
+  // Windows is given has the links of its folders resolved and no short names. SfcIsFileProtected.
+  bool keep(const std::wstring& path);
+
+ private:
+  struct Folder {
+    std::wstring comparable;
+    bool isAskedAbout;
+  };
+  const Folder& lookUp(const std::wstring& folder);
+  bool isProtected(const std::wstring& file, unsigned long* error);
+
+  AskWindows about_;
+  std::wstring windows_;
+  std::unordered_map<std::wstring, Folder> folders_;
+  LibraryHandle library_;
+};
