@@ -183,14 +183,14 @@ bool isBareDrive(const std::wstring& path) {
 }
 
 // A comparable path has no backslash behind a drive that is meant as a root.
-bool isRootOrProtected(const std::wstring& fullPath) {
-  if (fullPath.empty()) {
+bool isRootOrProtected(const std::wstring& path) {
+  if (path.empty()) {
     return false;
   }
-  if (isBareDrive(fullPath) || ::PathIsRootW(fullPath.c_str())) {
+  if (isBareDrive(path) || ::PathIsRootW(path.c_str())) {
     return true;
   }
-  const std::wstring folder = normalised(fullPath);
+  const std::wstring folder = normalised(path);
   return isOneOf(protectedFolders(), [&folder](const std::wstring& place) { return isAtOrAbove(folder, place); });
 }
 

@@ -76,7 +76,11 @@ TEST(ProtectedDirectory, PlacesOfTheSystemAndOfTheUserAreProtectedHoweverSpelled
            std::wstring(L"C:\\ProgramData"),
            std::wstring(L"C:\\users"),
            std::wstring(L"C:\\users\\Public\\Desktop"),
+           std::wstring(L"C:\\users\\Public\\Documents"),
+           std::wstring(L"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs"),
+           std::wstring(L"C:\\Program Files\\Common Files"),
            std::wstring(L"C:\\Program Files (x86)\\Common Files"),
+           std::wstring(L"C:\\Windows\\SysWOW64"),
            std::wstring(L"C:\\Windows\\System32\\drivers"),
            std::wstring(L"C:\\Windows\\System32\\drivers\\etc"),
            std::wstring(L"C:\\windows\\system32\\DRIVERSTORE\\"),
@@ -99,6 +103,8 @@ TEST(ProtectedDirectory, PlacesOfTheSystemAndOfTheUserAreProtectedHoweverSpelled
            profile + L"\\AppData\\Local",
            profile + L"\\AppData\\Roaming\\",
            profile + L"\\Documents",
+           profile + L"\\Desktop",
+           profile + L"\\AppData\\Roaming\\Microsoft\\Windows\\Start Menu\\Programs",
        }) {
     EXPECT_TRUE(isProtectedDirectory(path)) << narrow(path);
   }
@@ -278,6 +284,17 @@ TEST(ProtectedKey, RootsAndTheSystemsOwnKeysAreProtectedHoweverSpelled) {
            L"HKEY_LOCAL_MACHINE\\SECURITY",
            L"HKEY_LOCAL_MACHINE\\SECURITY\\Policy",
            L"HKEY_LOCAL_MACHINE\\BCD00000000\\Objects",
+           L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion",
+           L"HKEY_CLASSES_ROOT\\AppID",
+           L"HKEY_CLASSES_ROOT\\Installer",
+           L"HKEY_CLASSES_ROOT\\TypeLib",
+           L"HKEY_CLASSES_ROOT\\Directory\\Background\\shellex\\ContextMenuHandlers",
+           L"HKEY_CURRENT_USER\\Control Panel",
+           L"HKEY_CURRENT_USER\\Environment",
+           L"HKEY_CURRENT_CONFIG\\Software",
+           L"HKEY_CURRENT_CONFIG\\System",
+           L"HKEY_LOCAL_MACHINE\\HARDWARE",
+           L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class",
            L"HKEY_LOCAL_MACHINE\\COMPONENTS",
            L"HKEY_LOCAL_MACHINE\\DRIVERS",
        }) {
