@@ -56,6 +56,26 @@ UINT questionStyle = 0;
 int answer = IDNO;
 bool tokenRefused = false;
 DWORD privilegeError = ERROR_SUCCESS;
+
+// What the restart asks for before it may happen.
+struct TokenRequest {
+  HANDLE process;
+  DWORD access;
+  HANDLE token;
+};
+struct Adjustment {
+  HANDLE token;
+  BOOL disablesAll;
+  DWORD count;
+  LUID privilege;
+  DWORD attributes;
+  DWORD previousSize;
+  bool asksForPrevious;
+};
+
+std::vector<TokenRequest> tokenRequests;
+std::vector<std::wstring> privilegeNames;  // behind the machine that was asked
+std::vector<Adjustment> adjustments;
 bool keyCreationFails = false;
 
 }  // namespace
@@ -72,14 +92,33 @@ LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
 }
 
 LINK_SEAM(BOOL, OpenProcessToken, (HANDLE process, DWORD access, PHANDLE token)) {
-  return tokenRefused
-             ? FALSE
-             : realFunction<decltype(&::OpenProcessToken)>(L"advapi32.dll", "OpenProcessToken")(process, access, token);
+  if (tokenRefused) {
+    return FALSE;
+  }
+  const BOOL opened =
+      realFunction<decltype(&::OpenProcessToken)>(L"advapi32.dll", "OpenProcessToken")(process, access, token);
+  tokenRequests.push_back({process, access, *token});
+  return opened;
 }
 
-LINK_SEAM(BOOL, AdjustTokenPrivileges, (HANDLE, BOOL, PTOKEN_PRIVILEGES, DWORD, PTOKEN_PRIVILEGES, PDWORD)) {
-  ::SetLastError(privilegeError);
-  return TRUE;
+LINK_SEAM(BOOL, LookupPrivilegeValueW, (LPCWSTR machine, LPCWSTR name, PLUID privilege)) {
+  privilegeNames.push_back((machine ? std::wstring(machine) : L"this machine") + L": " + name);
+  return realFunction<decltype(&::LookupPrivilegeValueW)>(L"advapi32.dll", "LookupPrivilegeValueW")(machine, name,
+                                                                                                    privilege);
+}
+
+// Windows grants it whether or not the privilege is to be had, and tells by the last error alone.
+LINK_SEAM(BOOL, AdjustTokenPrivileges,
+          (HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES wanted, DWORD previousSize, PTOKEN_PRIVILEGES previous,
+           PDWORD needed)) {
+  adjustments.push_back({token, disableAll, wanted->PrivilegeCount, wanted->Privileges[0].Luid,
+                         wanted->Privileges[0].Attributes, previousSize, previous || needed});
+  if (privilegeError != ERROR_SUCCESS) {
+    ::SetLastError(privilegeError);
+    return TRUE;
+  }
+  return realFunction<decltype(&::AdjustTokenPrivileges)>(L"advapi32.dll", "AdjustTokenPrivileges")(
+      token, disableAll, wanted, previousSize, previous, needed);
 }
 
 LINK_SEAM(LSTATUS, RegCreateKeyExW,
@@ -133,6 +172,9 @@ class FinishRun : public testing::Test {
     answer = IDNO;
     tokenRefused = false;
     privilegeError = ERROR_SUCCESS;
+    tokenRequests.clear();
+    privilegeNames.clear();
+    adjustments.clear();
     keyCreationFails = false;
     quitRequested = 0;
     rebootAfterRun = false;
@@ -140,9 +182,20 @@ class FinishRun : public testing::Test {
     applicationRebootNeeded = false;
     deviceRebootNeeded = false;
     removeKey(kMarkerKey);
-    // No quit message of an earlier test is left.
+  }
+
+  void TearDown() override {
+    if (session.finishDialog) {
+      ::DestroyWindow(session.finishDialog);
+    }
+    takeQuitMessage();
+  }
+
+  // The code of the quit message that waits for this thread.
+  static std::optional<WPARAM> takeQuitMessage() {
     MSG message = {};
-    ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
+    return ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) ? std::optional<WPARAM>(message.wParam)
+                                                                          : std::nullopt;
   }
 
   std::vector<std::string> finish() {
@@ -340,25 +393,25 @@ TEST_F(FinishRun, SafeBootIsTakenOutBeforeTheRestartIsAnnounced) {
 TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
   session.silent = false;
   finish();
+  ASSERT_TRUE(session.finishDialog);
   EXPECT_TRUE(questions.empty()) << "the dialog comes first";
-  session.onFinish(nullptr);
+  EXPECT_EQ(takeQuitMessage(), std::nullopt) << "the dialog is served until the user ends the run";
+  session.onFinish(session.finishDialog);
   EXPECT_EQ(questions,
             (std::vector<std::wstring>{L"ORV Cleanup Utility: Actions taken by ORV Cleanup Utility require a system "
                                        L"reboot. Would you like to reboot now?"}));
   EXPECT_EQ(questionStyle, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+  EXPECT_FALSE(::IsWindowVisible(session.finishDialog));
   EXPECT_TRUE(restarts.empty());
   EXPECT_EQ(quitRequested, 1);
-  MSG message = {};
-  EXPECT_TRUE(::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
-  EXPECT_EQ(message.wParam, 0u);
+  EXPECT_EQ(takeQuitMessage(), std::optional<WPARAM>(0));
 }
 
 TEST_F(FinishRun, OnFinishRestartsOnYesAndPostsNoQuitMessage) {
   answer = IDYES;
   session.onFinish(nullptr);
   EXPECT_EQ(restarts.size(), 1u);
-  MSG message = {};
-  EXPECT_FALSE(::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+  EXPECT_EQ(takeQuitMessage(), std::nullopt);
 }
 
 TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
@@ -368,11 +421,43 @@ TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
   EXPECT_EQ(restarts.size(), 1u);
 }
 
-TEST_F(FinishRun, RestartIsGivenUpWithoutTheTokenOrThePrivilege) {
+TEST_F(FinishRun, RestartAsksForThePrivilegeToShutDownAndForNothingElse) {
+  rebootMachine();
+  ASSERT_EQ(tokenRequests.size(), 1u);
+  EXPECT_EQ(tokenRequests[0].process, ::GetCurrentProcess());
+  EXPECT_EQ(tokenRequests[0].access, static_cast<DWORD>(TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY));
+  EXPECT_EQ(privilegeNames, (std::vector<std::wstring>{L"this machine: SeShutdownPrivilege"}));
+  ASSERT_EQ(adjustments.size(), 1u);
+  const Adjustment& adjustment = adjustments[0];
+  EXPECT_EQ(adjustment.token, tokenRequests[0].token);
+  EXPECT_FALSE(adjustment.disablesAll);
+  EXPECT_EQ(adjustment.count, 1u);
+  // The number that every Windows has for it.
+  EXPECT_EQ(adjustment.privilege.LowPart, 19u);
+  EXPECT_EQ(adjustment.privilege.HighPart, 0);
+  EXPECT_EQ(adjustment.attributes, static_cast<DWORD>(SE_PRIVILEGE_ENABLED));
+  EXPECT_EQ(adjustment.previousSize, 0u);
+  EXPECT_FALSE(adjustment.asksForPrevious);
+  ASSERT_EQ(restarts.size(), 1u);
+  EXPECT_EQ(restarts[0].flags, static_cast<UINT>(EWX_REBOOT | EWX_FORCE));
+  EXPECT_EQ(restarts[0].reason, 0x80000001u);
+  // It is this process that has it now.
+  PRIVILEGE_SET shutdown = {1, PRIVILEGE_SET_ALL_NECESSARY, {{{19, 0}, 0}}};
+  BOOL enabled = FALSE;
+  EXPECT_TRUE(::PrivilegeCheck(tokenRequests[0].token, &shutdown, &enabled));
+  EXPECT_TRUE(enabled);
+}
+
+TEST_F(FinishRun, RestartIsGivenUpWithoutTheToken) {
   tokenRefused = true;
   rebootMachine();
-  tokenRefused = false;
+  EXPECT_TRUE(restarts.empty());
+  EXPECT_TRUE(adjustments.empty());
+}
+
+TEST_F(FinishRun, RestartIsGivenUpWithoutThePrivilege) {
   privilegeError = ERROR_NOT_ALL_ASSIGNED;
   rebootMachine();
+  EXPECT_EQ(adjustments.size(), 1u);
   EXPECT_TRUE(restarts.empty());
 }
