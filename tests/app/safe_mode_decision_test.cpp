@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ int questionAnswer = IDNO;
 std::vector<std::wstring> questions;
 bool shellIsMissing = false;
 std::vector<std::wstring> launched;
+// Set for what the run loop finds; it then ends with this code.
+std::optional<int> endOfLoop;
+std::vector<bool> loopFoundItsEnd;
 
 constexpr wchar_t kSystemInformation[] = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\SystemInformation";
 constexpr wchar_t kRunOnce[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
@@ -44,6 +48,20 @@ LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
     return questionAnswer;
   }
   return style == (MB_YESNO | MB_ICONQUESTION) ? IDNO : IDOK;  // consent, and no restart at the end
+}
+
+// The run loop would wait here until the system ends the process.
+LINK_SEAM(BOOL, GetMessageW, (LPMSG message, HWND window, UINT first, UINT last)) {
+  if (!endOfLoop) {
+    return realFunction<decltype(&::GetMessageW)>(L"user32.dll", "GetMessageW")(message, window, first, last);
+  }
+  loopFoundItsEnd.push_back(::PeekMessageW(message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) != FALSE);
+  if (!loopFoundItsEnd.back()) {
+    *message = {};
+    message->message = WM_QUIT;
+    message->wParam = static_cast<WPARAM>(*endOfLoop);
+  }
+  return FALSE;
 }
 
 // What would restart this machine is only recorded.
@@ -77,11 +95,35 @@ class SafeModeDecision : public testing::Test {
     questions.clear();
     shellIsMissing = false;
     launched.clear();
+    endOfLoop.reset();
+    loopFoundItsEnd.clear();
     quitRequested = 0;
+    while (hasQuitMessage()) {
+    }
     plantString(kSystemInformation, L"SystemProductName", L"Workstation");
     plantKey(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\PCI\\VEN_1234&DEV_0001");
     plantKey(kRunOnce);
   }
+
+  // Takes the quit message that waits for this thread.
+  static bool hasQuitMessage() {
+    MSG message = {};
+    return ::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) != FALSE;
+  }
+
+  // What a whole run ends with: the code in a quit message, or `kStillWaiting` when its loop has found none.
+  int run(bool safeModeRequested) {
+    removeKey(kRunOnce);
+    CleanupSession session(::GetModuleHandleW(nullptr), arguments_, SW_SHOW);
+    session.silent = true;
+    session.safeModeRequested = safeModeRequested;
+    endOfLoop = kStillWaiting;
+    const CapturedLog log;
+    const int code = session.run();
+    lines_ = log.lines();
+    return code;
+  }
+  static constexpr int kStillWaiting = 77;
 
   struct Decision {
     bool sequence;
@@ -173,6 +215,17 @@ TEST_F(SafeModeDecision, QuestionIsInTheUsersLanguage) {
 TEST_F(SafeModeDecision, RestartLeavesTheRunLoopWaiting) {
   decide(kSafeMode, kSilent);
   EXPECT_EQ(quitRequested, 0);
+  EXPECT_FALSE(hasQuitMessage());
+
+  EXPECT_EQ(run(kSafeMode), kStillWaiting);
+  EXPECT_EQ(loopFoundItsEnd, std::vector<bool>{false});
+  EXPECT_TRUE(valueExists(kRunOnce, kRunOnceValue));
+}
+
+TEST_F(SafeModeDecision, SilentRunInPlaceEndsTheRunLoopAtOnce) {
+  EXPECT_EQ(run(!kSafeMode), 0);
+  EXPECT_EQ(loopFoundItsEnd, std::vector<bool>{true});
+  EXPECT_TRUE(holds(kFirstStage));
 }
 
 TEST_F(SafeModeDecision, EndOfEveryRunTakesSafeModeOutOfTheBootSettings) {
