@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <windows.h>
@@ -278,9 +279,50 @@ TEST_F(CleanupSequence, TopKeyGoesOnlyWhenNoKeyIsLeftInIt) {
 }
 
 TEST_F(CleanupSequence, ExceptionOfAStageLeavesTheRestUndone) {
-  removeKey(kPciTree);
+  const TestFolder folder;
+  const std::wstring file = folder.makeFile(L"library.dll");
+  const std::wstring driverFile = folder.makeFile(L"driver.sys");
+  const std::wstring inDirectory = folder.makeFile(L"ORV\\tool.exe");
+  plantDword(kQbx, L"UmaCarveoutModePreserved", 1);
+  plantDword(kInstall, L"Version", 1);
+  plantKey(std::wstring(kInstall) + L"\\Other");
+  plantDword(kVulkanDrivers, L"C:\\a\\orv-vulkan64.json", 0);
   plantKey(kStaleService);
+  session.scrubListData->Files = {file};
+  session.scrubListData->Directories = {folder / L"ORV"};
+  session.scrubListData->RegistryValues = {std::wstring(kInstall) + L"\\Version"};
+  session.scrubListData->RegistryKeys = {std::wstring(kInstall) + L"\\Other"};
+  driverFiles = {driverFile};
+  removeKey(kPciTree);
+
+  const CapturedLog log;
   EXPECT_THROW(session.runCleanupSequence(), std::system_error);
+  lines = log.lines();
+
+  // What came before it is done.
+  EXPECT_FALSE(keyExists(kQbx));
+  ASSERT_FALSE(stageLines().empty());
+  EXPECT_EQ(stageLines().back(), "-----------Stopping of Services Started-------------");
+  // Nothing behind it is, up to the end of the run.
   EXPECT_TRUE(keyExists(kStaleService));
+  EXPECT_TRUE(pathExists(file));
+  EXPECT_TRUE(pathExists(driverFile));
+  EXPECT_TRUE(pathExists(inDirectory));
+  EXPECT_EQ(readDword(kInstall, L"Version"), 1u);
+  EXPECT_TRUE(keyExists(std::wstring(kInstall) + L"\\Other"));
+  EXPECT_TRUE(valueExists(kVulkanDrivers, L"C:\\a\\orv-vulkan64.json"));
+  EXPECT_FALSE(logged("DEBUG -----------Failed Deletion of Driver Files ---------------"));
   EXPECT_EQ(quitRequested, 0);
+
+  // Without the exception all of it goes.
+  plantKey(std::wstring(kPciTree) + L"\\VEN_1234&DEV_0001");
+  run();
+  EXPECT_FALSE(keyExists(kStaleService));
+  EXPECT_FALSE(pathExists(file));
+  EXPECT_FALSE(pathExists(driverFile));
+  EXPECT_FALSE(pathExists(inDirectory));
+  EXPECT_FALSE(valueExists(kInstall, L"Version"));
+  EXPECT_FALSE(keyExists(std::wstring(kInstall) + L"\\Other"));
+  EXPECT_FALSE(valueExists(kVulkanDrivers, L"C:\\a\\orv-vulkan64.json"));
+  EXPECT_TRUE(logged("DEBUG -----------Failed Deletion of Driver Files ---------------"));
 }
