@@ -24,12 +24,13 @@ constexpr WPARAM kMoveByMouse = 0xF012;
 // What the splash thread has done.
 std::mutex recordMutex;
 std::vector<WPARAM> systemCommands;
+std::vector<HWND> commandedWindows;
 std::vector<HCURSOR> cursors;
 std::vector<UINT> timerIntervals;
 std::vector<HWND> redrawn;
 std::vector<std::string> mouseCalls;
 bool timerStands = false;
-bool dragsForReal = false;
+bool movesForReal = false;
 
 template <class Value>
 void record(std::vector<Value>& list, Value value) {
@@ -48,12 +49,53 @@ std::vector<Value> recorded(const std::vector<Value>& list) {
 LINK_SEAM(LRESULT, SendMessageW, (HWND window, UINT message, WPARAM wParam, LPARAM lParam)) {
   if (message == WM_SYSCOMMAND) {
     record(systemCommands, wParam);
+    record(commandedWindows, window);
     record(mouseCalls, std::string("command"));
-    if (wParam == kMoveByMouse && !dragsForReal) {
-      return 0;  // it would wait for the mouse
+    if ((wParam & 0xFFF0) == SC_MOVE && !movesForReal) {
+      return 0;  // it would wait for the mouse, or for keys
     }
   }
   return realFunction<decltype(&::SendMessageW)>(L"user32.dll", "SendMessageW")(window, message, wParam, lParam);
+}
+
+// What the splash thread tells the system about DPI before its window is made, and behind it. This program stands in
+// for the library that it looks in: the bench machine's own does not know of hosting.
+std::vector<std::string> dpiCalls;
+std::vector<DWORD> dpiThreads;
+constexpr DPI_HOSTING_BEHAVIOR kHostingBefore = DPI_HOSTING_BEHAVIOR_DEFAULT;
+const DPI_AWARENESS_CONTEXT kContextBefore = DPI_AWARENESS_CONTEXT_SYSTEM_AWARE;
+bool dpiIsRecorded = false;
+
+void recordDpiCall(const std::string& call) {
+  record(dpiCalls, call);
+  record(dpiThreads, ::GetCurrentThreadId());
+}
+
+extern "C" __declspec(dllexport) DPI_HOSTING_BEHAVIOR WINAPI
+    recordHosting(DPI_HOSTING_BEHAVIOR behaviour) __asm__("SetThreadDpiHostingBehavior");
+extern "C" DPI_HOSTING_BEHAVIOR WINAPI recordHosting(DPI_HOSTING_BEHAVIOR behaviour) {
+  recordDpiCall("hosting " + std::to_string(behaviour));
+  return kHostingBefore;
+}
+
+extern "C" __declspec(dllexport) DPI_AWARENESS_CONTEXT WINAPI
+    recordContext(DPI_AWARENESS_CONTEXT context) __asm__("SetThreadDpiAwarenessContext");
+extern "C" DPI_AWARENESS_CONTEXT WINAPI recordContext(DPI_AWARENESS_CONTEXT context) {
+  recordDpiCall("context " + std::to_string(reinterpret_cast<LONG_PTR>(context)));
+  return kContextBefore;
+}
+
+LINK_SEAM(HMODULE, GetModuleHandleW, (LPCWSTR name)) {
+  const auto real = realFunction<decltype(&::GetModuleHandleW)>(L"kernel32.dll", "GetModuleHandleW");
+  return real(dpiIsRecorded && name && std::wstring(name) == L"User32" ? nullptr : name);
+}
+
+LINK_SEAM(HWND, CreateDialogParamW, (HINSTANCE module, LPCWSTR name, HWND owner, DLGPROC procedure, LPARAM parameter)) {
+  if (dpiIsRecorded) {
+    recordDpiCall("dialog");
+  }
+  return realFunction<decltype(&::CreateDialogParamW)>(L"user32.dll", "CreateDialogParamW")(module, name, owner,
+                                                                                            procedure, parameter);
 }
 
 LINK_SEAM(BOOL, ReleaseCapture, ()) {
@@ -93,12 +135,16 @@ class Splash : public SplashFixture {
     redrawn.clear();
     mouseCalls.clear();
     timerStands = false;
-    dragsForReal = false;
+    commandedWindows.clear();
+    movesForReal = false;
+    dpiCalls.clear();
+    dpiThreads.clear();
+    dpiIsRecorded = false;
   }
 
   // Has the window in a drag whose button never comes up.
   void beginDrag() {
-    dragsForReal = true;
+    movesForReal = true;
     ::PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, 0);
     ASSERT_TRUE(waitUntil([] { return !recorded(systemCommands).empty(); }));
     ASSERT_TRUE(waitUntil([this] {
@@ -273,7 +319,10 @@ TEST_F(Splash, TextsAreLightOnNoGroundOfTheirOwn) {
 
 TEST_F(Splash, HasTheProgramsIcon) {
   open();
-  EXPECT_NE(::SendMessageW(window, WM_GETICON, ICON_BIG, 0), 0);
+  // A shared one: loading it again gives the same.
+  const HICON icon = ::LoadIconW(moduleInstance, MAKEINTRESOURCEW(107));
+  ASSERT_TRUE(icon);
+  EXPECT_EQ(::SendMessageW(window, WM_GETICON, ICON_BIG, 0), reinterpret_cast<LRESULT>(icon));
 }
 
 TEST_F(Splash, IsDrawnUnawareOfDpiAndTheMainThreadKeepsItsOwnWay) {
@@ -281,6 +330,24 @@ TEST_F(Splash, IsDrawnUnawareOfDpiAndTheMainThreadKeepsItsOwnWay) {
   open();
   EXPECT_TRUE(::AreDpiAwarenessContextsEqual(::GetWindowDpiAwarenessContext(window), DPI_AWARENESS_CONTEXT_UNAWARE));
   EXPECT_TRUE(::AreDpiAwarenessContextsEqual(::GetThreadDpiAwarenessContext(), before));
+}
+
+TEST_F(Splash, HostingOfOtherDpisIsAllowedToItsThreadAndTakenBack) {
+  const auto context = [](DPI_AWARENESS_CONTEXT value) {
+    return "context " + std::to_string(reinterpret_cast<LONG_PTR>(value));
+  };
+  const auto hosting = [](DPI_HOSTING_BEHAVIOR value) { return "hosting " + std::to_string(value); };
+  dpiIsRecorded = true;
+  open();
+  const DWORD splashThread = ::GetWindowThreadProcessId(window, nullptr);
+  const std::vector<std::string> opening = {context(DPI_AWARENESS_CONTEXT_UNAWARE), hosting(DPI_HOSTING_BEHAVIOR_MIXED),
+                                            "dialog"};
+  EXPECT_EQ(recorded(dpiCalls), opening);
+  splash.reset();
+  std::vector<std::string> whole = opening;
+  whole.insert(whole.end(), {context(kContextBefore), hosting(kHostingBefore)});
+  EXPECT_EQ(recorded(dpiCalls), whole);
+  EXPECT_EQ(recorded(dpiThreads), std::vector<DWORD>(whole.size(), splashThread));
 }
 
 TEST_F(Splash, GlyphMinimisesItAndTheDotsGoOn) {
@@ -292,16 +359,47 @@ TEST_F(Splash, GlyphMinimisesItAndTheDotsGoOn) {
 
 TEST_F(Splash, AnyOtherPointMovesItAndTheDotsGoOn) {
   open();
-  std::vector<HWND> points = {window, control(1004), control(1005), control(1013), background()};
+  const std::vector<HWND> points = {window, control(1004), control(1005), control(1013), background()};
+  std::vector<std::string> expectedCalls;
   for (std::size_t count = 0; count < points.size(); ++count) {
     ::PostMessageW(points[count], WM_LBUTTONDOWN, MK_LBUTTON, 0);
     EXPECT_TRUE(waitUntil([count] { return recorded(systemCommands).size() == count + 1; })) << count;
+    expectedCalls.insert(expectedCalls.end(), {"release", "command"});
   }
   EXPECT_EQ(recorded(systemCommands), std::vector<WPARAM>(points.size(), kMoveByMouse));
-  EXPECT_EQ(std::vector<std::string>(mouseCalls.begin(), mouseCalls.begin() + 2),
-            (std::vector<std::string>{"release", "command"}));
+  EXPECT_EQ(recorded(commandedWindows), std::vector<HWND>(points.size(), window)) << "whatever the point is of";
+  EXPECT_EQ(recorded(mouseCalls), expectedCalls);
   EXPECT_FALSE(::IsIconic(window));
-  EXPECT_EQ(nextDots(1).size(), 1u);
+  EXPECT_EQ(nextDots(2).size(), 2u);
+}
+
+TEST_F(Splash, IsWhereTheMouseHasMovedItAndTheDotsGoOn) {
+  constexpr int kRight = 40;
+  constexpr int kDown = 25;
+  movesForReal = true;
+  open();
+  RECT before = {};
+  ::GetWindowRect(window, &before);
+  POINT start = {before.left + 50, before.top + 50};
+  ::SetCursorPos(start.x, start.y);
+  ::PostMessageW(control(1013), WM_LBUTTONDOWN, MK_LBUTTON, 0);
+  GUITHREADINFO thread = {};
+  thread.cbSize = sizeof(thread);
+  EXPECT_TRUE(waitUntil([this, &thread] {
+    return ::GetGUIThreadInfo(::GetWindowThreadProcessId(window, nullptr), &thread) && (thread.flags & GUI_INMOVESIZE);
+  }));
+  EXPECT_EQ(thread.hwndMoveSize, window);
+  ::SetCursorPos(start.x + kRight, start.y + kDown);
+  ::PostMessageW(window, WM_MOUSEMOVE, MK_LBUTTON, 0);
+  ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
+  ::PostMessageW(window, WM_KEYDOWN, VK_ESCAPE, 0);  // ends also a move that the button does not end
+  RECT after = {};
+  EXPECT_TRUE(waitUntil([&] { return ::GetWindowRect(window, &after) && after.left != before.left; }));
+  EXPECT_EQ(after.left - before.left, kRight);
+  EXPECT_EQ(after.top - before.top, kDown);
+  EXPECT_EQ(after.right - before.right, kRight);
+  EXPECT_EQ(after.bottom - before.bottom, kDown);
+  EXPECT_EQ(nextDots(2).size(), 2u);
 }
 
 TEST_F(Splash, DotsGoOnDuringADrag) {
