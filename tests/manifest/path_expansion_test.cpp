@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "support/captured_log.h"
+#include "support/current_directory.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/test_registry.h"
@@ -363,6 +364,24 @@ TEST_F(ExpandRows, WildcardBelowTheInstallFolderDropsADoubledBackslash) {
   setInstallDir(folder.path() + L"\\");
   EXPECT_THAT(expandedFiles({L"INSTALL_DIR\\*.log"}), ElementsAre(file))
       << "the trailing separators go with the row's last element";
+}
+
+// The names in a drive's current directory stand right behind the colon: a backslash would lead to its root.
+TEST_F(ExpandRows, WildcardBehindTheColonOfADriveNamesItsCurrentDirectory) {
+  const TestFolder folder;
+  folder.makeFile(L"gpu-1.log");
+  folder.makeFile(L"other.log");
+  const CurrentDirectory current(folder.path());
+  EXPECT_THAT(expandedFiles({L"C:gpu-*.log"}), ElementsAre(L"C:gpu-1.log"));
+  EXPECT_THAT(expandedFiles({L"C:.\\gpu-*.log"}), ElementsAre(L"C:.\\gpu-1.log"));
+}
+
+TEST_F(ExpandRows, WildcardWithoutAnythingInFrontIsAName) {
+  const TestFolder folder;
+  folder.makeFile(L"gpu-1.log");
+  const CurrentDirectory current(folder.path());
+  windowsDirectory = L"";  // so that the row gets no drive
+  EXPECT_THAT(expandedFiles({L"gpu-*.log"}), ElementsAre(L"gpu-1.log"));
 }
 
 TEST_F(ExpandRows, DirectoryRowsKnowNoWildcard) {
