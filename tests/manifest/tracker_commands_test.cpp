@@ -1,7 +1,9 @@
 #include "manifest/tracker_commands.h"
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,8 +28,8 @@ namespace {
 
 constexpr std::int32_t kSeconds = 60;
 
-// The time-outs of the waits for a process, and the threads that start one.
-std::atomic<DWORD> lastProcessWait{0};
+// The time-outs of the waits for a process, one command after the other, and the threads that start one.
+std::vector<DWORD> processWaits;
 std::atomic<DWORD> launchThread{0};
 // No path of a bench machine makes the system refuse to say whether a file is there.
 std::wstring undecided;
@@ -36,7 +38,7 @@ std::wstring undecided;
 
 LINK_SEAM(DWORD, WaitForSingleObject, (HANDLE object, DWORD milliseconds)) {
   if (::GetProcessId(object) != 0) {
-    lastProcessWait = milliseconds;
+    processWaits.push_back(milliseconds);
   }
   return realFunction<decltype(&::WaitForSingleObject)>(L"kernel32.dll", "WaitForSingleObject")(object, milliseconds);
 }
@@ -133,10 +135,28 @@ TEST(TrackerCommands, FailingLaunchIsDropped) {
 }
 
 TEST(TrackerCommands, TimeoutIsInSeconds) {
-  for (const std::int32_t seconds : {60, 1, 3'000'000}) {
-    lastProcessWait = 0;
-    handlePKMTrackerBinaries({{seconds, L"/c exit 0", cmd()}});
-    EXPECT_EQ(static_cast<DWORD>(seconds) * 1000u, lastProcessWait.load());
+  constexpr DWORD kLongest = INFINITE - 1;  // one more would be a wait without an end
+  const struct {
+    std::int32_t seconds;
+    DWORD milliseconds;
+  } rows[] = {
+      {60, 60'000},
+      {1, 1'000},
+      {0, 0},
+      {3'000'000, 3'000'000'000},
+      {4'294'967, 4'294'967'000},
+      {4'294'968, kLongest},
+      {std::numeric_limits<std::int32_t>::max(), kLongest},
+      // None at all, and not the weeks that an unsigned number would make of it.
+      {-1, 0},
+      {-60, 0},
+      {-4'294'968, 0},
+      {std::numeric_limits<std::int32_t>::min(), 0},
+  };
+  for (const auto& row : rows) {
+    processWaits.clear();
+    handlePKMTrackerBinaries({{row.seconds, L"/c exit 0", cmd()}});
+    EXPECT_THAT(processWaits, ElementsAre(row.milliseconds)) << row.seconds;
   }
 }
 
