@@ -2,6 +2,7 @@
 #include "applications/store_apps.h"
 
 #include <optional>
+#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -205,11 +206,16 @@ TEST_F(StoreApps, PatternThatBeginsWithoutANameIsRefused) {
   EXPECT_TRUE(starts.empty());
 }
 
+// The log knows no numbered arguments: the conversion ends at the sign of the number, and what stands behind is text.
 TEST_F(StoreApps, NumberedConversionReadsNothing) {
   startsNothing = true;
-  RemoveStoreApp(L"a%1$sb");
-  // The log knows no numbered arguments: the conversion ends with the sign, and what stands behind it is text.
-  EXPECT_THAT(log.lines(), ElementsAre(kAttempt, std::string(kFinished) + "asb"));
+  for (const auto& [pattern, printed] : {std::pair{L"a%1$sb", "asb"}, {L"a%2$nb", "anb"}, {L"a%1$*2$sb", "a*2$sb"}}) {
+    const CapturedLog lines;
+    RemoveStoreApp(pattern);
+    EXPECT_THAT(lines.lines(), ElementsAre(kAttempt, std::string(kFinished) + printed)) << narrow(pattern);
+    EXPECT_NE(starts.back().commandLine.find(std::wstring(L"-AllUsers \"") + pattern + L"\" |"), std::wstring::npos)
+        << "the command has the pattern as it stands";
+  }
 }
 
 TEST_F(StoreApps, TaskIsStartedInTheUnexpandedFolderAndNotWaitedFor) {
