@@ -89,16 +89,36 @@ TEST_F(DeviceInventory, FindsInTheOrderOfTheSet) {
 }
 
 TEST_F(DeviceInventory, AbsentDevicesAreFoundToo) {
+  const std::wstring present = L"PCI\\VEN_7A11&DEV_0002\\1";
+  const std::wstring neighbour = L"PCI\\VEN_1234&DEV_0003\\1";
+  // What the device was like when it was last there is no status of now.
   PlantedDevice device = makerDevice(kId, L"MEDIA");
   device.present = false;
+  device.status = 0x0180200A | DN_HAS_PROBLEM;
+  device.problem = CM_PROB_FAILED_START;
   plantDevice(device);
+  device.id = present;
+  device.present = true;
+  plantDevice(device);
+  plantDevice(makerDevice(neighbour, L"Net"));
   ::Setup setup;
   const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", true, L"", L"");
-  ASSERT_THAT(idsOf(found), ElementsAre(kId));
+  ASSERT_THAT(idsOf(found), ElementsAre(kId, present));
   EXPECT_TRUE(found[0]->propertiesLoaded);
+  EXPECT_EQ(found[0]->getDescription(), L"ORV MEDIA");
+  EXPECT_EQ(found[0]->drivers.size(), 1u);
   EXPECT_EQ(found[0]->status, 0u);
   EXPECT_EQ(found[0]->problemCode, 0u);
   EXPECT_THAT(found[0]->siblings, IsEmpty());
+  EXPECT_EQ(found[1]->status, device.status);
+  EXPECT_EQ(found[1]->problemCode, static_cast<DWORD>(CM_PROB_FAILED_START));
+  EXPECT_THAT(idsOf(found[1]->siblings), ElementsAre(neighbour));
+
+  // Pulled out while its record is held.
+  plantDword(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\" + present + L"\\Bench", L"Present", 0);
+  setup.UpdateDeviceStatus(*found[1]);
+  EXPECT_EQ(found[1]->status, 0u);
+  EXPECT_EQ(found[1]->problemCode, 0u);
 }
 
 TEST_F(DeviceInventory, RecordHoldsEveryProperty) {
