@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <windows.h>
 
@@ -27,20 +29,107 @@ HRESULT blanketResult = S_OK;
 bool connectionRefused = false;
 bool queryRefused = false;
 
+// What is asked of WMI, each kind of question once, while `questionsAreRecorded`.
+bool questionsAreRecorded = false;
+std::vector<std::wstring> questions;
+
+void record(const std::wstring& question) {
+  if (questionsAreRecorded && std::find(questions.begin(), questions.end(), question) == questions.end()) {
+    questions.push_back(question);
+  }
+}
+
+std::wstring textOf(const wchar_t* text) {
+  return text ? text : L"none";
+}
+
+std::wstring textOf(const void* object) {
+  return object ? L"given" : L"none";
+}
+
+std::wstring textOf(const GUID& id) {
+  wchar_t text[40] = {};
+  ::StringFromGUID2(id, text, 40);
+  return text;
+}
+
+// The functions that stand in for some of WMI's, and what stood there before.
 HRESULT STDMETHODCALLTYPE refuseQuery(IWbemServices*, const BSTR, const BSTR, LONG, IWbemContext*,
                                       IEnumWbemClassObject**) {
   return WBEM_E_INVALID_QUERY;
 }
 
-// Takes the place of one function in the table of a connection's functions.
-void refuseQueries(IUnknown* services) {
-  constexpr std::size_t kFunctions = 26;  // of IWbemServices, in the order of its declaration
-  constexpr std::size_t kExecQuery = 20;
+using ConnectServer = HRESULT(STDMETHODCALLTYPE*)(IWbemLocator*, const BSTR, const BSTR, const BSTR, const BSTR, LONG,
+                                                  const BSTR, IWbemContext*, IWbemServices**);
+using ExecQuery = HRESULT(STDMETHODCALLTYPE*)(IWbemServices*, const BSTR, const BSTR, LONG, IWbemContext*,
+                                              IEnumWbemClassObject**);
+using Next = HRESULT(STDMETHODCALLTYPE*)(IEnumWbemClassObject*, LONG, ULONG, IWbemClassObject**, ULONG*);
+using Get = HRESULT(STDMETHODCALLTYPE*)(IWbemClassObject*, LPCWSTR, LONG, VARIANT*, CIMTYPE*, LONG*);
+ConnectServer realConnectServer = nullptr;
+ExecQuery realExecQuery = nullptr;
+Next realNext = nullptr;
+Get realGet = nullptr;
+
+// Takes the place of one function in the table of an object's functions, of which there are `kFunctions` in the order
+// of their declaration, and returns the one that stood there.
+template <std::size_t kFunctions, class Interface, class Function>
+Function replaceFunction(Interface* object, std::size_t index, Function function) {
   static std::array<void*, kFunctions> functions;
-  void**& table = *reinterpret_cast<void***>(services);
-  std::copy_n(table, kFunctions, functions.begin());
-  functions[kExecQuery] = reinterpret_cast<void*>(&refuseQuery);
-  table = functions.data();
+  void**& table = *reinterpret_cast<void***>(object);
+  if (table != functions.data()) {
+    std::copy_n(table, kFunctions, functions.begin());
+    table = functions.data();
+  }
+  return reinterpret_cast<Function>(std::exchange(functions[index], reinterpret_cast<void*>(function)));
+}
+
+constexpr std::size_t kServicesFunctions = 26;
+constexpr std::size_t kExecQuery = 20;
+
+void refuseQueries(IUnknown* services) {
+  replaceFunction<kServicesFunctions>(static_cast<IWbemServices*>(services), kExecQuery, &refuseQuery);
+}
+
+HRESULT STDMETHODCALLTYPE recordGet(IWbemClassObject* object, LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE* type,
+                                    LONG* flavour) {
+  record(L"Get " + textOf(name) + L" flags " + std::to_wstring(flags) + L" type " + textOf(type) + L" flavour " +
+         textOf(flavour));
+  return realGet(object, name, flags, value, type, flavour);
+}
+
+HRESULT STDMETHODCALLTYPE recordNext(IEnumWbemClassObject* list, LONG timeout, ULONG count, IWbemClassObject** objects,
+                                     ULONG* returned) {
+  record(L"Next timeout " + std::to_wstring(timeout) + L" count " + std::to_wstring(count));
+  const HRESULT result = realNext(list, timeout, count, objects, returned);
+  if (SUCCEEDED(result) && *returned == 1) {
+    realGet = replaceFunction<27>(*objects, 4, &recordGet);
+  }
+  return result;
+}
+
+HRESULT STDMETHODCALLTYPE recordQuery(IWbemServices* services, const BSTR language, const BSTR query, LONG flags,
+                                      IWbemContext* context, IEnumWbemClassObject** list) {
+  record(L"ExecQuery " + textOf(language) + L": " + textOf(query) + L" flags " + std::to_wstring(flags) + L" context " +
+         textOf(context));
+  const HRESULT result = realExecQuery(services, language, query, flags, context, list);
+  if (SUCCEEDED(result)) {
+    realNext = replaceFunction<8>(*list, 4, &recordNext);
+  }
+  return result;
+}
+
+HRESULT STDMETHODCALLTYPE recordConnection(IWbemLocator* locator, const BSTR resource, const BSTR user,
+                                           const BSTR password, const BSTR locale, LONG flags, const BSTR authority,
+                                           IWbemContext* context, IWbemServices** services) {
+  record(L"ConnectServer " + textOf(resource) + L" user " + textOf(user) + L" password " + textOf(password) +
+         L" locale " + textOf(locale) + L" flags " + std::to_wstring(flags) + L" authority " + textOf(authority) +
+         L" context " + textOf(context));
+  const HRESULT result =
+      realConnectServer(locator, resource, user, password, locale, flags, authority, context, services);
+  if (SUCCEEDED(result)) {
+    realExecQuery = replaceFunction<kServicesFunctions>(*services, kExecQuery, &recordQuery);
+  }
+  return result;
 }
 
 // A locator that no connection can be had from.
@@ -75,8 +164,14 @@ LINK_SEAM(HRESULT, CoCreateInstance, (REFCLSID id, LPUNKNOWN outer, DWORD contex
     *made = static_cast<IWbemLocator*>(&refusingLocator);
     return S_OK;
   }
-  return realFunction<decltype(&::CoCreateInstance)>(L"ole32.dll", "CoCreateInstance")(id, outer, context, interfaceId,
-                                                                                       made);
+  const HRESULT result = realFunction<decltype(&::CoCreateInstance)>(L"ole32.dll", "CoCreateInstance")(
+      id, outer, context, interfaceId, made);
+  if (questionsAreRecorded && SUCCEEDED(result) && ::IsEqualGUID(interfaceId, IID_IWbemLocator)) {
+    record(L"CoCreateInstance " + textOf(id) + L" outer " + textOf(outer) + L" context " + std::to_wstring(context) +
+           L" " + textOf(interfaceId));
+    realConnectServer = replaceFunction<4>(static_cast<IWbemLocator*>(*made), 3, &recordConnection);
+  }
+  return result;
 }
 
 LINK_SEAM(HRESULT, CoSetProxyBlanket,
@@ -88,6 +183,10 @@ LINK_SEAM(HRESULT, CoSetProxyBlanket,
   if (queryRefused) {
     refuseQueries(proxy);
   }
+  record(L"CoSetProxyBlanket authentication " + std::to_wstring(authentication) + L" authorisation " +
+         std::to_wstring(authorisation) + L" principal " + textOf(principal) + L" level " + std::to_wstring(level) +
+         L" impersonation " + std::to_wstring(impersonation) + L" identity " + textOf(identity) + L" capabilities " +
+         std::to_wstring(capabilities));
   return realFunction<decltype(&::CoSetProxyBlanket)>(L"ole32.dll", "CoSetProxyBlanket")(
       proxy, authentication, authorisation, principal, level, impersonation, identity, capabilities);
 }
@@ -101,6 +200,8 @@ class WindowsUpdate : public testing::Test {
     blanketResult = S_OK;
     connectionRefused = false;
     queryRefused = false;
+    questionsAreRecorded = false;
+    questions.clear();
   }
 
   // On a thread of its own, whose apartments are no matter to any other test.
@@ -187,6 +288,23 @@ TEST_F(WindowsUpdate, IsNotFoundWhereTheConnectionIsRefused) {
   EXPECT_FALSE(isRunning());
   EXPECT_EQ(refusingLocator.asked, L"ROOT\\CIMV2");
   EXPECT_EQ(refusingLocator.releases, 1);
+}
+
+TEST_F(WindowsUpdate, AsksForTheNamesOfAllProcesses) {
+  questionsAreRecorded = true;
+  EXPECT_FALSE(isRunning());
+  EXPECT_THAT(
+      questions,
+      testing::ElementsAre(
+          L"CoCreateInstance {4590F811-1D3A-11D0-891F-00AA004B2E24} outer none context 23 "
+          L"{DC12A687-737F-11CF-884D-00AA004B2E24}",
+          L"ConnectServer ROOT\\CIMV2 user none password none locale none flags 0 authority none context none",
+          // RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, EOAC_NONE
+          L"CoSetProxyBlanket authentication 10 authorisation 0 principal none level 3 impersonation 3 identity none "
+          L"capabilities 0",
+          // WBEM_FLAG_FORWARD_ONLY and WBEM_FLAG_RETURN_IMMEDIATELY
+          L"ExecQuery WQL: SELECT * FROM Win32_Process flags 48 context none", L"Next timeout -1 count 1",
+          L"Get Name flags 0 type none flavour none"));
 }
 
 int main(int argumentCount, char** arguments) {
