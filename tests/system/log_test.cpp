@@ -2,9 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <ctime>
+#include <cwchar>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -32,6 +36,20 @@ std::wstring& debugOutput() {
 
 LINK_SEAM(void, OutputDebugStringW, (const wchar_t* text)) {
   debugOutput() += text;
+}
+
+// A character that the stream cannot hold ends the output of its text and is reported: the call fails, and the stream
+// is marked. The bench machine does the first alone.
+LINK_SEAM(int, fputws, (const wchar_t* text, FILE* stream)) {
+  const int result = realFunction<decltype(&::fputws)>(L"msvcrt.dll", "fputws")(text, stream);
+  for (const wchar_t character : std::wstring_view(text)) {
+    if (character > 0xFF) {
+      stream->_flag |= _IOERR;
+      errno = EILSEQ;
+      return WEOF;
+    }
+  }
+  return result;
 }
 
 namespace {
