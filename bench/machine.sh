@@ -5,6 +5,7 @@
 #   machine_clone TEMPLATE DIR     makes a new machine
 #   machine_wine DIR COMMAND...    runs a Windows command on the machine; its output goes to this shell's output
 #   machine_settle DIR             waits until every program of the machine has ended and its registry is on disk
+#   machine_has_ended DIR          waits likewise; fails when a program does not end
 #   machine_stop DIR               ends every program of the machine
 #   machine_remove DIR             ends what still runs on the machine and deletes it
 #   machine_drive DIR              the folder that is the machine's drive C:
@@ -38,6 +39,12 @@ machine_wine() {
 
 machine_settle() {
     machine_env "$1" timeout "${BENCH_TIMEOUT:-120}" wineserver -w >/dev/null 2>&1 || true
+}
+
+machine_has_ended() {
+    local status=0
+    machine_env "$1" timeout "${BENCH_TIMEOUT:-120}" wineserver -w >/dev/null 2>&1 || status=$?
+    [ "$status" -ne 124 ]
 }
 
 machine_stop() { machine_env "$1" wineserver -k >/dev/null 2>&1 || true; }

@@ -5,6 +5,8 @@
 #   session_plant MACHINE LIST            plants a list (bench/programs/plant.cpp) and waits until the machine has settled
 #   session_hold MACHINE LIST RECORD      holds a sitting (bench/programs/machine_session.cpp), fetches its record, and waits
 #                                         until the machine has settled
+#   session_hold_until_restart MACHINE LIST RECORD   the same with a sitting at whose end a program restarts the machine: it
+#                                         ends there, with every other program; fails when something still runs
 #   session_restart MACHINE               what a restart does to the machine: pending renames and deletions are carried out
 #
 # BENCH_PROGRAMS is the folder that holds the built bench programs.
@@ -65,6 +67,17 @@ session_hold() {
     fi
     machine_settle "$1"
     return "$status"
+}
+
+# How the sitting itself ends says nothing: it is ended. The restart carries out what is pending, as the next start does.
+session_hold_until_restart() {
+    cp "$2" "$(machine_drive "$1")/bench/session.tsv"
+    machine_wine "$1" 'C:\bench\machine_session.exe' 'C:\bench\session.tsv' 'C:\bench\record.tsv' || true
+    cp "$(machine_drive "$1")/bench/record.tsv" "$3"
+    machine_has_ended "$1" && return 0
+    machine_stop "$1"
+    machine_settle "$1"
+    return 1
 }
 
 session_restart() {

@@ -4,6 +4,7 @@
 #   start_case                  makes the machine, with the devices that every machine has
 #   plant                       plants the list on standard input
 #   run_session                 takes a snapshot, holds the sitting on standard input, takes another one, fetches the log
+#   run_session_until_restart   the same with a sitting that ends with a restart of the machine by a program
 #   restart                     restarts the machine and takes a third snapshot
 #   end_case                    exit status 0 only when no check has failed
 #
@@ -74,6 +75,18 @@ run_session() {
     snapshot_take "$machine" "$work/before.tsv"
     session_hold "$machine" "$work/session.tsv" "$work/record.tsv" ||
         check_failed "the sitting at the machine broke off; its record:" "$work/record.tsv"
+    end_session
+}
+
+run_session_until_restart() {
+    cat >"$work/session.tsv"
+    snapshot_take "$machine" "$work/before.tsv"
+    session_hold_until_restart "$machine" "$work/session.tsv" "$work/record.tsv" ||
+        check_failed "programs of the machine go on behind its restart"
+    end_session
+}
+
+end_session() {
     snapshot_take "$machine" "$work/after.tsv"
     # Without the carriage returns of its line ends, which have a check of their own.
     if [ -f "$log" ]; then
