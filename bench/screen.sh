@@ -3,8 +3,8 @@
 #   screen_open FOLDER           starts a screen of its own, 1100 by 700 pixels; its files go to FOLDER
 #   screen_connect MACHINE       has the machine use it, with a desktop that draws the windows' frames
 #   screen_pictures MACHINE OUT  takes the pictures that window_driver asks for, into the folder OUT, until it is told to
-#                                stop: NAME.png, the whole screen, and NAME.places, where the window is on it and, in a
-#                                second line, the area within its frame
+#                                stop: NAME.png, the whole screen, and NAME.places, where the window is on it, in a second
+#                                line the area within its frame, and then each control with a text: its place and number
 #   screen_pictures_end          stops that
 #   screen_crop OUT NAME LINE [GEOMETRY] FILE   cuts the place in that line of NAME.places out of a picture; with a
 #                                GEOMETRY, that part of it
@@ -82,7 +82,7 @@ screen_pictures_end() {
 
 screen_crop() {
     local picture=$1/$2.png place part=()
-    place=$(sed -n "$3p" "$1/$2.places")
+    place=$(sed -n "$3p" "$1/$2.places" | cut -f1)
     [ $# -eq 4 ] || part=(-crop "$4" +repage)
     convert "$picture" -crop "$place" +repage "${part[@]}" "${@: -1}"
 }

@@ -88,12 +88,21 @@ BOOL CALLBACK matchDialog(HWND window, LPARAM parameter) {
   return FALSE;
 }
 
-BOOL CALLBACK recordControl(HWND control, LPARAM) {
+// What a control has for a user to read; empty when it cannot be seen.
+std::wstring readableText(HWND control) {
   // Before the number of its resource, which is the text of an icon.
   constexpr wchar_t kResourceMark = 0xFFFF;
-  const std::wstring text = textOf(control);
-  if (::IsWindowVisible(control) && !text.empty() && text.front() != kResourceMark) {
-    record(L"control\t" + std::to_wstring(static_cast<short>(::GetDlgCtrlID(control))) + L"\t" + text);
+  const std::wstring text = ::IsWindowVisible(control) ? textOf(control) : std::wstring();
+  return text.empty() || text.front() == kResourceMark ? std::wstring() : text;
+}
+
+int idOf(HWND control) {
+  return static_cast<short>(::GetDlgCtrlID(control));
+}
+
+BOOL CALLBACK recordControl(HWND control, LPARAM) {
+  if (const std::wstring text = readableText(control); !text.empty()) {
+    record(L"control\t" + std::to_wstring(idOf(control)) + L"\t" + text);
   }
   return TRUE;
 }
@@ -178,11 +187,21 @@ bool fileExists(const std::wstring& path) {
 
 std::string geometry(const POINT& leftTop, const RECT& size) {
   return std::to_string(size.right - size.left) + "x" + std::to_string(size.bottom - size.top) + "+" +
-         std::to_string(leftTop.x) + "+" + std::to_string(leftTop.y) + "\n";
+         std::to_string(leftTop.x) + "+" + std::to_string(leftTop.y);
 }
 
-// Where on the screen the window and the area within its frame are, in its own program's pixels: a window that leaves
-// it to the system to scale it is not scaled on a bench machine.
+BOOL CALLBACK addPlaceOfControl(HWND control, LPARAM places) {
+  if (!readableText(control).empty()) {
+    RECT place{};
+    ::GetWindowRect(control, &place);
+    *reinterpret_cast<std::string*>(places) +=
+        geometry({place.left, place.top}, place) + "\t" + std::to_string(idOf(control)) + "\n";
+  }
+  return TRUE;
+}
+
+// Where on the screen the window, the area within its frame and its controls with a text are, in its own program's
+// pixels: a window that leaves it to the system to scale it is not scaled on a bench machine.
 std::string places() {
   ::SetThreadDpiAwarenessContext(::GetWindowDpiAwarenessContext(current));
   RECT window{};
@@ -191,7 +210,9 @@ std::string places() {
   ::GetWindowRect(current, &window);
   ::GetClientRect(current, &client);
   ::ClientToScreen(current, &clientOrigin);
-  return geometry({window.left, window.top}, window) + geometry(clientOrigin, client);
+  std::string places = geometry({window.left, window.top}, window) + "\n" + geometry(clientOrigin, client) + "\n";
+  ::EnumChildWindows(current, addPlaceOfControl, reinterpret_cast<LPARAM>(&places));
+  return places;
 }
 
 // The host takes the picture and the wish away. A wish holds the window's places; it gets its name when it is whole.
