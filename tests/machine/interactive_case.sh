@@ -93,7 +93,7 @@ expect_windows() {
 }
 
 # A text stands out from what is behind it: within each control that has one, light and dark are far apart. The frame of a
-# control, which could be taken for one, is left out.
+# control and the dots of its focus, which could be taken for one, are left out.
 expect_pictures() {
     local name line contrast
     for name in "$@"; do
@@ -102,7 +102,7 @@ expect_pictures() {
         line=3
         while [ -n "$(sed -n "${line}p" "$work/pictures/$name.places")" ]; do
             screen_crop "$work/pictures" "$name" "$line" "$work/control.png"
-            contrast=$(convert "$work/control.png" -shave 3x3 -colorspace Gray -format '%[fx:round(100*(maxima-minima))]' info:)
+            contrast=$(convert "$work/control.png" -shave 4x4 -colorspace Gray -format '%[fx:round(100*(maxima-minima))]' info:)
             [ "$contrast" -ge 50 ] ||
                 printf '%s: contrast %s\n' "$(sed -n "${line}p" "$work/pictures/$name.places")" "$contrast" \
                     >>"$work/unreadable.txt"
