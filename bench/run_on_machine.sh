@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # run_on_machine.sh PROGRAM.EXE [ARGUMENT...] - runs one program on a bench machine of its own and deletes the machine.
 # The build uses it to start every test program. BENCH_KEEP=1 keeps the machine and says where it is. BENCH_DEVICES=FOLDER
-# gives the machine the model of device installation whose libraries are in that folder (build/debug/bench).
+# gives the program the model of device installation whose libraries are in that folder (build/debug/bench).
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/machine.sh"
+. "$here/device_libraries.sh"
 
 bench=${BENCH_FOLDER:-$here/../build/bench}
 mkdir -p "$bench"
@@ -29,10 +30,7 @@ mkdir -p "$(machine_drive "$machine")/bench"
 # A machine has no drive that leads to the build folder, so the program comes to the machine, with what lies beside it.
 beside=(${BENCH_BESIDE:-})
 if [ -n "${BENCH_DEVICES:-}" ]; then
-    for library in setupapi cfgmgr32 newdev srclient; do
-        beside+=("$BENCH_DEVICES/$library.dll")
-    done
-    BENCH_DLL_OVERRIDES="${BENCH_DLL_OVERRIDES:-mscoree=;mshtml=;winemenubuilder.exe=};setupapi,cfgmgr32,newdev,srclient=n,b"
+    machine_give_devices "$machine" "$BENCH_DEVICES" "${program##*/}"
 fi
 for file in "$program" "${beside[@]}"; do
     ln "$file" "$(machine_drive "$machine")/bench/" 2>/dev/null || cp "$file" "$(machine_drive "$machine")/bench/"

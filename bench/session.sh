@@ -11,6 +11,9 @@
 #
 # BENCH_PROGRAMS is the folder that holds the built bench programs.
 
+# shellcheck source=/dev/null
+. "$(dirname "${BASH_SOURCE[0]}")/device_libraries.sh"
+
 session_put() {
     ln -f "$1" "$2" 2>/dev/null || cp --remove-destination "$1" "$2"
 }
@@ -23,31 +26,7 @@ session_prepare() {
     for program in "$BENCH_PROGRAMS"/*.exe "$@"; do
         session_put "$program" "$folder/${program##*/}"
     done
-    session_give_devices "$machine" "$folder"
-}
-
-# The model of device installation, of System Restore and of the protection of Windows' own files (bench/devices) is for the
-# shipped program alone: Windows' own services on the machine keep what they have. The last two are looked for in the system
-# folder only.
-session_give_devices() {
-    local machine=$1 folder=$2 library
-    for library in setupapi cfgmgr32 newdev; do
-        session_put "$BENCH_PROGRAMS/$library.dll" "$folder/$library.dll"
-    done
-    for library in srclient sfc; do
-        session_put "$BENCH_PROGRAMS/$library.dll" "$(machine_drive "$machine")/windows/system32/$library.dll"
-    done
-    cat >"$folder/devices.reg" <<'REG'
-REGEDIT4
-
-[HKEY_CURRENT_USER\Software\Wine\AppDefaults\ORVCleanupUtility.exe\DllOverrides]
-"setupapi"="native,builtin"
-"cfgmgr32"="native,builtin"
-"newdev"="native,builtin"
-"srclient"="native,builtin"
-"sfc"="native,builtin"
-REG
-    machine_wine "$machine" regedit /S 'C:\bench\devices.reg'
+    machine_give_devices "$machine" "$BENCH_PROGRAMS" ORVCleanupUtility.exe
 }
 
 session_plant() {

@@ -33,10 +33,11 @@ QueuedFiles* findQueue(HSPFILEQ handle) {
   return nullptr;
 }
 
-// A function of the machine's own library. It is loaded by its full path: by its name it would be this one.
+// A function of the machine's own library, which this one has taken the place of: the bench keeps it under another name
+// (bench/device_libraries.sh).
 template <class Function>
 Function* ownFunction(const char* name) {
-  static const HMODULE library = ::LoadLibraryW(L"C:\\windows\\system32\\setupapi.dll");
+  static const HMODULE library = ::LoadLibraryW(L"C:\\windows\\system32\\own_setupapi.dll");
   const FARPROC found = library ? ::GetProcAddress(library, name) : nullptr;
   if (!found) {
     notCovered(name);

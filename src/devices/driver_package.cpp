@@ -11,7 +11,9 @@ namespace {
 using DiUninstallDriver = BOOL(WINAPI*)(HWND, LPCWSTR, DWORD, PBOOL);
 
 DiUninstallDriver findDiUninstallDriver() {
-  const HMODULE library = ::GetModuleHandleW(L"newdev");
+  // The program's own call into the library, which would load it, may not have come yet.
+  static const HMODULE loaded = ::LoadLibraryExW(L"newdev.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  const HMODULE library = loaded ? ::GetModuleHandleW(L"newdev") : nullptr;
   return library ? reinterpret_cast<DiUninstallDriver>(
                        reinterpret_cast<void*>(::GetProcAddress(library, "DiUninstallDriverW")))
                  : nullptr;
