@@ -4,6 +4,7 @@
 
 #include "app/cleanup_session.h"
 #include "system/log.h"
+#include "system/trusted_surroundings.h"
 #include "ui/localised_strings.h"
 
 namespace {
@@ -18,9 +19,8 @@ int refuseSecondInstance() {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previousInstance*/, wchar_t* commandLine, int showCommand) {
-  // Libraries that the system loads by name during the run come from the system folder alone: the program is often
-  // started from a download folder, with administrator rights.
-  ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+  // The program is often started from a download folder, with administrator rights: what lies there is not to be run.
+  trustTheSystemFolderAlone();
 
   CleanupSession session(instance, commandLine, showCommand);
   LogDebug(L"Localization XML PATH\t:\t%s", session.workDirectory.c_str());

@@ -14,6 +14,7 @@
 #include "system/registry.h"
 #include "system/services.h"
 #include "system/shortcuts.h"
+#include "system/trusted_surroundings.h"
 #include "system/windows_files.h"
 
 namespace {
@@ -153,6 +154,6 @@ bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std
 }
 
 bool KillProcess(const std::wstring& imageName) {
-  RunShellExecuteOnThread(L"taskkill.exe", L" /IM \"" + imageName + L"\" /F");
+  RunShellExecuteOnThread(systemProgram(L"taskkill.exe"), L" /IM \"" + imageName + L"\" /F");
   return true;
 }

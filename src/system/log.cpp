@@ -1,5 +1,6 @@
 #include "system/log.h"
 
+#include <io.h>
 #include <share.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -94,6 +95,8 @@ class LogFile {
     // Others may read the log while it is written, none may write to it.
     file_ = ::_wfsopen(path, L"w", _SH_DENYWR);
     if (file_) {
+      // A program that is still at work when this one ends would keep the next run from writing its log.
+      ::SetHandleInformation(reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(file_))), HANDLE_FLAG_INHERIT, 0);
       ::fwprintf(file_, L"Process Id:%d\n", static_cast<int>(::GetCurrentProcessId()));
       ::fflush(file_);
     }

@@ -1,13 +1,16 @@
 #include "system/process_launch.h"
 
+#include <cstddef>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include <objbase.h>
 #include <shellapi.h>
 
 #include "system/handles.h"
 #include "system/log.h"
+#include "system/trusted_surroundings.h"
 
 namespace {
 
@@ -40,6 +43,50 @@ SHELLEXECUTEINFOW hiddenOpen(ULONG mask, const std::wstring& file, const std::ws
   return info;
 }
 
+// The file of a program that a command line names without a path. Left to Windows, it would be looked for beside this
+// program first. Empty when the command line has a path, and then Windows finds the file by that.
+std::wstring fileOfBareName(const std::wstring& commandLine) {
+  const std::wstring name = commandLine.substr(0, commandLine.find(L' '));
+  if (name.find_first_of(L"\\/:\"") != std::wstring::npos) {
+    return {};
+  }
+  return systemProgram(name.find(L'.') == std::wstring::npos ? name + L".exe" : name);
+}
+
+// The one thing that a child gets of this program's open handles. Without it every inheritable handle of the process
+// would go along, whoever has opened it and for whatever.
+class InheritedHandle {
+ public:
+  explicit InheritedHandle(HANDLE handle) : handle_(handle) {
+    SIZE_T bytes = 0;
+    ::InitializeProcThreadAttributeList(nullptr, 1, 0, &bytes);
+    memory_.resize(bytes);
+    const auto list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data());
+    if (!::InitializeProcThreadAttributeList(list, 1, 0, &bytes)) {
+      return;
+    }
+    list_ = list;
+    isSet_ = ::UpdateProcThreadAttribute(list_, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, &handle_, sizeof(handle_),
+                                         nullptr, nullptr);
+  }
+  ~InheritedHandle() {
+    if (list_) {
+      ::DeleteProcThreadAttributeList(list_);
+    }
+  }
+  InheritedHandle(const InheritedHandle&) = delete;
+  InheritedHandle& operator=(const InheritedHandle&) = delete;
+
+  LPPROC_THREAD_ATTRIBUTE_LIST list() const { return list_; }
+  bool isSet() const { return isSet_; }
+
+ private:
+  HANDLE handle_;
+  std::vector<std::byte> memory_;
+  LPPROC_THREAD_ATTRIBUTE_LIST list_ = nullptr;
+  bool isSet_ = false;
+};
+
 }  // namespace
 
 std::wstring systemMessage(DWORD code) {
@@ -58,8 +105,9 @@ int LaunchExeByCreateProcess(wchar_t* commandLine, bool /*ignoredFlag*/, const D
     startupInfo.cb = sizeof(startupInfo);
     PROCESS_INFORMATION process = {};
     SECURITY_ATTRIBUTES attributes = inheritable();
-    if (::CreateProcessW(nullptr, commandLine, &attributes, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
-                         &startupInfo, &process)) {
+    const std::wstring file = fileOfBareName(commandLine);
+    if (::CreateProcessW(file.empty() ? nullptr : file.c_str(), commandLine, &attributes, nullptr, FALSE,
+                         CREATE_NO_WINDOW, nullptr, nullptr, &startupInfo, &process)) {
       const KernelHandle processOwner(process.hProcess);
       const KernelHandle threadOwner(process.hThread);
       // What the caller's variable happens to hold decides: the dispatcher's reading of the result is built on it.
@@ -108,24 +156,29 @@ std::string RunCommandCaptureOutput(const std::wstring& command) {
     const DWORD code = ::GetLastError();
     LogDebug(L"Unbale to create pipe handle: %d %s", code, systemMessage(code).c_str());
   }
-  STARTUPINFOW startupInfo = {};
-  startupInfo.cb = sizeof(startupInfo);
+  STARTUPINFOEXW startup = {};
+  startup.StartupInfo.cb = sizeof(startup);
+  const InheritedHandle inherited(writeEnd.get());
   if (!::SetHandleInformation(readEnd.get(), HANDLE_FLAG_INHERIT, 0) ||
       !::SetHandleInformation(secondWriteEnd.get(), HANDLE_FLAG_INHERIT, 0)) {
     const DWORD code = ::GetLastError();
     LogDebug(L"Unbale to set security attributes to pipe handle: %d %s", code, systemMessage(code).c_str());
-  } else {
-    startupInfo.hStdOutput = writeEnd.get();
-    startupInfo.hStdError = writeEnd.get();
-    startupInfo.dwFlags = STARTF_USESTDHANDLES;
+  } else if (inherited.isSet()) {
+    startup.StartupInfo.hStdOutput = writeEnd.get();
+    startup.StartupInfo.hStdError = writeEnd.get();
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.lpAttributeList = inherited.list();
   }
 
   std::wstring commandLine = L"cmd.exe /C \"" + command + L"\"";
   LogDebug(L"Launching command %s", commandLine.c_str());
   PROCESS_INFORMATION information = {};
-  // Without a process the query of its exit code fails below, and the loop ends after one pass.
-  ::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr,
-                   &startupInfo, &information);
+  // It inherits the write end alone, or nothing at all. Without a process the query of its exit code fails below, and
+  // the loop ends after one pass.
+  const bool inherits = startup.lpAttributeList != nullptr;
+  ::CreateProcessW(systemProgram(L"cmd.exe").c_str(), commandLine.data(), nullptr, nullptr, inherits,
+                   CREATE_NO_WINDOW | (inherits ? EXTENDED_STARTUPINFO_PRESENT : 0), nullptr, nullptr,
+                   &startup.StartupInfo, &information);
   const KernelHandle process(information.hProcess);
   const KernelHandle thread(information.hThread);
 
@@ -159,8 +212,8 @@ DWORD RunCommand(const std::wstring& commandLine, const std::wstring& workingDir
   STARTUPINFOW startupInfo = {};
   startupInfo.cb = sizeof(startupInfo);
   PROCESS_INFORMATION information = {};
-  if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
-                        workingDirectory.c_str(), &startupInfo, &information)) {
+  if (!::CreateProcessW(systemProgram(L"cmd.exe").c_str(), command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                        nullptr, workingDirectory.c_str(), &startupInfo, &information)) {
     const DWORD error = ::GetLastError();
     LogError(L"Failed Applications uninstall : cmd: %s ,error code\t:\t%d", commandLine.c_str(), error);
     return error;

@@ -1,4 +1,5 @@
-// process_launch - the ways in which the cleanup starts other programs. Every started process is hidden.
+// process_launch - the ways in which the cleanup starts other programs. Every started process is hidden. What is
+// named without a path is a program of the system folder, and no process inherits more than the pipe that it prints to.
 // Knows nothing of why a program is started.
 #pragma once
 

@@ -71,7 +71,6 @@ class ChildProcess {
   bool waitForEnd() const {
     return ::WaitForSingleObject(process_.get(), NamedEvent::kLimitMilliseconds) == WAIT_OBJECT_0;
   }
-
  private:
   KernelHandle process_;
 };
@@ -80,6 +79,7 @@ class ChildProcess {
 //   --exit CODE             ends at once
 //   --signal EVENT          sets the event
 //   --wait READY GO         sets the event READY, waits for the event GO
+//   --set-inherited NUMBER  sets the event whose handle has that number, if it has come along
 //   --print TEXT...         prints each text, and goes on only when the reader has taken it
 //   --print-file PATH       prints what the file holds
 //   --print-amount BYTES    prints that many bytes, "0123456789" over and over
@@ -100,6 +100,10 @@ inline std::optional<int> runAsChild(int argumentCount, char** arguments) {
   }
   if (mode == "--signal") {
     ::SetEvent(openEvent(2).get());
+    return 0;
+  }
+  if (mode == "--set-inherited") {
+    ::SetEvent(reinterpret_cast<HANDLE>(std::strtoull(argumentCount > 2 ? arguments[2] : "0", nullptr, 10)));
     return 0;
   }
   if (mode == "--wait") {

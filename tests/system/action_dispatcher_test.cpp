@@ -276,7 +276,7 @@ TEST_F(ProcessKillAction, NamesAreComposedAsTheyStand) {
     shellFiles.clear();
     shellParameters.clear();
     EXPECT_TRUE(execute(ActionKind::ProcessKill, {name}));
-    EXPECT_THAT(shellFiles, ElementsAre(L"taskkill.exe"));
+    EXPECT_THAT(shellFiles, ElementsAre(L"C:\\windows\\system32\\taskkill.exe"));
     EXPECT_THAT(shellParameters, ElementsAre(L" /IM \"" + std::wstring(name) + L"\" /F"));
   }
   EXPECT_THAT(failures, IsEmpty());

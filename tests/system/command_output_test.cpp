@@ -1,4 +1,5 @@
 // command_output_test - running a command under the command interpreter and taking what it prints.
+#include <cstdint>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -29,6 +30,7 @@ std::vector<CreatedPipe> pipes;
 std::vector<HANDLE> keptFromChildren;  // handles whose inheritance was switched off
 std::vector<SECURITY_ATTRIBUTES> pipeAttributes;
 std::vector<DWORD> pipeBytes;
+std::wstring applicationName;
 std::wstring commandLine;
 BOOL inheritsHandles;
 DWORD creationFlags;
@@ -55,6 +57,7 @@ class CommandOutput : public ::testing::Test {
     keptFromChildren.clear();
     pipeAttributes.clear();
     pipeBytes.clear();
+    applicationName.clear();
     commandLine.clear();
     inheritsHandles = FALSE;
     creationFlags = 0;
@@ -131,6 +134,7 @@ LINK_SEAM(BOOL, CreateProcessW,
           (const wchar_t* application, wchar_t* line, SECURITY_ATTRIBUTES* processAttributes,
            SECURITY_ATTRIBUTES* threadAttributes, BOOL inherit, DWORD flags, void* environment,
            const wchar_t* directory, STARTUPINFOW* startup, PROCESS_INFORMATION* process)) {
+  applicationName = application ? application : L"";
   commandLine = line;
   inheritsHandles = inherit;
   creationFlags = flags;
@@ -213,10 +217,11 @@ TEST_F(CommandOutput, LargeOutputIsComplete) {
 
 TEST_F(CommandOutput, ProcessIsHiddenAndGetsTheWriteEnd) {
   RunCommandCaptureOutput(L"exit 0");
+  EXPECT_EQ(applicationName, L"C:\\windows\\system32\\cmd.exe");
   EXPECT_EQ(commandLine, L"cmd.exe /C \"exit 0\"");
-  EXPECT_EQ(creationFlags, static_cast<DWORD>(CREATE_NO_WINDOW));
+  EXPECT_EQ(creationFlags, static_cast<DWORD>(CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT));
   EXPECT_EQ(inheritsHandles, TRUE);
-  EXPECT_EQ(startupInfo.cb, sizeof(STARTUPINFOW));
+  EXPECT_EQ(startupInfo.cb, sizeof(STARTUPINFOEXW));
   EXPECT_EQ(startupInfo.dwFlags, static_cast<DWORD>(STARTF_USESTDHANDLES));
   ASSERT_EQ(pipes.size(), 2u);
   EXPECT_EQ(startupInfo.hStdOutput, pipes[0].writeEnd);
@@ -226,6 +231,19 @@ TEST_F(CommandOutput, ProcessIsHiddenAndGetsTheWriteEnd) {
   EXPECT_TRUE(pipeAttributes[0].bInheritHandle);
   EXPECT_TRUE(pipeAttributes[1].bInheritHandle);
   EXPECT_THAT(keptFromChildren, ElementsAre(pipes[0].readEnd, pipes[1].writeEnd));
+}
+
+// Of two inheritable handles the command has only the one that it prints to: any other might be of a file that has to
+// be free again when this program has ended.
+TEST_F(CommandOutput, CommandInheritsNoOtherHandle) {
+  SECURITY_ATTRIBUTES attributes = {sizeof(attributes), nullptr, TRUE};
+  const KernelHandle event(::CreateEventW(&attributes, TRUE, FALSE, nullptr));
+  DWORD flags = 0;
+  ASSERT_TRUE(::GetHandleInformation(event.get(), &flags));
+  ASSERT_EQ(flags, static_cast<DWORD>(HANDLE_FLAG_INHERIT));
+  const std::wstring number = std::to_wstring(reinterpret_cast<std::uintptr_t>(event.get()));
+  EXPECT_EQ(withoutZeros(RunCommandCaptureOutput(own(L"--set-inherited " + number + L" && echo ran"))), "ran\r\n");
+  EXPECT_EQ(::WaitForSingleObject(event.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "the command had the handle";
 }
 
 TEST_F(CommandOutput, LongCommandIsComposedInFull) {
@@ -251,6 +269,7 @@ TEST_F(CommandOutput, FirstPipeMissing) {
                           "DEBUG Unbale to set security attributes to pipe handle: 6 " + narrow(systemMessage(6)),
                           launchLine("exit 0"), "DEBUG Unable to peek pipe 6"));
   EXPECT_EQ(startupInfo.dwFlags, 0u);
+  EXPECT_EQ(inheritsHandles, FALSE);
   EXPECT_NE(createdProcess.hProcess, nullptr) << "the command runs all the same";
   expectAllHandlesClosed();
 }

@@ -24,7 +24,7 @@ namespace {
 
 // What the last call of each function was given. Everything is called through unless a test asks for a failure.
 struct Calls {
-  const wchar_t* applicationName = L"not called";
+  std::optional<std::wstring> applicationName;
   wchar_t* commandLine = nullptr;
   SECURITY_ATTRIBUTES processAttributes = {};
   bool hasThreadAttributes = true;
@@ -84,7 +84,10 @@ LINK_SEAM(BOOL, CreateProcessW,
           (const wchar_t* application, wchar_t* commandLine, SECURITY_ATTRIBUTES* processAttributes,
            SECURITY_ATTRIBUTES* threadAttributes, BOOL inherit, DWORD flags, void* environment,
            const wchar_t* directory, STARTUPINFOW* startup, PROCESS_INFORMATION* process)) {
-  calls.applicationName = application;
+  calls.applicationName.reset();
+  if (application) {
+    calls.applicationName = application;
+  }
   calls.commandLine = commandLine;
   calls.processAttributes = processAttributes ? *processAttributes : SECURITY_ATTRIBUTES{};
   calls.hasThreadAttributes = threadAttributes != nullptr;
@@ -192,7 +195,7 @@ TEST_F(LaunchExe, ProcessIsHiddenAndInheritsNothing) {
   DWORD exitCode = 0;
   std::wstring commandLine = L"cmd.exe /C exit 0";
   LaunchExeByCreateProcess(commandLine.data(), true, &exitCode);
-  EXPECT_EQ(calls.applicationName, nullptr);
+  EXPECT_EQ(calls.applicationName, L"C:\\windows\\system32\\cmd.exe");
   EXPECT_EQ(calls.commandLine, commandLine.data()) << "the caller's own writable text";
   EXPECT_EQ(calls.creationFlags, static_cast<DWORD>(CREATE_NO_WINDOW));
   EXPECT_EQ(calls.inheritsHandles, FALSE);
@@ -201,6 +204,27 @@ TEST_F(LaunchExe, ProcessIsHiddenAndInheritsNothing) {
   EXPECT_EQ(calls.environment, nullptr);
   EXPECT_EQ(calls.directory, nullptr);
   EXPECT_EQ(calls.startupBytes, sizeof(STARTUPINFOW));
+}
+
+TEST_F(LaunchExe, ProgramNamedWithoutAPathIsTheSystemFolders) {
+  DWORD exitCode = 0;
+  for (const wchar_t* name : {L"hostname", L"hostname.exe", L"hostname /x"}) {
+    EXPECT_EQ(launch(name, exitCode), 1);
+    EXPECT_EQ(calls.applicationName, L"C:\\windows\\system32\\hostname.exe") << narrow(name);
+  }
+  // Beside this program there is one of its own name.
+  const std::wstring own = ownProgram();
+  EXPECT_EQ(launch(own.substr(own.rfind(L'\\') + 1) + L" --exit 0", exitCode), 0);
+  EXPECT_THAT(log.lines(),
+              ElementsAre("ERROR CommonHelperUtility::LaunchExeByCreateProcess - CreateProcess failed(2)."));
+}
+
+TEST_F(LaunchExe, ProgramNamedWithItsPathIsFoundByThat) {
+  DWORD exitCode = 0;
+  EXPECT_EQ(launch(ownProgram() + L" --exit 0", exitCode), 1);
+  EXPECT_EQ(calls.applicationName, std::nullopt);
+  EXPECT_EQ(launch(L"\"" + ownProgram() + L"\" --exit 0", exitCode), 1);
+  EXPECT_EQ(calls.applicationName, std::nullopt);
 }
 
 TEST_F(LaunchExe, ClosesBothHandles) {

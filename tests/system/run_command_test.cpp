@@ -17,7 +17,7 @@ namespace {
 
 // What the last process was started with. Everything is called through unless a test asks for a failure.
 struct Start {
-  bool hasApplicationName = true;
+  std::wstring application;
   std::wstring commandLine;
   bool hasAttributes = true;
   BOOL inheritsHandles = -1;
@@ -40,7 +40,7 @@ LINK_SEAM(BOOL, CreateProcessW,
            LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
            LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
   ++starts;
-  started = {application != nullptr,
+  started = {application ? application : L"",
              commandLine,
              processSecurity || threadSecurity,
              inherit,
@@ -109,7 +109,7 @@ TEST_F(CommandRun, ProgramThatTheInterpreterDoesNotFindIsAnExitCodeAndNoFailure)
 
 TEST_F(CommandRun, InterpreterGetsTheCommandInQuotesAndIsHidden) {
   RunCommand(L"exit 3", L"C:\\windows", true);
-  EXPECT_FALSE(started.hasApplicationName);
+  EXPECT_EQ(started.application, L"C:\\windows\\system32\\cmd.exe");
   EXPECT_EQ(started.commandLine, L"cmd.exe /C \"exit 3\"");
   EXPECT_FALSE(started.hasAttributes);
   EXPECT_EQ(started.inheritsHandles, FALSE);
