@@ -72,9 +72,12 @@ int CleanupSession::initializeWindow() {
   // From here on the work folder's string is the path of the manifest; nothing asks for the folder any more.
   workDirectory += L'\\';
   workDirectory += kManifestFileName;
-  extractBinaryResource(instance, IDR_SCRUB_LIST, workDirectory);
+  // Held until it is read: every program of the user can write to the work folder, and the document says what is
+  // removed.
+  FileHandle document;
+  extractBinaryResource(instance, IDR_SCRUB_LIST, workDirectory, &document);
   LogDebug(L"PKMCONFIG JSON Path is: %s", workDirectory.c_str());
   LogDebug(L"------------------Parsing JSON -----------------");
-  scrubList.parseScrubList(factoryReset);
+  scrubList.parseScrubList(factoryReset, document.get());
   return 1;
 }

@@ -3,8 +3,6 @@
 // arguments, or to a run in place.
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 #include <windows.h>
 
@@ -14,7 +12,7 @@
 #include "app/restore_point.h"
 #include "applications/store_apps.h"
 #include "system/action_dispatcher.h"
-#include "system/handles.h"
+#include "system/held_file.h"
 #include "system/log.h"
 #include "system/module_path.h"
 #include "system/process_launch.h"
@@ -37,13 +35,10 @@ std::wstring batchPath() {
   return folder.empty() ? folder : folder + kBatchFile;
 }
 
-// A file that cannot be opened is no reason to stop: the restart then does not happen, and nothing else has.
-void writeBatchFile(const std::wstring& path) {
-  std::ofstream batch{std::filesystem::path(path)};
-  batch << "@echo off\n"
-           "bcdedit /set {current} safeboot network\n"
-           "shutdown -r -f -t 0\n";
-}
+constexpr char kBatch[] =
+    "@echo off\r\n"
+    "bcdedit /set {current} safeboot network\r\n"
+    "shutdown -r -f -t 0\r\n";
 
 // The program and the arguments of this run. Quotation marks inside the arguments are lost, which the switches bear.
 std::wstring runOnceCommandLine() {
@@ -155,9 +150,11 @@ void CleanupSession::rebootIntoSafeMode() {
     LogDebug(L"-----------Deletions of Scheduled Tasks Ended-------------");
   }
   const std::wstring batch = batchPath();
-  writeBatchFile(batch);
+  // Held until it has ended: the interpreter reads it line by line. A file that cannot be written is no reason to stop,
+  // but what lies there then is not to be run: the restart does not happen, and nothing else has.
+  const FileHandle held = batch.empty() ? FileHandle() : writeHeldFile(batch, kBatch);
   writeRunOnceEntry();
-  if (batch.empty() || !RunInSystemShell(batch)) {
+  if (!held || !RunInSystemShell(batch)) {
     LogDebug(L"Couldn't set to safemode");
   }
 }

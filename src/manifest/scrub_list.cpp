@@ -1,7 +1,10 @@
 #include "manifest/scrub_list.h"
 
-#include <cstring>
+#include <algorithm>
+#include <fstream>
 #include <initializer_list>
+#include <sstream>
+#include <string_view>
 #include <utility>
 
 #include <boost/property_tree/json_parser.hpp>
@@ -9,7 +12,7 @@
 
 #include "manifest/json_reader_path.h"
 #include "manifest/tracker_manifest.h"
-#include "system/handles.h"
+#include "system/held_file.h"
 #include "system/log.h"
 #include "system/temporary_folder.h"
 
@@ -29,6 +32,26 @@ constexpr wchar_t kGraphicTypeValue[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Syst
 std::wstring manifestPath() {
   const std::wstring folder = temporaryFolder();
   return folder.empty() ? folder : folder + kManifestName;
+}
+
+// The path is no way to the document: another could be put there in the meantime. It has to be one that the JSON reader
+// could open, though, as for the tracker file.
+bool isReaderPath(const std::wstring& path) {
+  const std::string narrow = jsonReaderPath(path);
+  return std::equal(path.begin(), path.end(), narrow.begin(),
+                    [](wchar_t wide, char byte) { return wide == static_cast<unsigned char>(byte); }) &&
+         std::ifstream(narrow).is_open();
+}
+
+// The document is plain ASCII. Empty, which is no document, when it cannot be read.
+std::wistringstream readDocument(HANDLE document) {
+  std::wstring text;
+  if (isReaderPath(manifestPath())) {
+    for (const char byte : readWhole(document)) {
+      text.push_back(static_cast<unsigned char>(byte));
+    }
+  }
+  return std::wistringstream(text);
 }
 
 // Every piece as it stands, the one behind the last comma included.
@@ -108,21 +131,20 @@ struct ScrubList::Tree {
   wptree root;
 };
 
-bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path) {
+bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path, FileHandle* held) {
   const HRSRC resource = ::FindResourceW(module, MAKEINTRESOURCEW(resourceId), kResourceType);
   const HGLOBAL loaded = resource ? ::LoadResource(module, resource) : nullptr;
   const void* bytes = loaded ? ::LockResource(loaded) : nullptr;
-  const DWORD size = resource ? ::SizeofResource(module, resource) : 0;
+  const DWORD size = bytes ? ::SizeofResource(module, resource) : 0;
 
-  // Failures are not reported: the reader of the file finds the older file, or none.
-  const FileHandle file(::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-  const KernelHandle mapping(::CreateFileMappingW(file.get(), nullptr, PAGE_READWRITE, 0, size, nullptr));
-  if (void* view = mapping ? ::MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, size) : nullptr) {
-    if (bytes) {
-      std::memcpy(view, bytes, size);
-    }
-    ::UnmapViewOfFile(view);
+  // Failures are not reported: whoever wants the file finds none in `held`.
+  const FileHandle folder = holdFolder(path.substr(0, path.find_last_not_of(L'\\', path.rfind(L'\\')) + 1));
+  FileHandle file;
+  if (folder) {
+    file = writeHeldFile(path, std::string_view(static_cast<const char*>(bytes), size));
+  }
+  if (held) {
+    *held = std::move(file);
   }
   return false;
 }
@@ -131,9 +153,9 @@ ScrubList::ScrubList() : tree_(std::make_unique<Tree>()), data_(std::make_unique
 
 ScrubList::~ScrubList() = default;
 
-void ScrubList::parseScrubList(bool launchedForFactoryReset) {
+void ScrubList::parseScrubList(bool launchedForFactoryReset, HANDLE document) {
   LogDebug(L"Parsing ScrubList.JSON File");
-  loadScrubListFile();
+  loadScrubListFile(document);
   readGenericData();
   readInclusionData(launchedForFactoryReset);
   readExclusionData();
@@ -148,10 +170,11 @@ void ScrubList::readStringList(const std::wstring& path, std::vector<std::wstrin
   }
 }
 
-void ScrubList::loadScrubListFile() {
+void ScrubList::loadScrubListFile(HANDLE document) {
   LogDebug(L"Loading ScrubList.JSON File");
   try {
-    boost::property_tree::read_json(jsonReaderPath(manifestPath()), tree_->root);
+    std::wistringstream text = readDocument(document);
+    boost::property_tree::read_json(text, tree_->root);
   } catch (const boost::property_tree::json_parser_error&) {
     // The first required path is then missing, and that ends the run.
     LogDebug(L"Loading ScrubList.JSON File Failed!!!");

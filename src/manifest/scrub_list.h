@@ -9,10 +9,13 @@
 #include <windows.h>
 
 #include "manifest/records.h"
+#include "system/handles.h"
 
-// Writes a resource of type BINARY to a file, replacing an older one. The result is always false and says nothing: the
-// reader of the file finds out. FindResourceW, CreateFileMappingW, MapViewOfFile.
-bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path);
+// Writes a resource of type BINARY to a file in the work folder, replacing an older one; a link in the place of the
+// file is replaced too, and one in the place of the folder is not followed. With `held` the file stays open there, and
+// nobody can change it until that is closed; it is empty when there is no such file of ours. The result is always false
+// and says nothing. FindResourceW.
+bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path, FileHandle* held = nullptr);
 
 // The manifest of one run: the document's tree and the records made from it.
 class ScrubList {
@@ -20,11 +23,12 @@ class ScrubList {
   ScrubList();
   ~ScrubList();
 
-  // Reads the manifest and fills data(). With `launchedForFactoryReset` the display driver packages are not considered
-  // and the registry value GraphicType is protected; without it both display packages are considered. A document that
-  // cannot be read is logged and counts as empty. Throws boost::property_tree::ptree_bad_path, a std::exception, for
-  // every required path that is missing; then data() is incomplete.
-  void parseScrubList(bool launchedForFactoryReset);
+  // Reads the manifest from the open document and fills data(). With `launchedForFactoryReset` the display driver
+  // packages are not considered and the registry value GraphicType is protected; without it both display packages are
+  // considered. A document that cannot be read is logged and counts as empty. Throws
+  // boost::property_tree::ptree_bad_path, a std::exception, for every required path that is missing; then data() is
+  // incomplete.
+  void parseScrubList(bool launchedForFactoryReset, HANDLE document);
 
   // Appends the values of the array at the dotted path, in order. Throws ptree_bad_path when there is no such path.
   void readStringList(const std::wstring& path, std::vector<std::wstring>& list) const;
@@ -34,7 +38,7 @@ class ScrubList {
  private:
   struct Tree;
 
-  void loadScrubListFile();
+  void loadScrubListFile(HANDLE document);
   void readGenericData();
   void readInclusionData(bool launchedForFactoryReset);
   void readExclusionData();

@@ -237,6 +237,20 @@ TEST_F(Program, EscapedExceptionIsLoggedAndExitsWithZero) {
   EXPECT_EQ(lines[lines.size() - 1], "DEBUG CleanUp:: No such node (Generic.ScheduledTasks)");
 }
 
+// Any program of the user can put a document in the place of the manifest and hold it there.
+TEST_F(Program, DocumentThatAnotherProgramHoldsInTheManifestsPlaceIsNotObeyed) {
+  const std::wstring planted = workFolder() + L"\\ScrubList.JSON";
+  const FileHandle theirs(::CreateFileW(planted.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+  const std::string document = R"({"Generic": {"ScheduledTasks": ["anything"]}})";
+  DWORD written = 0;
+  ASSERT_TRUE(::WriteFile(theirs.get(), document.data(), static_cast<DWORD>(document.size()), &written, nullptr));
+  const CapturedLog log;
+  EXPECT_EQ(start(L"silent"), 0);
+  EXPECT_EQ(log.lines().back(), "DEBUG CleanUp:: No such node (Generic.ScheduledTasks)");
+}
+
 TEST_F(Program, TrackerFileWithoutOneOfItsObjectsEndsTheRunWithOneLine) {
   const InstallManager manager;
   manager.writeTracker("{\"PKMBinaries\": {\"Generic\": {\"PreOperations\": {}, \"PostOperations\": {}}}}");
@@ -270,7 +284,7 @@ TEST_F(Program, MachineWithoutTheProgressKeyIsLeftWithoutIt) {
   EXPECT_FALSE(keyExists(kCleanupKey));
 }
 
-TEST_F(Program, LibrariesComeFromTheSystemFolderAlone) {
+TEST_F(Program, LibrariesAndProgramsComeFromTheSystemFolderAlone) {
   EXPECT_EQ(start(L""), 0);
   wchar_t own[MAX_PATH] = {};
   ::GetModuleFileNameW(nullptr, own, MAX_PATH);
@@ -279,4 +293,7 @@ TEST_F(Program, LibrariesComeFromTheSystemFolderAlone) {
   const HMODULE library = ::LoadLibraryW(L"beside.dll");
   EXPECT_EQ(library, nullptr);
   ::DeleteFileW(beside.c_str());
+  wchar_t directory[MAX_PATH] = {};
+  ::GetCurrentDirectoryW(MAX_PATH, directory);
+  EXPECT_STREQ(directory, L"C:\\windows\\system32");
 }

@@ -29,6 +29,8 @@ struct CreatedWindow {
 std::vector<CreatedWindow> createdWindows;
 std::vector<LPCWSTR> openedDialogs;
 bool dialogsAreShown = false;
+int timesTheManifestWasThere = 0;
+int timesItCouldBeSwapped = 0;
 
 }  // namespace
 
@@ -44,6 +46,22 @@ LINK_SEAM(HWND, CreateWindowExW,
       extendedStyle, className, windowName, style, x, y, width, height, parent, menu, instance, parameter);
   createdWindows.push_back({handle, extendedStyle, style, x, y, width, height, parent, menu});
   return handle;
+}
+
+// The reader asks for the folder when the manifest has been written and not been read.
+LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
+  const DWORD length = realFunction<decltype(&::GetTempPathW)>(L"kernel32.dll", "GetTempPathW")(size, buffer);
+  const std::wstring manifest = std::wstring(buffer) + L"CleanUp\\ScrubList.JSON";
+  if (::GetFileAttributesW(manifest.c_str()) != INVALID_FILE_ATTRIBUTES) {
+    ++timesTheManifestWasThere;
+    for (const DWORD access : {GENERIC_WRITE, DELETE}) {
+      const FileHandle opened(::CreateFileW(manifest.c_str(), access,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+      timesItCouldBeSwapped += opened ? 1 : 0;
+    }
+  }
+  return length;
 }
 
 LINK_SEAM(INT_PTR, DialogBoxParamW, (HINSTANCE module, LPCWSTR name, HWND owner, DLGPROC procedure, LPARAM parameter)) {
@@ -62,6 +80,8 @@ class MainWindow : public testing::Test {
     createdWindows.clear();
     openedDialogs.clear();
     dialogsAreShown = false;
+    ::DeleteFileW((session.tempPath + L"CleanUp\\ScrubList.JSON").c_str());
+    timesTheManifestWasThere = timesItCouldBeSwapped = 0;
     session.workDirectory += L'\\';
     if (session.initializeWindow() == 1 && !createdWindows.empty()) {
       window = createdWindows[0].handle;
@@ -150,6 +170,13 @@ TEST_F(MainWindow, ClassHasItsStyleColourIconAndMenu) {
   EXPECT_STREQ(session.windowClass, L"ORVCLEANUPUTILITY");
   EXPECT_STREQ(session.windowTitle, L"ORVCleanupUtility");
   EXPECT_EQ(moduleInstance, session.instance);
+}
+
+TEST_F(MainWindow, ManifestCannotBeSwappedBetweenItsWritingAndItsReading) {
+  EXPECT_EQ(timesTheManifestWasThere, 1);
+  EXPECT_EQ(timesItCouldBeSwapped, 0);
+  EXPECT_FALSE(session.scrubListData->ScheduledTasks.empty()) << "it was read";
+  EXPECT_TRUE(::DeleteFileW((session.tempPath + L"CleanUp\\ScrubList.JSON").c_str())) << "it is free again";
 }
 
 TEST_F(MainWindow, IsThereAndNeverShown) {

@@ -32,6 +32,16 @@ bool shellIsMissing = false;
 bool temporaryFolderIsTooLong = false;
 std::wstring commandLineOfTheProcess;
 std::wstring pathOfTheProgram;  // in place of the real one
+std::wstring watchedBatch;      // the batch file that is being run
+bool batchCanBeChanged = false;
+bool batchCanBeRemoved = false;
+
+// Whether another program can open the file so, whatever it lets others do.
+bool canBeOpened(const std::wstring& path, DWORD access) {
+  return static_cast<bool>(
+      FileHandle(::CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
+}
 
 bool isRunOnce(const wchar_t* subkey) {
   return subkey && std::wstring_view(subkey) == L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
@@ -98,9 +108,9 @@ LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
 
 // What would restart this machine is only recorded.
 LINK_SEAM(BOOL, CreateProcessW,
-          (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
-           LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR,
-           LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
+          (LPCWSTR, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity, LPSECURITY_ATTRIBUTES threadSecurity,
+           BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR, LPSTARTUPINFOW startup,
+           LPPROCESS_INFORMATION process)) {
   deeds.push_back(commandLine);
   if (deeds.back().starts_with(L"\"")) {
     EXPECT_EQ(flags, static_cast<DWORD>(CREATE_NO_WINDOW));
@@ -108,11 +118,12 @@ LINK_SEAM(BOOL, CreateProcessW,
       ::SetLastError(ERROR_FILE_NOT_FOUND);
       return FALSE;
     }
+    batchCanBeChanged = canBeOpened(watchedBatch, GENERIC_WRITE);
+    batchCanBeRemoved = canBeOpened(watchedBatch, DELETE);
   }
   std::wstring command = L"cmd.exe /C exit 1";
   return realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
-      application, command.data(), processSecurity, threadSecurity, inherit, flags, environment, nullptr, startup,
-      process);
+      nullptr, command.data(), processSecurity, threadSecurity, inherit, flags, environment, nullptr, startup, process);
 }
 
 namespace {
@@ -308,12 +319,42 @@ TEST_F(SafeModeRestart, ShellThatCannotBeStartedIsLoggedAndTheRunWaits) {
   EXPECT_EQ(quitRequested, 0);
 }
 
-TEST_F(SafeModeRestart, UnwritableBatchFileDoesNotStopTheRestart) {
-  ASSERT_TRUE(::CreateDirectoryW(batch_.c_str(), nullptr));
+TEST_F(SafeModeRestart, BatchFileCanNeitherBeChangedNorReplacedWhileItRuns) {
+  watchedBatch = batch_;
+  batchCanBeChanged = batchCanBeRemoved = true;
   restart();
-  ::RemoveDirectoryW(batch_.c_str());
-  EXPECT_TRUE(valueExists(kRunOnce, kRunOnceValue));
   EXPECT_EQ(deeds.back(), shellCommand(batch_));
+  EXPECT_FALSE(batchCanBeChanged);
+  EXPECT_FALSE(batchCanBeRemoved);
+  EXPECT_TRUE(canBeOpened(batch_, GENERIC_WRITE | DELETE)) << "it has ended";
+}
+
+TEST_F(SafeModeRestart, BatchFileThatIsNotOursIsNotRun) {
+  const struct {
+    const char* what;
+    bool (*put)(const std::wstring& path, FileHandle& theirs);
+  } rows[] = {
+      {"a folder",
+       [](const std::wstring& path, FileHandle&) { return ::CreateDirectoryW(path.c_str(), nullptr) != 0; }},
+      {"a file that another program does not let go",
+       [](const std::wstring& path, FileHandle& theirs) {
+         theirs.reset(::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+         return static_cast<bool>(theirs);
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    forget();
+    FileHandle theirs;
+    ASSERT_TRUE(row.put(batch_, theirs));
+    EXPECT_EQ(restart(),
+              (Lines{kTypeUpdateLine, announcement(), kKeyOpened, kValueSet, "DEBUG Couldn't set to safemode"}));
+    EXPECT_EQ(deeds, (Texts{kTypeUpdateCommand, L"RunOnce"}));
+    theirs.reset();
+    ::RemoveDirectoryW(batch_.c_str());
+    ::DeleteFileW(batch_.c_str());
+  }
 }
 
 TEST_F(SafeModeRestart, WithoutATempFolderNothingIsWrittenIntoTheCurrentOneOrRunFromIt) {

@@ -102,6 +102,11 @@ class TemporaryFolder {
   void writeManifest(const std::string& document) const {
     folder_.makeFile(manifestPath().substr(folder_.path().size() + 1), document);
   }
+  // The document as the reader takes it; empty when there is none.
+  FileHandle openManifest() const {
+    return FileHandle(::CreateFileW(manifestPath().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+  }
 
  private:
   TestFolder folder_;

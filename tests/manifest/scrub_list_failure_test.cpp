@@ -29,9 +29,9 @@ LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
 namespace {
 
 // The text of the exception that ends the run; empty when the manifest was read.
-std::string failureOf(ScrubList& list) {
+std::string failureOf(ScrubList& list, const TemporaryFolder& temporary) {
   try {
-    list.parseScrubList(false);
+    list.parseScrubList(false, temporary.openManifest().get());
   } catch (const boost::property_tree::ptree_bad_path& failure) {
     return failure.what();
   }
@@ -46,14 +46,14 @@ TEST(ScrubListFailure, WholeDocumentIsNoFailure) {
   const TemporaryFolder temporary;
   temporary.writeManifest(kManifestDocument);
   ScrubList list;
-  EXPECT_EQ("", failureOf(list));
+  EXPECT_EQ("", failureOf(list, temporary));
 }
 
 TEST(ScrubListFailure, MissingFileEndsTheRun) {
   const TemporaryFolder temporary;
   const CapturedLog log;
   ScrubList list;
-  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list));
+  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list, temporary));
   EXPECT_EQ(kLinesOfAFailedLoad, log.lines());
 }
 
@@ -66,7 +66,7 @@ TEST(ScrubListFailure, MalformedDocumentEndsTheRun) {
     temporary.writeManifest(document);
     const CapturedLog log;
     ScrubList list;
-    EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list));
+    EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list, temporary));
     EXPECT_EQ(kLinesOfAFailedLoad, log.lines());
     EXPECT_THAT(list.data().ScheduledTasks, IsEmpty());
   }
@@ -77,7 +77,7 @@ TEST(ScrubListFailure, EmptyObjectIsReadAndEndsTheRunAtTheFirstPath) {
   temporary.writeManifest("{}");
   const CapturedLog log;
   ScrubList list;
-  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list));
+  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list, temporary));
   EXPECT_THAT(log.lines(), ElementsAre("DEBUG Parsing ScrubList.JSON File", "DEBUG Loading ScrubList.JSON File",
                                        "DEBUG Getting Generic Data from ScrubList.JSON File"));
 }
@@ -92,7 +92,7 @@ TEST(ScrubListFailure, NoTemporaryFolderEndsTheRun) {
   noTemporaryFolder = true;
   const CapturedLog log;
   ScrubList list;
-  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list));
+  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list, temporary));
   noTemporaryFolder = false;
   ::SetCurrentDirectoryW(before);
   EXPECT_EQ(kLinesOfAFailedLoad, log.lines());
@@ -104,15 +104,31 @@ TEST(ScrubListFailure, TemporaryFolderOutsideEightBitsIsNotFound) {
   ASSERT_TRUE(pathExists(temporary.manifestPath()));
   const CapturedLog log;
   ScrubList list;
-  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list));
+  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list, temporary));
   EXPECT_EQ(kLinesOfAFailedLoad, log.lines());
 }
 
-TEST(ScrubListFailure, PathKeepsTheLowByteOfEachCharacter) {
+// The path that the reader takes keeps the low byte of each character. What lies there is not the document.
+TEST(ScrubListFailure, FileBehindTheNarrowPathIsNotTaken) {
   const TemporaryFolder temporary(L"\u0141");
-  temporary.base().makeFile(L"A\\CleanUp\\ScrubList.JSON", kManifestDocument);
+  temporary.writeManifest(kManifestDocument);
+  temporary.base().makeFile(L"A\\CleanUp\\ScrubList.JSON", kManifestDocument);  // U+0141 leaves 0x41, the letter A
+  const CapturedLog log;
   ScrubList list;
-  EXPECT_EQ("", failureOf(list)) << "U+0141 leaves 0x41, the letter A";
+  EXPECT_EQ("No such node (Generic.ScheduledTasks)", failureOf(list, temporary));
+  EXPECT_EQ(kLinesOfAFailedLoad, log.lines());
+}
+
+TEST(ScrubListFailure, DocumentIsTheOpenFileWhateverItsPathLeadsToByNow) {
+  const TemporaryFolder temporary;
+  temporary.writeManifest(kManifestDocument);
+  const FileHandle document(::CreateFileW(temporary.manifestPath().c_str(), GENERIC_READ,
+                                          FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+  ASSERT_TRUE(::MoveFileExW(temporary.manifestPath().c_str(), (temporary.base() / L"moved").c_str(), 0));
+  temporary.writeManifest("{}");
+  ScrubList list;
+  EXPECT_NO_THROW(list.parseScrubList(false, document.get()));
 }
 
 // Whether a required path is missing or under another name is the same: each one ends the run by its own name.
@@ -177,7 +193,7 @@ TEST(ScrubListFailure, EveryRequiredPathEndsTheRun) {
   for (const Case& required : cases) {
     temporary.writeManifest(withReplaced(kManifestDocument, required.from, "\"Not" + required.from.substr(1)));
     ScrubList list;
-    EXPECT_EQ("No such node (" + required.path + ")", failureOf(list)) << required.from;
+    EXPECT_EQ("No such node (" + required.path + ")", failureOf(list, temporary)) << required.from;
   }
 }
 
@@ -185,17 +201,17 @@ TEST(ScrubListFailure, PackageNameWithADotCannotBeRead) {
   const TemporaryFolder temporary;
   temporary.writeManifest(withReplaced(kManifestDocument, R"("Tuning": {)", R"("Tuning.2": {)"));
   ScrubList applications;
-  EXPECT_EQ("No such node (Packages.ORVApplications.Tuning.2.Files)", failureOf(applications));
+  EXPECT_EQ("No such node (Packages.ORVApplications.Tuning.2.Files)", failureOf(applications, temporary));
   temporary.writeManifest(withReplaced(kManifestDocument, R"("FilterDriver": {)", R"("Filter.Driver": {)"));
   ScrubList drivers;
-  EXPECT_EQ("No such node (Packages.ORVDrivers.Filter.Driver.RegistryKeys)", failureOf(drivers));
+  EXPECT_EQ("No such node (Packages.ORVDrivers.Filter.Driver.RegistryKeys)", failureOf(drivers, temporary));
 }
 
 TEST(ScrubListFailure, WhatWasReadBeforeTheFailureStays) {
   const TemporaryFolder temporary;
   temporary.writeManifest(withReplaced(kManifestDocument, R"("Shortcuts": ["generic)", R"("Links": ["generic)"));
   ScrubList list;
-  EXPECT_EQ("No such node (Generic.Shortcuts)", failureOf(list));
+  EXPECT_EQ("No such node (Generic.Shortcuts)", failureOf(list, temporary));
   EXPECT_THAT(list.data().Services, ElementsAre(L"generic service 1", L"generic service 2"));
   EXPECT_THAT(list.data().Files, IsEmpty());
 }

@@ -27,7 +27,7 @@ class ScrubListReader : public ::testing::Test {
  protected:
   ScrubListData& parse(const std::string& document, bool factoryReset = false) {
     temporary.writeManifest(document);
-    list.parseScrubList(factoryReset);
+    list.parseScrubList(factoryReset, temporary.openManifest().get());
     return list.data();
   }
 
@@ -142,7 +142,7 @@ TEST_F(ScrubListReader, CommonAppIsFalseUnlessItIsABoolean) {
   for (const Case& field : cases) {
     temporary.writeManifest(withReplaced(kManifestDocument, R"("CommonApp": true)", field.json));
     ScrubList fresh;
-    fresh.parseScrubList(false);
+    fresh.parseScrubList(false, temporary.openManifest().get());
     EXPECT_EQ(field.commonApp, fresh.data().ApplicationPackages.at(0).CommonApp) << field.json;
   }
 }
@@ -196,7 +196,7 @@ TEST_F(ScrubListReader, HardwareIdsAreSplitAtEveryCommaAndNotTrimmed) {
     temporary.writeManifest(
         withReplaced(kManifestDocument, R"(PCI\\VEN_7A11&DEV_0A01,PCI\\VEN_7A11&DEV_0A02)", field.id));
     ScrubList fresh;
-    fresh.parseScrubList(false);
+    fresh.parseScrubList(false, temporary.openManifest().get());
     EXPECT_EQ(field.pieces, fresh.data().DriverPackages.at(0).HardwareIds) << field.id;
   }
 }
@@ -261,6 +261,37 @@ TEST(ExtractBinaryResource, FileThatCannotBeReplacedStays) {
     EXPECT_FALSE(extractBinaryResource(nullptr, 201, path));
   }
   EXPECT_EQ("older", readFile(path));
+}
+
+TEST(ExtractBinaryResource, FileIsHeldForWhoeverReadsIt) {
+  const TestFolder folder;
+  FileHandle held;
+  extractBinaryResource(nullptr, 201, folder / L"document", &held);
+  ASSERT_TRUE(held);
+  EXPECT_FALSE(::DeleteFileW((folder / L"document").c_str()));
+  held.reset();
+  EXPECT_TRUE(::DeleteFileW((folder / L"document").c_str()));
+}
+
+TEST(ExtractBinaryResource, FileThatIsNotOursIsNotHeld) {
+  const TestFolder folder;
+  const std::wstring path = folder.makeFile(L"document", "older");
+  const FileHandle lock(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  FileHandle held;
+  extractBinaryResource(nullptr, 201, path, &held);
+  EXPECT_FALSE(held);
+}
+
+TEST(ExtractBinaryResource, LinkInThePlaceOfTheFolderIsNotFollowed) {
+  const TestFolder folder;
+  folder.makeDirectory(L"target");
+  folder.makeDirectoryLink(L"CleanUp", folder / L"target");
+  for (const wchar_t* relative : {L"CleanUp\\document", L"CleanUp\\\\document"}) {
+    FileHandle held;
+    extractBinaryResource(nullptr, 201, folder / relative, &held);
+    EXPECT_FALSE(held);
+  }
+  EXPECT_FALSE(pathExists(folder / L"target\\document"));
 }
 
 TEST(ExtractBinaryResource, FailuresPassInSilence) {

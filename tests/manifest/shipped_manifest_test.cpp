@@ -430,7 +430,7 @@ TEST(ShippedManifest, ReaderTakesTheWholeDocument) {
   extractBinaryResource(nullptr, IDR_SCRUB_LIST, temporary.manifestPath());
   EXPECT_TRUE(readFile(temporary.manifestPath()) == shippedBytes());
   ScrubList list;
-  list.parseScrubList(false);
+  list.parseScrubList(false, temporary.openManifest().get());
   EXPECT_EQ(shippedTree().get_child("Packages.ORVDrivers").size(), list.data().DriverPackages.size());
   EXPECT_EQ(shippedTree().get_child("Packages.ORVApplications").size(), list.data().ApplicationPackages.size());
   EXPECT_EQ(workRows("Services").size(), [&list] {

@@ -157,7 +157,7 @@ TEST(TrackerInTheManifest, IsReadLast) {
   manager.writeTracker(document.text());
   const CapturedLog log;
   ScrubList list;
-  list.parseScrubList(false);
+  list.parseScrubList(false, temporary.openManifest().get());
   EXPECT_THAT(list.data().Services, ElementsAre(L"generic service 1", L"generic service 2", L"tracker service"));
   EXPECT_THAT(list.data().Directories,
               ElementsAre(L"generic directory 1", L"generic directory 2", L"tracker directory"));
@@ -167,7 +167,7 @@ TEST(TrackerInTheManifest, IsReadLast) {
   EXPECT_EQ(std::vector<std::string>(lines.end() - 3, lines.end()),
             (std::vector<std::string>{kStarted, kParserEnded, kEnded}));
   ScrubList reset;
-  reset.parseScrubList(kFactoryReset);
+  reset.parseScrubList(kFactoryReset, temporary.openManifest().get());
   EXPECT_THAT(reset.data().Services, ElementsAre(L"generic service 1", L"generic service 2", L"reset service"));
 }
 
@@ -177,7 +177,7 @@ TEST(TrackerInTheManifest, MissingObjectLeavesTheLoader) {
   const InstallManager manager;
   manager.writeTracker(R"({"PKMBinaries": {}})");
   ScrubList list;
-  EXPECT_THROW(list.parseScrubList(false), ptree_bad_path);
+  EXPECT_THROW(list.parseScrubList(false, temporary.openManifest().get()), ptree_bad_path);
 }
 
 TEST(TrackerInTheManifest, BrokenFileLetsTheLoaderGoOn) {
@@ -186,6 +186,6 @@ TEST(TrackerInTheManifest, BrokenFileLetsTheLoaderGoOn) {
   const InstallManager manager;
   manager.writeTracker("{");
   ScrubList list;
-  EXPECT_NO_THROW(list.parseScrubList(false));
+  EXPECT_NO_THROW(list.parseScrubList(false, temporary.openManifest().get()));
   EXPECT_THAT(list.data().Services, ElementsAre(L"generic service 1", L"generic service 2"));
 }

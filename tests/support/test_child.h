@@ -71,6 +71,13 @@ class ChildProcess {
   bool waitForEnd() const {
     return ::WaitForSingleObject(process_.get(), NamedEvent::kLimitMilliseconds) == WAIT_OBJECT_0;
   }
+  // STILL_ACTIVE (259) while it runs.
+  DWORD exitCode() const {
+    DWORD code = 0;
+    ::GetExitCodeProcess(process_.get(), &code);
+    return code;
+  }
+
  private:
   KernelHandle process_;
 };
