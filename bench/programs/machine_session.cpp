@@ -12,6 +12,11 @@
 //   run-twice      COMMAND_LINE      the same with two of them at once
 //   run-until      FILE TEXT COMMAND_LINE   runs a program that does not end by itself until the file holds the text,
 //                                    then ends it and waits for the end of all that it has started
+//   run-leaving    FILE TEXT COMMAND_LINE   runs a program until the file holds the text, then ends it alone: what it
+//   has
+//                                    started goes on until the end of the sitting
+//   enter          FOLDER            the current directory of the programs to come
+//   set-variable   NAME VALUE        an environment variable of the programs to come
 //   record-value   KEY NAME
 //   record-service NAME
 //   record-processes                 whether the programs of start-process and start-driver still run
@@ -156,6 +161,9 @@ void refuseDelete(const BenchLine& line) {
   }
 }
 
+// How long a program may take for what is waited for.
+constexpr DWORD kLimitMilliseconds = 60'000;
+
 // Holds programs and whatever they start.
 class Job {
  public:
@@ -224,14 +232,13 @@ bool holdsText(const std::wstring& path, const std::wstring& text) {
          content.find(toUtf8(text)) < read;
 }
 
-// What the program has started ends by itself before anything is ended: a tool may still be at work.
-void runUntil(const BenchLine& line) {
+std::vector<Job> leftJobs;
+
+void runUntilTheFileHoldsTheText(const BenchLine& line, Job& job) {
   const std::wstring file = line.argument(0);
   const std::wstring folder = file.substr(0, file.rfind(L'\\'));
   constexpr DWORD kChanges = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
-  constexpr DWORD kLimitMilliseconds = 60'000;
   const HANDLE change = ::FindFirstChangeNotificationW(folder.c_str(), FALSE, kChanges);
-  Job job(line);
   KernelHandle mainThread;
   const KernelHandle process = startSuspended(line, line.argument(2), mainThread);
   job.add(line, process);
@@ -245,9 +252,32 @@ void runUntil(const BenchLine& line) {
   }
   ::FindCloseChangeNotification(change);
   ::TerminateProcess(process.get(), 0);
+}
+
+// What the program has started ends by itself before anything is ended: a tool may still be at work.
+void runUntil(const BenchLine& line) {
+  Job job(line);
+  runUntilTheFileHoldsTheText(line, job);
   if (!job.waitUntilEmpty(kLimitMilliseconds)) {
     job.end(1);
     failLine(line, "what the program has started does not end", ERROR_TIMEOUT);
+  }
+}
+
+void runLeaving(const BenchLine& line) {
+  leftJobs.emplace_back(line);
+  runUntilTheFileHoldsTheText(line, leftJobs.back());
+}
+
+void enter(const BenchLine& line) {
+  if (!::SetCurrentDirectoryW(line.argument(0).c_str())) {
+    failLine(line, "the folder cannot be entered", ::GetLastError());
+  }
+}
+
+void setVariable(const BenchLine& line) {
+  if (!::SetEnvironmentVariableW(line.argument(0).c_str(), line.argument(1).c_str())) {
+    failLine(line, "the variable cannot be set", ::GetLastError());
   }
 }
 
@@ -315,6 +345,9 @@ void endProcesses() {
   for (const StartedProcess& started : startedProcesses) {
     ::TerminateProcess(started.process.get(), 0);
   }
+  for (Job& job : leftJobs) {
+    job.end(0);
+  }
 }
 
 void doLine(const BenchLine& line) {
@@ -337,6 +370,12 @@ void doLine(const BenchLine& line) {
     runPrograms(line, 2);
   } else if (verb == L"run-until") {
     runUntil(line);
+  } else if (verb == L"run-leaving") {
+    runLeaving(line);
+  } else if (verb == L"enter") {
+    enter(line);
+  } else if (verb == L"set-variable") {
+    setVariable(line);
   } else if (verb == L"record-value") {
     recordValue(line);
   } else if (verb == L"record-service") {
