@@ -64,8 +64,7 @@ std::unique_ptr<DriverInfo> makeDriverInfo(const SP_DRVINFO_DATA_V2_W& data, con
 }
 
 // Drivers of plug-and-play devices are commonly excluded from being selected by hand, and then only listed on request.
-// A device that the collection of files has looked at lists its installed driver alone. A device that refuses gives the
-// list that it gives.
+// Where the request is refused, the list is read as it comes.
 void haveAllDriversListed(HDEVINFO set, SP_DEVINFO_DATA* device) {
   SP_DEVINSTALL_PARAMS_W parameters = {};
   parameters.cbSize = sizeof(parameters);

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # `gpu` names one graphics card: it stays, and so do its package, which Windows refuses to take, and the files of all display
-# drivers.
-# The other graphics devices go, and so does everything else that goes in a silent run.
+# drivers. The other graphics devices go, and so does everything else that goes in a silent run.
 . "$(dirname "${BASH_SOURCE[0]}")/machine_case.sh"
 . "$case_here/devices.sh"
 
