@@ -7,8 +7,9 @@
 
 #include <windows.h>
 
-// Stops a service and waits until it has stopped, 30,000 milliseconds at most for the whole call. True when it is
-// stopped. A service that does not exist counts as a failure. Dependent services are not stopped. Logs nothing.
+// Stops a service and waits until it has stopped. Gives up when 30,000 milliseconds are over behind a sleep, which the
+// service's own hint may make as long as 300,000; a longer hint is cut, which is all that is logged. True when it is
+// stopped. A service that does not exist counts as a failure. Dependent services are not stopped.
 bool StopService(std::wstring name);
 
 // True, with a log line, for the codes of a failed DeleteService that leave nothing to do: 0, ERROR_ACCESS_DENIED,
