@@ -10,6 +10,7 @@
 #include "report/removal_report.h"
 #include "system/file_operations.h"
 #include "system/log.h"
+#include "system/long_path.h"
 #include "system/registry.h"
 #include "system/temporary_folder.h"
 #include "ui/finish_dialog.h"
@@ -55,11 +56,12 @@ void moveRemoved(std::vector<ApplicationPackage>& failed, std::vector<Applicatio
 }
 
 void deleteExtractedManifest(const std::wstring& path) {
-  if (::DeleteFileW(path.c_str())) {
+  const std::wstring systemPath = toSystemPath(path);
+  if (::DeleteFileW(systemPath.c_str())) {
     return;
   }
-  if (clearReadOnly(path) && !::DeleteFileW(path.c_str())) {
-    ::MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+  if (clearReadOnly(systemPath) && !::DeleteFileW(systemPath.c_str())) {
+    ::MoveFileExW(systemPath.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
   }
 }
 
@@ -162,8 +164,8 @@ void CleanupSession::showFinishDialog() {
 void CleanupSession::onFinish(HWND dialog) {
   quitRequested = 1;
   if (const std::wstring temp = temporaryFolder(); !temp.empty()) {
-    ::DeleteFileW((temp + L"PKMCONFIG.XML").c_str());
-    ::DeleteFileW((temp + L"Cleanup.dll").c_str());
+    ::DeleteFileW(toSystemPath(temp + L"PKMCONFIG.XML").c_str());
+    ::DeleteFileW(toSystemPath(temp + L"Cleanup.dll").c_str());
   }
   ::EndDialog(dialog, 1);
   if (!rebootAfterRun &&

@@ -12,6 +12,7 @@
 #include "system/protected_places.h"
 #include "system/registry.h"
 #include "system/registry_walk.h"
+#include "system/row_folders.h"
 #include "system/unique_rows.h"
 
 namespace {
@@ -40,8 +41,17 @@ void refuseProtected(Rows& rows, bool (*isProtected)(const std::wstring&)) {
   std::erase_if(rows, [isProtected](const std::wstring& row) { return refuses(row, isProtected); });
 }
 
-bool refusesFilePattern(const std::wstring& row) {
-  return refuses(row, isProtectedPattern);
+// A pattern behind a link would give a row for each file there, of which every one were refused in its turn.
+bool refusesFilePattern(const std::wstring& row, Rows& failures) {
+  if (refuses(row, isProtectedPattern)) {
+    return true;
+  }
+  RowFolders folders(1);
+  if (row.find(L'*') == std::wstring::npos || folders.hold(row) != RowFolders::Answer::Refused) {
+    return false;
+  }
+  failures.push_back(row);
+  return true;
 }
 
 }  // namespace
@@ -101,9 +111,12 @@ void HandleDirectories(CleanupSession& session) {
 void HandleFiles(CleanupSession& session) {
   LogDebug(L"-----------HandleFiles Getting all data-------------");
   UniqueRows files(session.files);
-  expandFileRows(session.scrubListData->Files, files, refusesFilePattern);
+  const auto refusesPattern = [&session](const std::wstring& row) {
+    return refusesFilePattern(row, session.failedFiles);
+  };
+  expandFileRows(session.scrubListData->Files, files, refusesPattern);
   for (const ApplicationPackage& package : session.eligibleApplications) {
-    expandFileRows(package.Files, files, refusesFilePattern);
+    expandFileRows(package.Files, files, refusesPattern);
   }
   expandFileRows(session.scrubListData->ExcludedFiles, session.excludedFiles);
   excludeFromVector(session.excludedFiles, session.files);

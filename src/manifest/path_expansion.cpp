@@ -10,6 +10,7 @@
 #include "system/handles.h"
 #include "system/log.h"
 #include "system/long_path.h"
+#include "system/row_folders.h"
 
 namespace {
 
@@ -73,8 +74,13 @@ void appendMatches(const std::wstring& pattern, UniqueRows& target) {
     return;
   }
   const std::wstring front = inFrontOfNames(pattern);
+  const std::wstring folder = toExtendedPath(front);
   do {
-    target.append(front + found.cFileName);
+    std::wstring row = front + found.cFileName;
+    if (!isNormalised(row)) {
+      rememberListedEntry(row, (folder.ends_with(L'\\') ? folder : folder + L'\\') + found.cFileName);
+    }
+    target.append(std::move(row));
   } while (::FindNextFileW(find.get(), &found));
 }
 
@@ -133,7 +139,7 @@ void appendMissing(std::vector<std::wstring> rows, std::vector<std::wstring>& ta
   appendMissing(std::move(rows), uniqueTarget);
 }
 
-void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, RowRefusal refuses) {
+void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowRefusal& refuses) {
   const InstallFolders folders = findInstallFolders();
   for (const std::wstring& row : rows) {
     if (row.empty()) {

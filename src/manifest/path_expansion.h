@@ -2,6 +2,7 @@
 // %APPDATA% and %LOCALAPPDATA%, the system drive, and * in file rows. Registry rows and names are never expanded.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,12 +24,12 @@ void appendMissing(std::vector<std::wstring> rows, std::vector<std::wstring>& ta
 void appendMissing(std::vector<std::wstring> rows, UniqueRows& target);
 
 // Asked of a row with its folders put in and its * still in it; true passes the row over.
-using RowRefusal = bool (*)(const std::wstring& row);
+using RowRefusal = std::function<bool(const std::wstring& row)>;
 
 // Expands each row and appends it unless `target` holds it. A row with a * gives the entries that match it on the disk
 // now; when there are none the row is dropped. Empty rows are skipped. No `refuses` refuses none.
 void expandFileRows(std::vector<std::wstring> rows, std::vector<std::wstring>& target);
-void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, RowRefusal refuses = nullptr);
+void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowRefusal& refuses = nullptr);
 
 // The same without wildcards.
 void expandDirectoryRows(std::vector<std::wstring> rows, std::vector<std::wstring>& target);

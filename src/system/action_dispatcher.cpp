@@ -9,9 +9,9 @@
 #include "system/directory_walk.h"
 #include "system/file_operations.h"
 #include "system/log.h"
-#include "system/long_path.h"
 #include "system/process_launch.h"
 #include "system/registry.h"
+#include "system/row_folders.h"
 #include "system/services.h"
 #include "system/shortcuts.h"
 #include "system/trusted_surroundings.h"
@@ -38,7 +38,19 @@ bool isPattern(const std::wstring& name) {
   return true;
 }
 
-Outcome deleteScheduledTask(const std::wstring& item, bool) {
+// Rows of files may come in turn from several folders, as the order by depth has it. Of directories only the one that
+// the row lies in is held, since each of them is a row itself sooner or later.
+constexpr std::size_t kMostFileFolders = 64;
+constexpr std::size_t kMostDirectoryFolders = 1;
+
+// One list that is carried out.
+struct Execution {
+  bool factoryResetMode = false;
+  RowFolders fileFolders = RowFolders(kMostFileFolders);
+  RowFolders directoryFolders = RowFolders(kMostDirectoryFolders);
+};
+
+Outcome deleteScheduledTask(const std::wstring& item, Execution&) {
   LogDebug(L"%s", item.c_str());
   if (isPattern(item)) {
     return Outcome::Failed;
@@ -55,28 +67,35 @@ Outcome deleteScheduledTask(const std::wstring& item, bool) {
   return Outcome::Failed;
 }
 
-Outcome stopService(const std::wstring& item, bool) {
+Outcome stopService(const std::wstring& item, Execution&) {
   LogDebug(L"Stopping Service\t:\t%s", item.c_str());
   return outcomeOf(StopService(item));
 }
 
-Outcome killProcess(const std::wstring& item, bool) {
+Outcome killProcess(const std::wstring& item, Execution&) {
   LogDebug(L"Killing Process\t:\t%s", item.c_str());
   return outcomeOf(!isPattern(item) && KillProcess(item));
 }
 
-Outcome deleteFile(const std::wstring& item, bool factoryResetMode) {
+Outcome deleteFile(const std::wstring& item, Execution& execution) {
   LogDebug(L"%s", item.c_str());
-  return outcomeOf(FileOperation::Delete(item, !factoryResetMode));
+  switch (execution.fileFolders.hold(item)) {
+    case RowFolders::Answer::Held:
+      return outcomeOf(FileOperation::Delete(item, !execution.factoryResetMode));
+    case RowFolders::Answer::NotThere:
+      return Outcome::Done;
+    default:
+      return Outcome::Failed;
+  }
 }
 
-Outcome deleteRegistryKey(const std::wstring& item, bool) {
+Outcome deleteRegistryKey(const std::wstring& item, Execution&) {
   LogDebug(L"%s", item.c_str());
   const auto [rootName, subkey] = splitRegistryPath(item);
   return outcomeOf(::RegDeleteKeyW(ParseRootKey(rootName), subkey.c_str()) == ERROR_SUCCESS);
 }
 
-Outcome deleteRegistryValue(const std::wstring& item, bool) {
+Outcome deleteRegistryValue(const std::wstring& item, Execution&) {
   LogDebug(L"%s", item.c_str());
   const auto [rootName, rest] = splitRegistryPath(item);
   const std::size_t backslash = rest.rfind(L'\\');
@@ -86,15 +105,18 @@ Outcome deleteRegistryValue(const std::wstring& item, bool) {
   return outcomeOf(::RegDeleteKeyValueW(ParseRootKey(rootName), subkey.c_str(), valueName.c_str()) == ERROR_SUCCESS);
 }
 
-Outcome deleteDirectory(const std::wstring& item, bool) {
+Outcome deleteDirectory(const std::wstring& item, Execution& execution) {
   LogDebug(L"%s", item.c_str());
-  if (removeSingleEntry(item)) {
+  if (execution.directoryFolders.hold(item) == RowFolders::Answer::Refused) {
+    return Outcome::Failed;
+  }
+  const std::wstring systemPath = systemPathOf(item);
+  if (removeSingleEntry(systemPath)) {
     return Outcome::Done;
   }
-  const std::wstring systemPath = toSystemPath(item);
   const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
   if (::SetFileAttributesW(systemPath.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) &&
-      removeSingleEntry(item)) {
+      removeSingleEntry(systemPath)) {
     return Outcome::DoneAtSecondTry;
   }
   // A directory that waits for the next restart asks for no restart: fileRebootPending stays as it is.
@@ -102,14 +124,14 @@ Outcome deleteDirectory(const std::wstring& item, bool) {
                                                                                  : Outcome::Failed;
 }
 
-Outcome deleteShortcut(const std::wstring& item, bool) {
+Outcome deleteShortcut(const std::wstring& item, Execution&) {
   LogDebug(L"%s", item.c_str());
   return outcomeOf(DeleteShortcut(item));
 }
 
 struct Operation {
   ActionKind kind;
-  Outcome (*run)(const std::wstring& item, bool factoryResetMode);
+  Outcome (*run)(const std::wstring& item, Execution& execution);
   bool takesFiles = false;
 };
 
@@ -136,9 +158,11 @@ bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std
   }
   WindowsFiles windowsFiles(about);
   bool result = true;
+  Execution execution;
+  execution.factoryResetMode = factoryResetMode;
   for (const std::wstring& item : items) {
     const bool isKept = operation->takesFiles && windowsFiles.keep(item);
-    switch (isKept ? Outcome::Failed : operation->run(item, factoryResetMode)) {
+    switch (isKept ? Outcome::Failed : operation->run(item, execution)) {
       case Outcome::Done:
         break;
       case Outcome::DoneAtSecondTry:

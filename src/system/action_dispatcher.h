@@ -26,8 +26,8 @@ enum class ActionKind : int {
 // an empty list; else false after a failure, where a DirectoryDelete that worked at the second try sets it back to
 // true. A task or image name with * or ? is refused with an ERROR line and fails, since the system's tools would read
 // it as "all". A file that Windows protects stays with an ERROR line and fails, in a list of files as in the place of a
-// directory; `about` says which files are asked about. Exceptions of an operation leave with the rest of the list
-// undone.
+// directory; `about` says which files are asked about. So does a file or directory whose folder is not where the row
+// says, or no longer the one that was listed. Exceptions of an operation leave with the rest of the list undone.
 bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
                     bool factoryResetMode, AskWindows about = AskWindows::BelowItsFolder);
 

@@ -39,7 +39,8 @@ std::wstring fullPath(const std::wstring& path) {
 }
 
 std::wstring comparablePath(const std::wstring& path) {
-  std::wstring existing = withoutEnd(fullPath(path));
+  // An extended path is that of an entry, whose name must not be normalised to that of another.
+  std::wstring existing = withoutEnd(path.starts_with(L"\\\\?\\") ? path : fullPath(path));
   std::wstring rest;
   std::wstring resolved;
   while ((resolved = resolvedPath(existing)).empty() && !::PathIsRootW(existing.c_str())) {

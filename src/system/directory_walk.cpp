@@ -1,7 +1,11 @@
 #include "system/directory_walk.h"
 
+#include <cstddef>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "system/file_status.h"
@@ -22,6 +26,8 @@ constexpr FailureTexts kDeepWalk = {"recursive_directory_iterator::recursive_dir
 constexpr FailureTexts kDeepWalkBelow = {kDeepWalk.advance, kDeepWalk.advance};
 constexpr char kRemoveFailed[] = "remove_all";
 
+constexpr std::size_t kBufferBytes = std::size_t{32} * 1024;
+
 [[noreturn]] void raise(const char* text, const std::wstring& path, DWORD error) {
   throw std::filesystem::filesystem_error(text, path, std::error_code(static_cast<int>(error), std::system_category()));
 }
@@ -31,42 +37,79 @@ bool isNotFound(DWORD error) {
 }
 
 // A bare drive is its current directory, whose entries follow the colon without a backslash.
-std::wstring join(const std::wstring& directory, const wchar_t* name) {
+std::wstring join(const std::wstring& directory, std::wstring_view name) {
   const bool separated = !directory.empty() && std::wstring_view(L"\\/:").find(directory.back()) != std::wstring::npos;
-  return separated ? directory + name : directory + L'\\' + name;
+  return std::wstring(directory).append(separated ? L"" : L"\\").append(name);
 }
 
-// Reads one directory, entry by entry, without `.` and `..`.
+// Extended paths need no such care, but for the backslash of a drive's root.
+std::wstring joinSystemPath(const std::wstring& directory, std::wstring_view name) {
+  return std::wstring(directory).append(directory.ends_with(L'\\') ? L"" : L"\\").append(name);
+}
+
+// A number that means that there is none.
+bool isNoNumber(std::uint64_t number) {
+  return number == 0 || number == static_cast<std::uint64_t>(-1);
+}
+
+// Reads one directory, entry by entry, without `.` and `..`. The directory is held and is asked by its handle, so that
+// what is read is in it, wherever its path leads meanwhile.
 class DirectoryReader {
  public:
-  DirectoryReader(std::wstring directory, const FailureTexts& texts)
+  // `number` is that of the directory as its entry has it. Throws when the directory cannot be opened.
+  DirectoryReader(WalkedPath directory, LinkInPlace link, const FailureTexts& texts, std::uint64_t number = 0)
       : directory_(std::move(directory)), texts_(&texts) {
-    find_.reset(::FindFirstFileExW(toSystemPath(join(directory_, L"*")).c_str(), FindExInfoBasic, &data_,
-                                   FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
-    if (!find_) {
+    handle_ = openFolder(directory_.systemPath, link == LinkInPlace::IsFollowed);
+    BY_HANDLE_FILE_INFORMATION found = {};
+    if (!handle_ || !::GetFileInformationByHandle(handle_.get(), &found)) {
+      raise(texts_->open, directory_.path, ::GetLastError());
+    }
+    if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
+      raise(texts_->open, directory_.path, ERROR_DIRECTORY);
+    }
+    folder_ = {directory_.systemPath, directoryId(found)};
+    if (isLinkHandle(handle_.get(), found.dwFileAttributes) || (!isNoNumber(number) && number != folder_.id.number)) {
+      handle_.reset();
+      return;
+    }
+    if (!fill()) {
       const DWORD error = ::GetLastError();
-      if (error != ERROR_FILE_NOT_FOUND) {  // the root of an empty drive has not even a `.`
-        raise(texts_->open, directory_, error);
+      // The root of an empty drive has not even a `.`.
+      if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) {
+        raise(texts_->open, directory_.path, error);
       }
     }
-    pending_ = static_cast<bool>(find_);
   }
+
+  // False when the directory is a link or another one than was listed: it has no entries then.
+  bool isOpen() const { return static_cast<bool>(handle_); }
+  const std::wstring& path() const { return directory_.path; }
+  const ListedFolder& folder() const { return folder_; }
 
   // False at the end.
   bool next(DirectoryEntry* entry) {
-    while (find_) {
-      if (!pending_ && !::FindNextFileW(find_.get(), &data_)) {
+    while (handle_) {
+      if (!next_ && !fill()) {
         const DWORD error = ::GetLastError();
-        if (error != ERROR_NO_MORE_FILES) {
-          raise(texts_->advance, directory_, error);
+        if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) {
+          raise(texts_->advance, directory_.path, error);
         }
         return false;
       }
-      pending_ = false;
-      const std::wstring_view name = data_.cFileName;
+      const FILE_ID_BOTH_DIR_INFO& found = *next_;
+      next_ = found.NextEntryOffset == 0 ? nullptr
+                                         : reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(
+                                               reinterpret_cast<const std::byte*>(next_) + found.NextEntryOffset);
+      const wchar_t* const text =
+          numbered_ ? found.FileName : reinterpret_cast<const FILE_FULL_DIR_INFO&>(found).FileName;
+      const std::wstring_view name(text, found.FileNameLength / sizeof(wchar_t));
       if (name != L"." && name != L"..") {
-        entry->path = join(directory_, data_.cFileName);
-        entry->attributes = data_.dwFileAttributes;
+        entry->path = join(directory_.path, name);
+        entry->systemPath = joinSystemPath(directory_.systemPath, name);
+        entry->attributes = found.FileAttributes;
+        // The field has two uses: an entry with a tag has no extended attributes.
+        entry->reparseTag = (found.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) ? found.EaSize : 0;
+        entry->fileNumber = numbered_ ? static_cast<std::uint64_t>(found.FileId.QuadPart) : 0;
         return true;
       }
     }
@@ -74,25 +117,52 @@ class DirectoryReader {
   }
 
  private:
-  std::wstring directory_;
+  // False at the end, and when the directory cannot be read, with the reason in GetLastError.
+  bool fill() {
+    bool filled = read(numbered_ ? FileIdBothDirectoryInfo : FileFullDirectoryInfo);
+    if (!filled && numbered_ && ::GetLastError() == ERROR_INVALID_PARAMETER) {
+      numbered_ = false;  // not every file system knows numbers
+      filled = read(FileFullDirectoryInfo);
+    }
+    next_ = filled ? reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(buffer_.data()) : nullptr;
+    return filled;
+  }
+
+  bool read(FILE_INFO_BY_HANDLE_CLASS kind) {
+    return ::GetFileInformationByHandleEx(handle_.get(), kind, buffer_.data(),
+                                          static_cast<DWORD>(buffer_.size() * sizeof(buffer_[0])));
+  }
+
+  WalkedPath directory_;
   const FailureTexts* texts_;
-  FindHandle find_;
-  WIN32_FIND_DATAW data_ = {};
-  bool pending_ = false;  // data_ holds an entry that next() has not looked at
+  FileHandle handle_;
+  ListedFolder folder_;
+  std::vector<std::uint64_t> buffer_ = std::vector<std::uint64_t>(kBufferBytes / sizeof(std::uint64_t));
+  bool numbered_ = true;  // else the entries are FILE_FULL_DIR_INFO, which begins like the other and has no numbers
+  const FILE_ID_BOTH_DIR_INFO* next_ = nullptr;  // in the buffer; null when that has been read to its end
 };
 
-// The attributes of the entry itself, whatever it leads to.
-DWORD entryAttributes(const std::wstring& path) {
-  return ::GetFileAttributesW(toSystemPath(withoutEnd(path)).c_str());
+DWORD attributesOf(const std::wstring& systemPath) {
+  return ::GetFileAttributesW(systemPath.c_str());
 }
 
-// Throws when the system does not know the directory.
-bool hasNoEntries(const std::wstring& directory, LinkInPlace link, const FailureTexts& texts) {
-  const DWORD attributes = entryAttributes(directory);
+// Holds the folder that the directory lies in, so that the way to it stays what it is. The root of a drive lies in
+// none.
+HeldFolder holdParent(const WalkedPath& directory) {
+  return HeldFolder(folderOf(directory.systemPath));
+}
+
+// Throws when the system does not know the directory. `parent` is held unless links are followed.
+bool hasNoEntries(const WalkedPath& directory, LinkInPlace link, const FailureTexts& texts, HeldFolder& parent) {
+  const DWORD attributes = attributesOf(directory.systemPath);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
-    raise(texts.open, directory, ::GetLastError());
+    raise(texts.open, directory.path, ::GetLastError());
   }
-  return link == LinkInPlace::HasNoEntries && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+  if (link == LinkInPlace::IsFollowed) {
+    return false;
+  }
+  parent = holdParent(directory);
+  return parent.state() != HeldFolder::State::Held || isLinkAt(directory.systemPath, attributes);
 }
 
 bool removeEntry(const std::wstring& systemPath, DWORD attributes) {
@@ -102,43 +172,106 @@ bool removeEntry(const std::wstring& systemPath, DWORD attributes) {
 
 // Removes one entry of a tree, whose read-only attribute is no obstacle. An entry that has gone meanwhile is no
 // failure.
-void removeTreeEntry(const std::wstring& path, DWORD attributes) {
-  const std::wstring systemPath = toSystemPath(path);
-  if (removeEntry(systemPath, attributes)) {
+void removeTreeEntry(const WalkedPath& entry, DWORD attributes) {
+  if (removeEntry(entry.systemPath, attributes)) {
     return;
   }
   DWORD error = ::GetLastError();
   if (error == ERROR_ACCESS_DENIED && (attributes & FILE_ATTRIBUTE_READONLY) &&
-      ::SetFileAttributesW(systemPath.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY))) {
-    if (removeEntry(systemPath, attributes)) {
+      ::SetFileAttributesW(entry.systemPath.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY))) {
+    if (removeEntry(entry.systemPath, attributes)) {
       return;
     }
     error = ::GetLastError();
   }
   if (!isNotFound(error)) {
-    raise(kRemoveFailed, path, error);
+    raise(kRemoveFailed, entry.path, error);
+  }
+}
+
+// Raises unless the folder is held. False when there is none, and with it nothing that it could hold.
+bool requireHeld(const HeldFolder& folder, const std::wstring& path) {
+  switch (folder.state()) {
+    case HeldFolder::State::Held:
+      return true;
+    case HeldFolder::State::NotThere:
+      return false;
+    case HeldFolder::State::Unknown:
+      raise(kRemoveFailed, path, folder.error());
+    default:
+      raise(kRemoveFailed, path, ERROR_CANT_ACCESS_FILE);
+  }
+}
+
+// All that lies below a directory, and the directories that hold it by their system paths.
+struct Tree {
+  std::vector<DirectoryEntry> entries;
+  std::unordered_map<std::wstring, DirectoryId> folders;
+};
+
+Tree listTree(const WalkedPath& directory) {
+  Tree tree;
+  try {
+    walkDirectory(
+        directory, [&tree](const DirectoryEntry& entry) { tree.entries.push_back(entry); }, LinkInPlace::HasNoEntries,
+        nullptr,
+        [&tree](const std::wstring&, const ListedFolder& folder) {
+          tree.folders.insert_or_assign(folder.systemPath, folder.id);
+        });
+  } catch (const std::filesystem::filesystem_error& failure) {
+    throw std::filesystem::filesystem_error(kRemoveFailed, failure.path1(), failure.code());
+  }
+  return tree;
+}
+
+// Each directory is held while its entries go, and given up before its own turn comes.
+void removeEntriesOf(const Tree& tree) {
+  std::wstring heldPath;
+  HeldFolder held;
+  // A directory was listed before what lies in it, so it comes after it from the end.
+  for (auto entry = tree.entries.rbegin(); entry != tree.entries.rend(); ++entry) {
+    const std::wstring folder = folderOf(entry->systemPath);
+    if (folder != heldPath) {
+      held = HeldFolder(ListedFolder{folder, tree.folders.at(folder)});
+      heldPath = folder;
+    }
+    if (requireHeld(held, entry->path)) {
+      removeTreeEntry(*entry, entry->attributes);
+    }
   }
 }
 
 }  // namespace
 
-void visitEntries(const std::wstring& directory, const EntryVisitor& visit, LinkInPlace link) {
-  if (hasNoEntries(directory, link, kFlatWalk)) {
+WalkedPath::WalkedPath(const std::wstring& written) : path(written), systemPath(toExtendedPath(written)) {}
+
+void visitEntries(const WalkedPath& directory, const EntryVisitor& visit, LinkInPlace link) {
+  HeldFolder parent;
+  if (hasNoEntries(directory, link, kFlatWalk, parent)) {
     return;
   }
-  DirectoryReader reader(directory, kFlatWalk);
+  DirectoryReader reader(directory, link, kFlatWalk);
   for (DirectoryEntry entry; reader.next(&entry);) {
     visit(entry);
   }
 }
 
-void walkDirectory(const std::wstring& directory, const EntryVisitor& visit, LinkInPlace link,
-                   const std::function<void(const std::error_code&)>& passOver) {
-  if (hasNoEntries(directory, link, kDeepWalk)) {
+void walkDirectory(const WalkedPath& directory, const EntryVisitor& visit, LinkInPlace link,
+                   const std::function<void(const std::error_code&)>& passOver, const FolderVisitor& begin) {
+  HeldFolder parent;
+  if (hasNoEntries(directory, link, kDeepWalk, parent)) {
     return;
   }
   std::vector<DirectoryReader> way;
-  way.emplace_back(directory, kDeepWalk);
+  const auto enter = [&](DirectoryReader reader) {
+    if (reader.isOpen()) {
+      if (begin) {
+        begin(reader.path(), reader.folder());
+      }
+      way.push_back(std::move(reader));
+    }
+  };
+  enter(DirectoryReader(directory, link, kDeepWalk));
   // Runs one step of the way. False when it failed and was passed over.
   const auto step = [&passOver](const auto& action) {
     try {
@@ -160,8 +293,8 @@ void walkDirectory(const std::wstring& directory, const EntryVisitor& visit, Lin
       continue;
     }
     visit(entry);
-    if (entry.isDirectory() && !entry.isReparsePoint()) {
-      step([&] { way.emplace_back(entry.path, kDeepWalkBelow); });
+    if (entry.isDirectory() && !entry.isLink()) {
+      step([&] { enter(DirectoryReader(entry, LinkInPlace::HasNoEntries, kDeepWalkBelow, entry.fileNumber)); });
     }
   }
 }
@@ -172,42 +305,33 @@ bool isExistingDirectory(const std::wstring& path) {
 }
 
 bool isLink(const std::wstring& path) {
-  const DWORD attributes = entryAttributes(path);
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
-}
-
-std::wstring withoutEnd(const std::wstring& path) {
-  const std::size_t end = path.find_last_not_of(L"\\/");
-  return end == std::wstring::npos || path[end] == L':' ? path : path.substr(0, end + 1);
+  const std::wstring systemPath = toSystemPath(withoutEnd(path));
+  const DWORD attributes = attributesOf(systemPath);
+  return attributes != INVALID_FILE_ATTRIBUTES && isLinkAt(systemPath, attributes);
 }
 
 bool removeSingleEntry(const std::wstring& path) {
   const std::wstring systemPath = toSystemPath(path);
-  const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
+  const DWORD attributes = attributesOf(systemPath);
   return attributes != INVALID_FILE_ATTRIBUTES && removeEntry(systemPath, attributes);
 }
 
-void removeTree(const std::wstring& path) {
-  const DWORD attributes = ::GetFileAttributesW(toSystemPath(path).c_str());
+void removeTree(const WalkedPath& path) {
+  const DWORD attributes = attributesOf(path.systemPath);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     const DWORD error = ::GetLastError();
     if (!isNotFound(error)) {
-      raise(kRemoveFailed, path, error);
+      raise(kRemoveFailed, path.path, error);
     }
     return;
   }
-  // Everything is listed before anything goes, so that no directory is open when its turn comes.
-  std::vector<DirectoryEntry> entries;
-  if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
-    try {
-      walkDirectory(path, [&entries](const DirectoryEntry& entry) { entries.push_back(entry); });
-    } catch (const std::filesystem::filesystem_error& failure) {
-      throw std::filesystem::filesystem_error(kRemoveFailed, failure.path1(), failure.code());
-    }
+  const HeldFolder parent = holdParent(path);
+  if (!requireHeld(parent, path.path)) {
+    return;
   }
-  // A directory was listed before what lies in it, so it comes after it from the end.
-  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-    removeTreeEntry(entry->path, entry->attributes);
+  if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
+    // Everything is listed before anything goes, so that no directory is open when its turn comes.
+    removeEntriesOf(listTree(path));
   }
   removeTreeEntry(path, attributes);
 }

@@ -1,57 +1,75 @@
-// directory_walk - the only place that walks or removes directory trees. A reparse point (junction, directory link,
-// mount point) met in a walk is an entry, never a way: nothing behind it is listed, touched or counted, and removing it
-// removes the link alone. Depth is no matter, neither for the stack nor for the length of paths. Decides nothing about
-// what may go.
+// directory_walk - the only place that walks or removes directory trees. A link (symbolic link, junction, mount point)
+// met in a walk is an entry, never a way: nothing behind it is listed, touched or counted, and removing it removes the
+// link alone. Names are taken as a directory holds them: a name that ends in a dot or a blank, or is that of a device,
+// is opened and removed as itself. Depth is no matter, neither for the stack nor for the length of paths. Decides
+// nothing about what may go.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <system_error>
 
 #include <windows.h>
 
+#include "system/held_folder.h"
+
 struct DirectoryEntry {
-  std::wstring path;  // the walked folder's path as the caller gave it, and below it the names, joined by a backslash
-  DWORD attributes;   // FILE_ATTRIBUTE_*, of the link itself where the entry is one
+  std::wstring
+      path;  // for the log and for lists: the walked folder's path as the caller gave it, and below it the names
+  std::wstring systemPath;  // the same place for every call: full, in the extended form, the names as they were read
+  DWORD attributes = 0;     // FILE_ATTRIBUTE_*, of the link itself where the entry is one
+  DWORD reparseTag = 0;     // IO_REPARSE_TAG_*, where the entry has one
+  std::uint64_t fileNumber = 0;  // its number on its volume; 0 where the file system gives none
   bool isDirectory() const { return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
-  bool isReparsePoint() const { return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
+  bool isLink() const { return isLinkTag(attributes, reparseTag); }
+};
+
+// What is to be walked or removed: a path that somebody wrote, which the system may normalise, or an entry that was
+// read from a directory, which it may not.
+struct WalkedPath {
+  WalkedPath(const std::wstring& written);
+  WalkedPath(const DirectoryEntry& entry) : path(entry.path), systemPath(entry.systemPath) {}
+  std::wstring path;
+  std::wstring systemPath;
 };
 
 using EntryVisitor = std::function<void(const DirectoryEntry&)>;
+// Called with the path of a directory, as the entries below it have it, when its entries begin.
+using FolderVisitor = std::function<void(const std::wstring& path, const ListedFolder& folder)>;
 
-// What a reparse point in the place of the walked directory itself is. Followed shows what lies behind it, which is for
-// walks that protect it, or whose place the user may have moved.
+// What a reparse point in the place of the walked directory itself, or above it, is. Followed shows what lies behind
+// it, which is for walks that protect it, or whose place the user may have moved.
 enum class LinkInPlace { HasNoEntries, IsFollowed };
 
-// Calls `visit` for every entry directly in `directory`. Throws
+// Calls `visit` for every entry directly in `directory`, which is held until the last has been visited. Throws
 // std::filesystem::filesystem_error with the system's code: "directory_iterator::directory_iterator" when `directory`
 // cannot be read, "directory_iterator::operator++" when the reading breaks off.
-void visitEntries(const std::wstring& directory, const EntryVisitor& visit,
-                  LinkInPlace link = LinkInPlace::HasNoEntries);
+void visitEntries(const WalkedPath& directory, const EntryVisitor& visit, LinkInPlace link = LinkInPlace::HasNoEntries);
 
-// Calls `visit` for every entry below `directory`, each directory before what lies in it. `directory` itself is not an
-// entry. Throws std::filesystem::filesystem_error with the system's code:
+// Calls `visit` for every entry below `directory`, each directory before what lies in it, and `begin` for each
+// directory. All directories on the way to an entry are held while it is visited. `directory` itself is not an entry. A
+// directory that is no longer the one that was listed, when its turn comes, is not entered. Throws
+// std::filesystem::filesystem_error with the system's code:
 // "recursive_directory_iterator::recursive_directory_iterator" when `directory` cannot be read,
 // "recursive_directory_iterator::operator++" when a folder below it cannot, or the reading breaks off. With
 // `passOver` the second kind of failure goes there instead, and the walk goes on behind what could not be read.
-void walkDirectory(const std::wstring& directory, const EntryVisitor& visit,
-                   LinkInPlace link = LinkInPlace::HasNoEntries,
-                   const std::function<void(const std::error_code&)>& passOver = nullptr);
+void walkDirectory(const WalkedPath& directory, const EntryVisitor& visit, LinkInPlace link = LinkInPlace::HasNoEntries,
+                   const std::function<void(const std::error_code&)>& passOver = nullptr,
+                   const FolderVisitor& begin = nullptr);
 
 // True when `path` is an existing directory, a link to one included.
 bool isExistingDirectory(const std::wstring& path);
 
-// True when `path` is a reparse point. Backslashes at its end do not count, behind which the system would look at what
-// the link leads to. False when nothing is there. GetFileAttributesW.
+// True when `path` is a link. Backslashes at its end do not count, behind which the system would look at what the link
+// leads to. False when nothing is there. GetFileAttributesW.
 bool isLink(const std::wstring& path);
-
-// The path without backslashes at its end; the root of a drive keeps its own, since a bare drive is another place.
-std::wstring withoutEnd(const std::wstring& path);
 
 // Removes one file, link or empty directory. True when it was there and is gone; false in every other case, with the
 // reason in GetLastError. Leaves attributes alone: a read-only entry stays.
 bool removeSingleEntry(const std::wstring& path);
 
 // Removes `path` with all that lies in it, read-only entries included. A path that is not there is no failure. Throws
-// std::filesystem::filesystem_error "remove_all" with the path of the first entry that stays.
-void removeTree(const std::wstring& path);
+// std::filesystem::filesystem_error "remove_all" with the path of the first entry that stays: with
+// ERROR_CANT_ACCESS_FILE where a link on the way leads elsewhere, or a folder is no longer the listed one.
+void removeTree(const WalkedPath& path);

@@ -7,6 +7,7 @@
 
 #include "system/log.h"
 #include "system/long_path.h"
+#include "system/row_folders.h"
 #include "system/unique_rows.h"
 
 bool fileRebootPending = false;
@@ -49,7 +50,7 @@ bool clearReadOnly(const std::wstring& path) {
 }
 
 bool FileOperation::Delete(std::wstring path, bool allowDelayedDelete) {
-  const std::wstring systemPath = toSystemPath(path);
+  const std::wstring systemPath = systemPathOf(path);
   if (::GetFileAttributesW(systemPath.c_str()) == INVALID_FILE_ATTRIBUTES || ::DeleteFileW(systemPath.c_str())) {
     return true;
   }
@@ -81,7 +82,7 @@ bool FileOperation::Delete(std::wstring path, bool allowDelayedDelete) {
 
 bool FileOperation::Delete(const wchar_t* path) {
   const std::wstring name = path;
-  const std::wstring systemPath = toSystemPath(name);
+  const std::wstring systemPath = systemPathOf(name);
   if (::GetFileAttributesW(systemPath.c_str()) == INVALID_FILE_ATTRIBUTES || ::DeleteFileW(systemPath.c_str())) {
     return true;
   }
@@ -106,7 +107,7 @@ void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::
     }
     walkDirectory(
         directory,
-        [&](const DirectoryEntry& entry) { (entry.isDirectory() ? directoryRows : fileRows).append(entry.path); },
-        link);
+        [&](const DirectoryEntry& entry) { (entry.isDirectory() ? directoryRows : fileRows).append(entry.path); }, link,
+        nullptr, link == LinkInPlace::HasNoEntries ? rememberListedFolder : FolderVisitor());
   }
 }

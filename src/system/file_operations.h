@@ -29,7 +29,8 @@ bool Delete(const wchar_t* path);
 
 // Appends what lies below each existing directory of the list: directories and links to directories to `directories`,
 // everything else to `files`, each row only once. What it appends is not walked again. Links met in a walk are rows,
-// never ways; `link` says what one in the place of a listed directory is. Throws std::filesystem::filesystem_error when
-// a directory cannot be read.
+// never ways; `link` says what one in the place of a listed directory, or above it, is. Directories that are listed for
+// removal are remembered for the rows below them (row_folders.h), those that are followed are not. Throws
+// std::filesystem::filesystem_error when a directory cannot be read.
 void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::wstring>& files,
                        LinkInPlace link = LinkInPlace::HasNoEntries);

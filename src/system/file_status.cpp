@@ -28,11 +28,7 @@ bool isRegularFile(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE));
 }
 
-bool fileExists(const std::wstring& path) {
-  if (targetAttributes(path) != INVALID_FILE_ATTRIBUTES) {
-    return true;
-  }
-  const DWORD error = ::GetLastError();
+bool saysNotThere(DWORD error) {
   switch (error) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
@@ -44,9 +40,20 @@ bool fileExists(const std::wstring& path) {
     case ERROR_BAD_NETPATH:
     case ERROR_BAD_NET_NAME:
     case ERROR_DIRECTORY:
-      return false;
+      return true;
     default:
-      throw std::filesystem::filesystem_error("exists", path,
-                                              std::error_code(static_cast<int>(error), std::system_category()));
+      return false;
   }
+}
+
+bool fileExists(const std::wstring& path) {
+  if (targetAttributes(path) != INVALID_FILE_ATTRIBUTES) {
+    return true;
+  }
+  const DWORD error = ::GetLastError();
+  if (!saysNotThere(error)) {
+    throw std::filesystem::filesystem_error("exists", path,
+                                            std::error_code(static_cast<int>(error), std::system_category()));
+  }
+  return false;
 }

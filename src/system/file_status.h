@@ -15,6 +15,9 @@ FileHandle openTarget(const std::wstring& path);
 // reason in GetLastError. GetFileAttributesW, and CreateFileW for a reparse point.
 DWORD targetAttributes(const std::wstring& path);
 
+// True for an error by which the system says that nothing is there.
+bool saysNotThere(DWORD error);
+
 // False when the system says that nothing is there, or that a link there leads to nothing. Throws
 // std::filesystem::filesystem_error "exists" with the system's code when it cannot say.
 bool fileExists(const std::wstring& path);

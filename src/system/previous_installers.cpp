@@ -145,7 +145,7 @@ bool matches(const std::wregex& expression, const wchar_t* pattern, const Direct
 
 // The folders of a root that are named like an installer's.
 void findNamedFolders(const std::wstring& root, const std::vector<std::wstring>& exclusions,
-                      const std::vector<std::wregex>& patterns, std::vector<std::wstring>& candidates) {
+                      const std::vector<std::wregex>& patterns, std::vector<DirectoryEntry>& candidates) {
   visitReadableEntries(root, [&](const DirectoryEntry& entry) {
     if (!entry.isDirectory()) {
       return;
@@ -155,8 +155,8 @@ void findNamedFolders(const std::wstring& root, const std::vector<std::wstring>&
       if (!matches(patterns[index], kNamePatterns[index], entry, name)) {
         continue;
       }
-      if (IsNotExcluded(exclusions, entry.path)) {
-        candidates.push_back(entry.path);
+      if (IsNotExcluded(exclusions, entry.systemPath)) {
+        candidates.push_back(entry);
         return;
       }
       LogDebug(L"Excluding %s", entry.path.c_str());
@@ -166,17 +166,17 @@ void findNamedFolders(const std::wstring& root, const std::vector<std::wstring>&
 
 // A link that leads to nothing is none, nor is one to something that is neither file nor directory.
 bool isFile(const DirectoryEntry& entry) {
-  return !entry.isDirectory() && (!entry.isReparsePoint() || isRegularFile(entry.path));
+  return !entry.isDirectory() && (!entry.isLink() || isRegularFile(entry.systemPath));
 }
 
 void findPackages(const std::wstring& folder, const std::vector<std::wstring>& exclusions,
-                  std::vector<std::wstring>& candidates) {
+                  std::vector<DirectoryEntry>& candidates) {
   visitReadableEntries(folder, [&](const DirectoryEntry& entry) {
     if (!entry.isDirectory() && !isFile(entry)) {
       return;
     }
-    if (IsNotExcluded(exclusions, entry.path)) {
-      candidates.push_back(entry.path);
+    if (IsNotExcluded(exclusions, entry.systemPath)) {
+      candidates.push_back(entry);
     } else {
       LogDebug(L"Excluding %s", entry.path.c_str());
     }
@@ -184,32 +184,32 @@ void findPackages(const std::wstring& folder, const std::vector<std::wstring>& e
 }
 
 // The files go first, one by one, so that one that stays costs no other.
-void deleteFilesBelow(const std::wstring& candidate) {
+void deleteFilesBelow(const DirectoryEntry& candidate) {
   try {
     walkDirectory(
         candidate,
         [](const DirectoryEntry& entry) {
           if (isFile(entry)) {
             LogDebug(L"Deleting file: %s", entry.path.c_str());
-            ::DeleteFileW(toSystemPath(entry.path).c_str());
+            ::DeleteFileW(entry.systemPath.c_str());
           }
         },
         LinkInPlace::HasNoEntries,
         [&candidate](const std::error_code& error) {
-          LogDebug(L"Encountered error while iterating %s. %ls", candidate.c_str(), reason(error).c_str());
+          LogDebug(L"Encountered error while iterating %s. %ls", candidate.path.c_str(), reason(error).c_str());
         });
   } catch (const std::filesystem::filesystem_error&) {
     // A plain file, or a folder that cannot be read: what follows reports it when it stays.
   }
 }
 
-void removeCandidate(const std::wstring& candidate) {
+void removeCandidate(const DirectoryEntry& candidate) {
   deleteFilesBelow(candidate);
-  LogDebug(L"Deleting directory: %s", candidate.c_str());
+  LogDebug(L"Deleting directory: %s", candidate.path.c_str());
   try {
     removeTree(candidate);
   } catch (const std::filesystem::filesystem_error& failure) {
-    LogDebug(L"Unable to delete %s. %ls", candidate.c_str(), reason(failure.code()).c_str());
+    LogDebug(L"Unable to delete %s. %ls", candidate.path.c_str(), reason(failure.code()).c_str());
   }
 }
 
@@ -251,7 +251,7 @@ void RemovePreviousInstallers() {
   for (const wchar_t* pattern : kNamePatterns) {
     patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);
   }
-  std::vector<std::wstring> candidates;
+  std::vector<DirectoryEntry> candidates;
   for (const std::wstring& root : roots) {
     findNamedFolders(root, exclusions, patterns, candidates);
   }
@@ -265,7 +265,7 @@ void RemovePreviousInstallers() {
     findPackages(subfolder, exclusions, candidates);
   }
 
-  for (const std::wstring& candidate : candidates) {
+  for (const DirectoryEntry& candidate : candidates) {
     removeCandidate(candidate);
   }
   for (const std::wstring& subfolder : subfolders) {

@@ -8,6 +8,7 @@
 
 #include "system/directory_walk.h"
 #include "system/log.h"
+#include "system/row_folders.h"
 
 namespace {
 
@@ -33,6 +34,13 @@ std::wstring belowShellFolder(int csidl, const std::wstring& relativePath) {
   std::wstring folder;
   GetShellFolderPath(csidl, folder);
   return folder.empty() ? folder : folder + L'\\' + relativePath;
+}
+
+// The shell would go through a link in the place of the product's folder, or above it. Held for the moment only, since
+// the folder itself is to go.
+bool liesInItsFolder(const std::wstring& path) {
+  RowFolders folders(1);
+  return folders.hold(path) != RowFolders::Answer::Refused;
 }
 
 }  // namespace
@@ -62,7 +70,7 @@ bool DeleteShortcut(const std::wstring& relativePath) {
   if (!::PathFileExistsW(path.c_str())) {
     path = belowShellFolder(CSIDL_PROGRAMS, relativePath);
   }
-  if (path.empty()) {
+  if (path.empty() || !liesInItsFolder(path)) {
     return false;
   }
   return ShellDeleteAndRemoveFolder(path, path.substr(0, path.rfind(L'\\')));

@@ -69,8 +69,8 @@ bool isUpdateClient(IWbemClassObject* process) {
   return found;
 }
 
-bool isLargeFile(const std::wstring& path) {
-  const FileHandle file(::CreateFileW(toSystemPath(path).c_str(), GENERIC_READ,
+bool isLargeFile(const std::wstring& systemPath) {
+  const FileHandle file(::CreateFileW(systemPath.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
   LARGE_INTEGER size = {};
@@ -126,9 +126,11 @@ void DeleteCachedWindowsUpdateDrivers() {
   visitEntries(
       cache,
       [](const DirectoryEntry& entry) {
-        if (!entry.isDirectory() && isLargeFile(entry.path) && listsDriver(entry.path)) {
+        // A name that `expand` would read as another one is passed over: its listing would be that of another file.
+        if (!entry.isDirectory() && isNormalised(entry.path) && isLargeFile(entry.systemPath) &&
+            listsDriver(entry.path)) {
           LogDebug(L"Found an ORV driver in the Windows Update Cache: %s", entry.path.c_str());
-          ::DeleteFileW(toSystemPath(entry.path).c_str());
+          ::DeleteFileW(entry.systemPath.c_str());
         }
       },
       LinkInPlace::IsFollowed);

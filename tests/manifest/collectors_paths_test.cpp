@@ -12,6 +12,7 @@
 #include "support/directory_seams.h"
 #include "support/test_folder.h"
 #include "support/test_registry.h"
+#include "support/text.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -122,6 +123,21 @@ TEST_F(DirectoryCollector, ExcludedDirectoryThatIsALinkTakesWhatLiesBehindItOut)
   EXPECT_THAT(session.excludedFiles, UnorderedElementsAre(keep + L"\\b.txt", keep + L"\\inner\\a.txt"));
   EXPECT_THAT(session.directories, ElementsAre(keep + L"\\go"));
   EXPECT_THAT(session.files, ElementsAre(keep + L"\\go.txt"));
+}
+
+TEST_F(FileCollector, PatternBehindALinkIsRefusedAndAnExcludedOneIsNot) {
+  folder.makeFile(L"elsewhere\\a.txt");
+  folder.makeFile(L"elsewhere\\b.txt");
+  const std::wstring link = folder.makeDirectoryLink(L"link", folder / L"elsewhere");
+  data.Files = {link + L"\\*.txt", link + L"\\a.txt", link + L"\\c.txt"};
+  data.ExcludedFiles = {link + L"\\a*"};
+  const CapturedLog log;
+  HandleFiles(session);
+  EXPECT_THAT(session.files, ElementsAre(link + L"\\c.txt")) << "which is looked at when its turn comes";
+  EXPECT_THAT(session.excludedFiles, ElementsAre(link + L"\\a.txt"));
+  EXPECT_THAT(session.failedFiles, ElementsAre(link + L"\\*.txt"));
+  EXPECT_THAT(log.lines(), Contains("ERROR Row[" + narrow(link) +
+                                    "\\*.txt] leads to another place through a link and is not carried out"));
 }
 
 TEST_F(DirectoryCollector, BothDirectoryListsLoseExcludedRows) {

@@ -10,39 +10,73 @@
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 
-inline std::wstring unreadableFolder;  // opening it for its entries fails with ERROR_ACCESS_DENIED
-inline int readsUntilFailure = -1;     // then reading on fails with ERROR_CRC
+inline std::wstring unreadableFolder;  // reading its entries fails with ERROR_ACCESS_DENIED
+inline int readsUntilFailure = -1;     // entries that are still read; then reading on fails with ERROR_CRC
 inline std::wstring entryShownAsLink;  // an entry of this name that the machine shows as a link while it is listed
+inline DWORD shownReparseTag = 0;      // with this tag; the machine's own links have none
+inline bool numbersUnknown = false;    // the file system gives no numbers with its entries
 
 inline void forgetDirectorySeams() {
   unreadableFolder.clear();
   readsUntilFailure = -1;
   entryShownAsLink.clear();
+  shownReparseTag = 0;
+  numbersUnknown = false;
 }
 
-LINK_SEAM(HANDLE, FindFirstFileExW,
-          (LPCWSTR name, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS operation, LPVOID filter,
-           DWORD flags)) {
-  std::wstring_view folder = name;
-  folder = folder.substr(0, folder.find_last_of(L'\\'));
-  if (!unreadableFolder.empty() && folder == unreadableFolder) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
+// Cuts a list of entries off behind the one at which the reading is to fail, and shows an entry as a link.
+template <class Entry>
+void changeEntries(void* buffer) {
+  for (auto* entry = static_cast<Entry*>(buffer);;
+       entry = reinterpret_cast<Entry*>(reinterpret_cast<char*>(entry) + entry->NextEntryOffset)) {
+    if (entryShownAsLink == std::wstring_view(entry->FileName, entry->FileNameLength / sizeof(wchar_t))) {
+      entry->FileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+      entry->EaSize = shownReparseTag;
+    }
+    if (readsUntilFailure == 0) {
+      entry->NextEntryOffset = 0;
+    } else if (readsUntilFailure > 0) {
+      --readsUntilFailure;
+    }
+    if (entry->NextEntryOffset == 0) {
+      return;
+    }
   }
-  return realFunction<decltype(&::FindFirstFileExW)>(L"kernel32.dll", "FindFirstFileExW")(name, level, data, operation,
-                                                                                          filter, flags);
 }
 
-LINK_SEAM(BOOL, FindNextFileW, (HANDLE find, LPWIN32_FIND_DATAW data)) {
-  if (readsUntilFailure >= 0 && readsUntilFailure-- == 0) {
-    ::SetLastError(ERROR_CRC);
+LINK_SEAM(BOOL, GetFileInformationByHandleEx,
+          (HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID buffer, DWORD size)) {
+  const auto read =
+      realFunction<decltype(&::GetFileInformationByHandleEx)>(L"kernel32.dll", "GetFileInformationByHandleEx");
+  if (kind != FileIdBothDirectoryInfo && kind != FileFullDirectoryInfo) {
+    const BOOL answered = read(file, kind, buffer, size);
+    if (kind == FileAttributeTagInfo && shownReparseTag != 0) {
+      static_cast<FILE_ATTRIBUTE_TAG_INFO*>(buffer)->ReparseTag = shownReparseTag;
+    }
+    return answered;
+  }
+  wchar_t folder[1024] = L"";
+  ::GetFinalPathNameByHandleW(file, folder, ARRAYSIZE(folder), VOLUME_NAME_DOS);
+  const DWORD error = !unreadableFolder.empty() && folder == LR"(\\?\)" + unreadableFolder ? ERROR_ACCESS_DENIED
+                      : numbersUnknown && kind == FileIdBothDirectoryInfo                  ? ERROR_INVALID_PARAMETER
+                      : readsUntilFailure == 0                                             ? ERROR_CRC
+                                                                                           : ERROR_SUCCESS;
+  if (error != ERROR_SUCCESS) {
+    if (error == ERROR_CRC) {
+      readsUntilFailure = -1;
+    }
+    ::SetLastError(error);
     return FALSE;
   }
-  const BOOL found = realFunction<decltype(&::FindNextFileW)>(L"kernel32.dll", "FindNextFileW")(find, data);
-  if (found && entryShownAsLink == data->cFileName) {
-    data->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+  if (!read(file, kind, buffer, size)) {
+    return FALSE;
   }
-  return found;
+  if (kind == FileIdBothDirectoryInfo) {
+    changeEntries<FILE_ID_BOTH_DIR_INFO>(buffer);
+  } else {
+    changeEntries<FILE_FULL_DIR_INFO>(buffer);
+  }
+  return TRUE;
 }
 
 // The bench machine's own call reaches through a link to the directory behind it. Windows removes the link.

@@ -32,7 +32,11 @@ inline void showAsBrokenLink(const std::wstring& path, DWORD error) {
   failingTarget = {path, error};
 }
 
-inline bool isSamePlace(const std::wstring& place, const std::wstring& path) {
+// The form in which a call is given a path does not count.
+inline bool isSamePlace(const std::wstring& place, std::wstring path) {
+  if (path.starts_with(LR"(\\?\)")) {
+    path.erase(0, 4);
+  }
   return !place.empty() && (path == place || path == place + L'\\');
 }
 

@@ -9,6 +9,7 @@
 
 #include "support/current_directory.h"
 #include "support/directory_seams.h"
+#include "support/status_seams.h"
 #include "support/test_folder.h"
 
 using testing::ElementsAre;
@@ -50,7 +51,10 @@ constexpr char kAdvanceFailed[] = "recursive_directory_iterator::operator++";
 
 class DirectoryWalk : public testing::Test {
  protected:
-  ~DirectoryWalk() override { forgetDirectorySeams(); }
+  ~DirectoryWalk() override {
+    forgetDirectorySeams();
+    forgetStatusSeams();
+  }
 
   TestFolder outside_;
   TestFolder folder_;
@@ -89,7 +93,7 @@ TEST_F(DirectoryWalk, VisitsEverythingAtEveryDepthWithItsKind) {
   std::vector<std::wstring> directories;
   std::vector<std::wstring> files;
   walkDirectory(folder_.path(), [&](const DirectoryEntry& entry) {
-    EXPECT_FALSE(entry.isReparsePoint());
+    EXPECT_FALSE(entry.isLink());
     (entry.isDirectory() ? directories : files).push_back(entry.path);
   });
   EXPECT_THAT(directories, UnorderedElementsAre(folder_ / L"a", folder_ / L"a\\b", folder_ / L"empty"));
@@ -145,12 +149,59 @@ TEST_F(DirectoryWalk, TakesALinkForAnEntryAndNoWay) {
   ASSERT_EQ(entries.size(), 1u);
   EXPECT_EQ(entries[0].path, folder_ / L"link");
   EXPECT_TRUE(entries[0].isDirectory());
-  EXPECT_TRUE(entries[0].isReparsePoint());
+  EXPECT_TRUE(entries[0].isLink());
+}
+
+// Reparse points that stand for another place, and others, which are files and folders like any.
+TEST_F(DirectoryWalk, TakesForLinksWhatStandsForAnotherPlaceAlone) {
+  const struct {
+    DWORD tag;
+    bool isLink;
+  } rows[] = {
+      {IO_REPARSE_TAG_SYMLINK, true},   {IO_REPARSE_TAG_MOUNT_POINT, true}, {0xA000001D /* of Linux */, true},
+      {0 /* not told */, true},         {0x9000001A /* cloud */, false},    {0x80000013 /* deduplicated */, false},
+      {0x80000017 /* packed */, false},
+  };
+  folder_.makeFile(L"shown\\file");
+  for (const auto& row : rows) {
+    entryShownAsLink = L"shown";
+    shownReparseTag = row.tag;
+    if (row.isLink) {
+      EXPECT_THAT(walked(folder_.path()), ElementsAre(folder_ / L"shown")) << row.tag;
+    } else {
+      EXPECT_THAT(walked(folder_.path()), ElementsAre(folder_ / L"shown", folder_ / L"shown\\file")) << row.tag;
+    }
+    shownAsLink = folder_ / L"shown";
+    EXPECT_EQ(isLink(folder_ / L"shown"), row.isLink) << row.tag;
+    EXPECT_EQ(walked(folder_ / L"shown").empty(), row.isLink) << row.tag;
+    forgetStatusSeams();
+  }
+}
+
+TEST_F(DirectoryWalk, ListsAFileSystemThatGivesNoNumbers) {
+  folder_.makeFile(L"a\\b\\file");
+  numbersUnknown = true;
+  EXPECT_THAT(walked(folder_.path()), ElementsAre(folder_ / L"a", folder_ / L"a\\b", folder_ / L"a\\b\\file"));
 }
 
 TEST_F(DirectoryWalk, EndsWithALinkThatLeadsBackUp) {
   folder_.makeDirectoryLink(L"loop", folder_.path());
   EXPECT_THAT(walked(folder_.path()), ElementsAre(folder_ / L"loop"));
+}
+
+TEST_F(DirectoryWalk, FindsNothingBelowALinkAboveTheDirectory) {
+  outside_.makeFile(L"deep\\directory\\file");
+  const std::wstring link = folder_.makeDirectoryLink(L"link", outside_.path());
+  EXPECT_THAT(walked(link + L"\\deep"), IsEmpty());
+  EXPECT_THAT(walked(link + L"\\deep\\directory"), IsEmpty());
+}
+
+TEST_F(RemoveTree, LeavesWhatALinkAboveItLeadsTo) {
+  outside_.makeFile(L"deep\\directory\\file");
+  const std::vector<std::string> before = snapshot(outside_.path());
+  const std::wstring directory = folder_.makeDirectoryLink(L"link", outside_.path()) + L"\\deep\\directory";
+  expectError([&] { removeTree(directory); }, "remove_all", ERROR_CANT_ACCESS_FILE, directory);
+  EXPECT_EQ(snapshot(outside_.path()), before);
 }
 
 TEST_F(DirectoryWalk, FindsNothingBelowALinkInThePlaceOfTheDirectory) {

@@ -10,6 +10,7 @@
 #include "support/current_directory.h"
 #include "support/link_seam.h"
 #include "support/test_child.h"
+#include "system/long_path.h"
 #include "system/previous_installers_fixture.h"
 
 using ::testing::ElementsAre;
@@ -74,8 +75,9 @@ LINK_SEAM(UINT, GetDriveTypeW, (LPCWSTR root)) {
 }
 
 LINK_SEAM(DWORD, GetFileAttributesW, (LPCWSTR path)) {
-  if (std::wstring(path).starts_with(L"Q:")) {
-    askedOfSecondDrive.push_back(path);
+  const std::wstring plain = withoutExtendedPrefix(path);
+  if (plain.starts_with(L"Q:")) {
+    askedOfSecondDrive.push_back(plain);
   }
   return realFunction<decltype(&::GetFileAttributesW)>(L"kernel32.dll", "GetFileAttributesW")(path);
 }

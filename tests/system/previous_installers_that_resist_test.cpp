@@ -278,6 +278,22 @@ TEST_F(ResistingInstallers, LinkAsACandidateGoesAlone) {
   EXPECT_EQ(snapshot(kOutside), before);
 }
 
+TEST_F(ResistingInstallers, NamesThatAPlainPathCannotMeanGoAndNothingBehindTheLinksBesideThem) {
+  stage_.makeFile(L"ORV\\Packages\\setup\\sub.\\file");
+  stage_.makeFile(L"ORV\\Packages\\setup\\NUL");
+  stage_.makeFile(L"ORV\\Packages\\package.\\file ");
+  stage_.makeFile(L"ORV\\ORV-Brimwood .\\kept\\file");
+  stage_.makeDirectoryLink(L"ORV\\Packages\\setup\\sub", kOutside + L"\\Packages");
+  stage_.makeDirectoryLink(L"ORV\\Packages\\package", kOutside + L"\\Packages");
+  stage_.makeDirectoryLink(L"ORV\\ORV-Brimwood", kOutside + L"\\WU-TCC2");
+  moveStageToRoot();
+  makeFolderAt(kOutside + L"\\Packages\\of another product");
+  const std::vector<std::string> before = snapshot(kOutside);
+  run();
+  EXPECT_THAT(left(), IsEmpty());
+  EXPECT_EQ(snapshot(kOutside), before);
+}
+
 TEST_F(ResistingInstallers, LinkInACandidateGoesWithItAndNothingBehindIt) {
   stage_.makeFile(L"ORV\\ORV-Brimwood\\a.bin");
   stage_.makeDirectoryLink(L"ORV\\ORV-Brimwood\\link", kOutside);

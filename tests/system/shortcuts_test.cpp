@@ -239,6 +239,25 @@ TEST_F(Shortcuts, LeaveAloneWhatALinkInTheirFolderLeadsTo) {
   EXPECT_EQ(snapshot(outside.path()), untouched);
 }
 
+TEST_F(Shortcuts, BehindALinkInThePlaceOfTheirFolderAreRefused) {
+  const TestFolder outside;
+  outside.makeFile(L"Tool.lnk");
+  outside.makeFile(L"kept\\file");
+  const TestFolder made;
+  const std::vector<std::string> untouched = snapshot(outside.path());
+  made.makeDirectory(L"Company");
+  made.makeDirectoryLink(L"Company\\ORV", outside.path());
+  ASSERT_TRUE(::MoveFileW((made / L"Company").c_str(), (everyones_ + L"\\Company").c_str()));
+  const CapturedLog log;
+  EXPECT_FALSE(DeleteShortcut(L"Company\\ORV\\Tool.lnk"));
+  EXPECT_TRUE(pathExists(everyones_ + L"\\Company\\ORV"));
+  EXPECT_EQ(snapshot(outside.path()), untouched);
+  EXPECT_THAT(log.lines(), ElementsAre("ERROR Row[" + narrow(everyones_) +
+                                       "\\Company\\ORV\\Tool.lnk] leads to another place through a link and is "
+                                       "not carried out"));
+  removeTree(everyones_ + L"\\Company");  // the machine does not show a link that leads nowhere any more
+}
+
 TEST(ShellDelete, LeavesTheFolderWhenTheShellReportsAnError) {
   const TestFolder folder;
   const std::wstring other = folder.makeFile(L"product\\other.txt");

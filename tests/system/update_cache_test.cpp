@@ -136,6 +136,14 @@ TEST_F(UpdateCache, FileAtTheBoundIsNotInspectedAndOneByteMoreIs) {
   EXPECT_THAT(left(), ElementsAre(small));
 }
 
+TEST_F(UpdateCache, FileWhoseNameTheListingCommandWouldReadAsAnotherStays) {
+  const std::wstring odd = LR"(\\?\)" + largePackage(L"package.cab", kDriverListing) + L".";
+  ASSERT_TRUE(::MoveFileW((kCache + L"package.cab").c_str(), odd.c_str()));
+  EXPECT_THAT(sweep(), IsEmpty());
+  EXPECT_THAT(listed, IsEmpty());
+  EXPECT_THAT(left(), ElementsAre(kCache + L"package.cab."));
+}
+
 TEST_F(UpdateCache, EitherDriverNameIsEnough) {
   const std::wstring first = largePackage(L"1.cab", "x: ktlgpukg.sys\r\n");
   const std::wstring second = largePackage(L"2.cab", "x: orvgpukg.sys\r\n");

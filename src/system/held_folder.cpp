@@ -1,0 +1,182 @@
+#include "system/held_folder.h"
+
+#include <string_view>
+
+#include <shlwapi.h>
+
+#include "system/file_status.h"
+#include "system/long_path.h"
+#include "system/system_links.h"
+
+namespace {
+
+// The place of an open entry as the file system spells it, without the prefix; empty when the system does not tell.
+std::wstring finalPath(HANDLE entry) {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length =
+        ::GetFinalPathNameByHandleW(entry, path.data(), static_cast<DWORD>(path.size()), VOLUME_NAME_DOS);
+    if (length < path.size()) {
+      path.resize(length);
+      return withoutExtendedPrefix(path);
+    }
+    path.resize(length + 1);
+  }
+}
+
+// With the names of 8.3 spelled out. As it was when the system has no answer.
+std::wstring longPath(const std::wstring& path) {
+  const std::wstring systemPath = toSystemPath(path);
+  std::wstring spelled(::GetLongPathNameW(systemPath.c_str(), nullptr, 0), L'\0');
+  const DWORD length = ::GetLongPathNameW(systemPath.c_str(), spelled.data(), static_cast<DWORD>(spelled.size()));
+  if (length == 0 || length >= spelled.size()) {
+    return path;
+  }
+  spelled.resize(length);
+  return withoutExtendedPrefix(spelled);
+}
+
+bool isSamePath(std::wstring_view one, std::wstring_view other) {
+  while (one.ends_with(L'\\')) {
+    one.remove_suffix(1);
+  }
+  while (other.ends_with(L'\\')) {
+    other.remove_suffix(1);
+  }
+  return ::CompareStringOrdinal(one.data(), static_cast<int>(one.size()), other.data(), static_cast<int>(other.size()),
+                                TRUE) == CSTR_EQUAL;
+}
+
+// The path with its drive or share replaced by what that stands for: a drive letter may have been given to a folder of
+// another drive, or to a share.
+std::wstring withResolvedRoot(const std::wstring& path) {
+  const wchar_t* const rest = ::PathSkipRootW(path.c_str());
+  if (!rest) {
+    return path;
+  }
+  const std::size_t rootLength = static_cast<std::size_t>(rest - path.c_str());
+  const FileHandle root = openTarget(path.substr(0, rootLength));
+  std::wstring place = root ? finalPath(root.get()) : std::wstring();
+  if (place.empty()) {
+    return path;
+  }
+  if (!place.ends_with(L'\\')) {
+    place += L'\\';
+  }
+  return place + path.substr(rootLength);
+}
+
+bool isWhereSpelled(const std::wstring& spelling, const std::wstring& place) {
+  if (isSamePath(spelling, place)) {
+    return true;
+  }
+  const std::wstring spelled = throughSystemLinks(longPath(spelling));
+  return isSamePath(spelled, place) || isSamePath(withResolvedRoot(spelled), place);
+}
+
+bool hasLinkOnTheWay(std::wstring systemPath) {
+  for (std::wstring above; (above = folderOf(systemPath)) != systemPath; systemPath = above) {
+    const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
+    // What cannot be asked counts as a link.
+    if (attributes == INVALID_FILE_ATTRIBUTES || isLinkAt(systemPath, attributes)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+DirectoryId directoryId(const BY_HANDLE_FILE_INFORMATION& information) {
+  return {information.dwVolumeSerialNumber,
+          (std::uint64_t{information.nFileIndexHigh} << 32) | information.nFileIndexLow};
+}
+
+bool isLinkTag(DWORD attributes, DWORD reparseTag) {
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag == 0 || IsReparseTagNameSurrogate(reparseTag));
+}
+
+bool isLinkHandle(HANDLE entry, DWORD attributes) {
+  if (!(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
+    return false;
+  }
+  FILE_ATTRIBUTE_TAG_INFO tag = {};
+  if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag))) {
+    tag.ReparseTag = 0;
+  }
+  return isLinkTag(attributes, tag.ReparseTag);
+}
+
+bool isLinkAt(const std::wstring& systemPath, DWORD attributes) {
+  if (!(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
+    return false;
+  }
+  const FileHandle entry(::CreateFileW(systemPath.c_str(), FILE_READ_ATTRIBUTES,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                       FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  return !entry || isLinkHandle(entry.get(), attributes);
+}
+
+FileHandle openFolder(const std::wstring& systemPath, bool throughLink) {
+  const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (throughLink ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
+  // Only a handle that may read what is in the directory keeps others from renaming it.
+  const auto open = [&](DWORD sharing) {
+    return FileHandle(
+        ::CreateFileW(systemPath.c_str(), FILE_LIST_DIRECTORY, sharing, nullptr, OPEN_EXISTING, flags, nullptr));
+  };
+  FileHandle folder = open(FILE_SHARE_READ | FILE_SHARE_WRITE);
+  if (!folder && ::GetLastError() == ERROR_SHARING_VIOLATION) {
+    folder = open(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+  }
+  return folder;
+}
+
+HeldFolder::HeldFolder(const std::wstring& systemPath) {
+  if (!open(systemPath, true)) {
+    return;
+  }
+  const std::wstring place = finalPath(handle_.get());
+  // Drives that the system has no name for are told link by link.
+  const bool isThere =
+      place.empty() ? !hasLinkOnTheWay(systemPath) : isWhereSpelled(withoutExtendedPrefix(systemPath), place);
+  settle(isThere ? State::Held : State::Elsewhere);
+}
+
+HeldFolder::HeldFolder(const ListedFolder& folder) {
+  if (!open(folder.systemPath, false)) {
+    return;
+  }
+  BY_HANDLE_FILE_INFORMATION found = {};
+  if (!::GetFileInformationByHandle(handle_.get(), &found)) {
+    settle(State::Unknown, ::GetLastError());
+  } else {
+    const bool same = directoryId(found) == folder.id && !isLinkHandle(handle_.get(), found.dwFileAttributes);
+    settle(same ? State::Held : State::Exchanged);
+  }
+}
+
+// False when the state is settled: nothing can be held.
+bool HeldFolder::open(const std::wstring& systemPath, bool throughLink) {
+  handle_ = openFolder(systemPath, throughLink);
+  if (!handle_ && (::GetLastError() == ERROR_ACCESS_DENIED || ::GetLastError() == ERROR_SHARING_VIOLATION)) {
+    // It may still be asked where it is, though not held.
+    const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (throughLink ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
+    handle_.reset(::CreateFileW(systemPath.c_str(), FILE_READ_ATTRIBUTES,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, flags,
+                                nullptr));
+  }
+  if (!handle_) {
+    const DWORD error = ::GetLastError();
+    settle(saysNotThere(error) ? State::NotThere : State::Unknown, error);
+    return false;
+  }
+  return true;
+}
+
+void HeldFolder::settle(State state, DWORD error) {
+  state_ = state;
+  error_ = error;
+  if (state != State::Held) {
+    handle_.reset();
+  }
+}
