@@ -13,6 +13,7 @@
 
 #include "system/comparable_path.h"
 #include "system/directory_walk.h"
+#include "system/long_path.h"
 #include "system/temporary_folder.h"
 #include "system/text_case.h"
 
