@@ -191,6 +191,8 @@ void writeRemovalReport(std::wstring folder, std::wstring action,
   formatFileStamp();
 
   const std::wstring path = folder + kReportName;
+  // Every program of the user can write to the folder: a link of that name is removed and not written through.
+  ::DeleteFileW(path.c_str());
   std::wofstream stream{std::filesystem::path(path)};
   stream << L"<?xml version=\"1.0\"?>" << std::endl;  // on the disk before Windows is asked what opens it
 

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <regex>
 
+#include <windows.h>
+
 // The page shows some of these for reports of an installation alone.
 const wchar_t kReportResourceBlock[] =
     L"\t<resource>\n"
@@ -155,6 +157,8 @@ void writeInlineStylesheet(std::wostream& stream) {
 }
 
 void writeStylesheetFile(const std::wstring& folder) {
-  std::wofstream stream{std::filesystem::path(folder + kStylesheetName)};
+  const std::wstring path = folder + kStylesheetName;
+  ::DeleteFileW(path.c_str());  // as the report's own
+  std::wofstream stream{std::filesystem::path(path)};
   stream << kExternalHead << std::endl << stylesheetBody() << std::endl;
 }

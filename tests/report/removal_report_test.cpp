@@ -47,6 +47,19 @@ TEST_F(RemovalReport, LinesEndAsWindowsEndsThem) {
   }
 }
 
+TEST_F(RemovalReport, LinksInThePlacesOfTheFilesAreNotWrittenThrough) {
+  associateWithOldBrowser();
+  const TestFolder elsewhere;
+  const std::wstring precious = elsewhere.makeFile(L"precious", "precious");
+  for (const std::wstring& path : {reportPath(), stylesheetPath()}) {
+    ASSERT_TRUE(::CreateHardLinkW(path.c_str(), precious.c_str(), nullptr)) << ::GetLastError();
+  }
+  write(kEachKind);
+  EXPECT_EQ(readFile(precious), "precious");
+  EXPECT_TRUE(report().ends_with("</tallyreport>\n"));
+  EXPECT_NE(readFile(stylesheetPath()), "precious");
+}
+
 TEST_F(RemovalReport, EmptyListsLeaveTheirSectionsInPlace) {
   write({});
   EXPECT_EQ(tally(), kTallyStart + generalLines("Saturday, November 21, 2026 5:06:07 AM") +
