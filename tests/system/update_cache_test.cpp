@@ -52,6 +52,7 @@ LINK_SEAM(BOOL, CreateProcessW,
     listed.push_back(package);
     command =
         ownProgram() + (listings.contains(package) ? L" --print-file \"" + listings[package] + L"\"" : L" --exit 1");
+    application = nullptr;
   }
   return realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
       application, command.data(), processSecurity, threadSecurity, inherit, flags, environment, directory, startup,
