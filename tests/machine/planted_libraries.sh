@@ -6,7 +6,7 @@
 start_case
 # The machine knows no known libraries, and is not made to prefer planted files of their names. Its user32 needs version,
 # which Windows' own does not, and would take the planted one.
-libraries=(srclient)
+libraries=(srclient sfc)
 for list in "$case_root"/src/system/delayed/*.def; do
     [ "${list##*/}" = version.def ] || libraries+=("$(basename "$list" .def)")
 done
