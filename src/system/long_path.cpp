@@ -28,7 +28,7 @@ std::wstring fullPath(const std::wstring& path) {
 
 // Behind the prefix a path is taken as it is, so blanks, dots and doubled backslashes are put right before.
 std::wstring extended(const std::wstring& path) {
-  const std::wstring full = fullPath(path);
+  std::wstring full = fullPath(path);
   if (full.empty()) {
     return path;
   }

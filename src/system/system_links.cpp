@@ -39,7 +39,7 @@ constexpr std::array<SystemLink, 3> kProgramDataLinks = {{
 std::wstring knownFolder(const KNOWNFOLDERID& id) {
   wchar_t* text = nullptr;
   const bool found = SUCCEEDED(::SHGetKnownFolderPath(id, KF_FLAG_DONT_VERIFY, nullptr, &text));
-  const std::wstring folder = found ? text : L"";
+  std::wstring folder = found ? text : L"";
   ::CoTaskMemFree(text);
   return folder;
 }
