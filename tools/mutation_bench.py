@@ -1,0 +1,469 @@
+# mutation_bench - builds a mutant and runs the test programs that could notice it. Takes the compile and link commands, the
+# test programs and their settings from the debug build that stands, and writes into folders of its own below
+# build/mutation: the checkout and the build stay as they are, also when a run is killed.
+from __future__ import annotations
+
+import hashlib
+import json
+import os
+import pathlib
+import re
+import resource
+import shlex
+import shutil
+import signal
+import subprocess
+import threading
+import time
+from dataclasses import dataclass, field
+from typing import Any, Callable
+
+from mutation_points import Mutant
+
+# What a program may use of the host. A mutant can loop for ever with a list that grows or a log line that it writes.
+MEMORY_BYTES = 4 << 30
+FILE_BYTES = 1 << 30
+# How long a program may take beyond four times what it takes unchanged.
+GRACE_SECONDS = 20
+# Whole-machine runs are limited by their own time limit in the build.
+STAGES = ("concept", "folder", "elsewhere", "machine")
+
+
+class ToolFault(Exception):
+    """Something is wrong with the tool, the build or the tests as they stand, not with a mutant."""
+
+
+@dataclass
+class TestProgram:
+    name: str  # as ctest names it
+    folder: str  # below tests
+    source: str
+    target: str  # the program's target in the build
+    command: list[str]
+    environment: dict[str, str]
+    work_folder: str
+    limit: float
+    includes: set[str] = field(default_factory=set)
+
+
+@dataclass
+class Verdict:
+    mutant: Mutant
+    outcome: str = "survived"  # noticed, timeout, survived, not compiled, same code
+    stage: str = ""
+    program: str = ""
+    tests: list[str] = field(default_factory=list)
+    programs_run: int = 0
+    seconds: float = 0.0
+    unsteady: list[str] = field(default_factory=list)  # failed once, and then no more
+
+    @property
+    def counts(self) -> bool:
+        return self.outcome in ("noticed", "timeout", "survived")
+
+
+def programs_for(file: str, programs: list[TestProgram]) -> list[tuple[str, TestProgram]]:
+    """The test programs that could notice a mutant of this file, each with its stage: first those of its concept, which
+    have its name or include its header; then the rest of its folder; then the other folders'."""
+    folder, stem = pathlib.PurePosixPath(file).parent.name, pathlib.PurePosixPath(file).stem
+    header = f"{folder}/{stem}.h"
+
+    def place(program: TestProgram) -> tuple[int, str]:
+        if program.folder != folder:
+            return (4 if header in program.includes else 5), program.name
+        base = program.source.removesuffix("_test")
+        if base == stem:
+            return 0, program.name
+        if base.startswith(stem + "_"):
+            return 1, program.name
+        return (2 if header in program.includes else 3), program.name
+
+    ordered = sorted((place(program), program) for program in programs)
+    return [("concept" if at < 3 else "folder" if at == 3 else "elsewhere", program) for (at, _), program in ordered]
+
+
+class Bench:
+    def __init__(self, root: pathlib.Path):
+        self.root = root
+        self.build = root / "build/debug"
+        self.work = root / "build/mutation"
+        self.work.mkdir(parents=True, exist_ok=True)
+        self.commands = self.read_compile_commands(self.build)
+        self.programs = self.read_programs()
+        self.links: dict[str, list[str]] = {}
+        self.locks: dict[str, threading.Lock] = {}
+        self.lock = threading.Lock()
+        self.running: set[subprocess.Popen[bytes]] = set()
+        self.stopped = False
+        self.digests: dict[tuple[str, int, int], str] = {}
+        self.known_path = self.work / "known.json"
+        try:
+            self.known: dict[str, dict[str, Any]] = json.loads(self.known_path.read_text())
+        except (OSError, ValueError):
+            self.known = {}
+
+    # ---- what the build says
+
+    def read_compile_commands(self, build: pathlib.Path) -> dict[str, list[list[str]]]:
+        """For each source its commands: a file may be compiled for several targets."""
+        try:
+            entries = json.loads((build / "compile_commands.json").read_text())
+        except OSError as error:
+            raise ToolFault(f"{build} holds no build: {error}") from error
+        commands: dict[str, list[list[str]]] = {}
+        for entry in entries:
+            path = pathlib.Path(entry["file"])
+            if path.is_relative_to(self.root):
+                commands.setdefault(str(path.relative_to(self.root)), []).append(shlex.split(entry["command"]))
+        return commands
+
+    def read_programs(self) -> list[TestProgram]:
+        sources = {pathlib.PurePosixPath(file).stem: file for file in self.commands
+                   if re.fullmatch(r"tests/\w+/\w+_test\.cpp", file)}
+        listing = subprocess.run(["ctest", "--show-only=json-v1"], cwd=self.build, capture_output=True, text=True,
+                                 check=True).stdout
+        programs = []
+        for test in json.loads(listing)["tests"]:
+            command = test.get("command", [])
+            executables = [part for part in command if part.endswith(".exe")]
+            stem = pathlib.PurePath(executables[0]).stem if executables else ""
+            if stem not in sources:
+                continue
+            settings = {setting["name"]: setting["value"] for setting in test["properties"]}
+            source = sources[stem]
+            text = (self.root / source).read_text()
+            for header in re.findall(r'#include "(\w+_fixture\.h|\w+/\w+_fixture\.h)"', text):
+                path = self.root / "tests" / header
+                text += path.read_text() if path.exists() else ""
+            programs.append(TestProgram(
+                test["name"], pathlib.PurePosixPath(source).parent.name, stem, stem, command,
+                dict(pair.split("=", 1) for pair in settings.get("ENVIRONMENT", [])),
+                settings.get("WORKING_DIRECTORY", str(self.build)), float(settings.get("TIMEOUT", 180)),
+                set(re.findall(r'#include "([^"]+)"', text))))
+        return programs
+
+    def machine_cases(self) -> list[tuple[str, list[str], dict[str, str], float]]:
+        listing = subprocess.run(["ctest", "--show-only=json-v1"], cwd=self.build, capture_output=True, text=True,
+                                 check=True).stdout
+        cases = []
+        for test in json.loads(listing)["tests"]:
+            if test["name"].startswith("machine."):
+                settings = {setting["name"]: setting["value"] for setting in test["properties"]}
+                cases.append((test["name"], test["command"],
+                              dict(pair.split("=", 1) for pair in settings.get("ENVIRONMENT", [])),
+                              float(settings.get("TIMEOUT", 400))))
+        return cases
+
+    def link_command(self, build: pathlib.Path, target: str) -> list[str]:
+        key = f"{build.name}/{target}"
+        with self.lock:
+            if key not in self.links:
+                lines = subprocess.run(["ninja", "-t", "commands", target], cwd=build, capture_output=True, text=True,
+                                       check=True).stdout.splitlines()
+                self.links[key] = shlex.split(lines[-1].removeprefix(": && ").removesuffix(" && :"))
+            return list(self.links[key])
+
+    # ---- processes
+
+    def call(self, command: list[str], folder: pathlib.Path | str, log: pathlib.Path, limit: float,
+             environment: dict[str, str] | None = None) -> int:
+        """The exit status; 124 when the command did not end within the limit. Its output goes to a file: what a machine
+        leaves running would keep a pipe open."""
+        def confine() -> None:
+            resource.setrlimit(resource.RLIMIT_DATA, (MEMORY_BYTES, MEMORY_BYTES))
+            resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES, FILE_BYTES))
+            resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+        with log.open("wb") as output:
+            if self.stopped:
+                raise KeyboardInterrupt
+            process = subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=output,
+                                       stderr=subprocess.STDOUT, env={**os.environ, **(environment or {})},
+                                       start_new_session=True, preexec_fn=confine)
+            with self.lock:
+                self.running.add(process)
+            try:
+                return process.wait(timeout=limit)
+            except subprocess.TimeoutExpired:
+                self.end(process)
+                return 124
+            finally:
+                with self.lock:
+                    self.running.discard(process)
+
+    @staticmethod
+    def end(process: subprocess.Popen[bytes]) -> None:
+        """Ends a process of ours with its children; its script removes the machine when it may."""
+        for number in (signal.SIGTERM, signal.SIGKILL):
+            try:
+                os.killpg(process.pid, number)
+                process.wait(timeout=30)
+                return
+            except ProcessLookupError:
+                return
+            except subprocess.TimeoutExpired:
+                continue
+
+    def stop(self) -> None:
+        self.stopped = True
+        with self.lock:
+            processes = list(self.running)
+        for process in processes:
+            self.end(process)
+
+    # ---- building
+
+    def compile(self, command: list[str], text: str, file: str, slot: pathlib.Path) -> pathlib.Path | None:
+        """The object file of this text in the place of `file`, or None when it doesn't compile. Warnings are off: a
+        mutant may leave something unused."""
+        source = slot / "source" / pathlib.PurePosixPath(file).name
+        source.parent.mkdir(parents=True, exist_ok=True)
+        source.write_text(text)
+        args = [arg for arg in command if arg != "-Werror"]
+        output = args[args.index("-o") + 1]
+        item = slot / "objects" / output.replace("/", "_") / pathlib.PurePath(output).name
+        item.parent.mkdir(parents=True, exist_ok=True)
+        item.unlink(missing_ok=True)
+        args[args.index("-o") + 1] = str(item)
+        args[args.index("-c") + 1] = str(source)
+        args += ["-w", "-g0", "-iquote", str((self.root / file).parent)]
+        build = self.build if str(self.root / "build/release") not in " ".join(args) else self.root / "build/release"
+        status = self.call(args, build, slot / "compile.log", 300)
+        return item if status == 0 and item.exists() else None
+
+    @staticmethod
+    def output_of(command: list[str]) -> str:
+        return command[command.index("-o") + 1]
+
+    @staticmethod
+    def archive_of(output: str) -> str:
+        """The library that holds an object file of CMake's."""
+        parts = re.match(r"(.*)/CMakeFiles/([^/]+)\.dir/", output)
+        return f"{parts[1]}/lib{parts[2]}.a" if parts else ""
+
+    def link(self, link: list[str], commands: list[list[str]], text: str, file: str, slot: pathlib.Path,
+             build: pathlib.Path, objects: dict[str, pathlib.Path | None]) -> pathlib.Path | None:
+        """Links a program with this text in the place of `file`; None when the text doesn't compile. `objects` keeps what has been compiled."""
+        args = [arg for arg in link if "--out-implib" not in arg]
+        for command in commands:
+            output = self.output_of(command)
+            archive = self.archive_of(output)
+            if output not in args and archive not in args:
+                continue
+            if output not in objects:
+                objects[output] = self.compile(command, text, file, slot)
+            item = objects[output]
+            if item is None:
+                return None
+            if output in args:
+                args = [str(item) if arg == output else arg for arg in args]
+            else:
+                changed = slot / "libraries" / pathlib.PurePath(archive).name
+                if not changed.exists():
+                    changed.parent.mkdir(parents=True, exist_ok=True)
+                    shutil.copy(build / archive, changed)
+                    archiver = link[0].replace("g++-posix", "ar")
+                    if self.call([archiver, "r", str(changed), str(item)], build, slot / "link.log", 60) != 0:
+                        raise ToolFault(f"{archiver} could not put {item.name} into {archive}")
+                args = [str(changed) if arg == archive else arg for arg in args]
+            program = slot / "programs" / pathlib.PurePath(args[args.index("-o") + 1]).name
+            program.parent.mkdir(parents=True, exist_ok=True)
+            args[args.index("-o") + 1] = str(program)
+            if self.call([*args, "-s"], build, slot / "link.log", 300) != 0:
+                return None
+            return program
+        return None
+
+    # ---- what is known of the unchanged programs
+
+    def unchanged(self, program: TestProgram) -> float:
+        """How long the program takes as it stands. It has to pass: else every mutant would seem to be noticed."""
+        def measure() -> float:
+            log = self.work / f"{program.name}.log"
+            started = time.monotonic()
+            status = self.call(program.command, program.work_folder, log, program.limit + 60,
+                               {**program.environment, "BENCH_TIMEOUT": str(int(program.limit))})
+            if status != 0:
+                raise ToolFault(f"{program.name} fails without a mutant (exit status {status}): see {log}")
+            return round(time.monotonic() - started, 2)
+
+        return float(self.recall(f"time of {program.name}", self.digest_of(program), measure))
+
+    def members(self, program: TestProgram) -> set[str]:
+        """The object files that the program has taken from libraries or holds itself, such as registry.cpp.obj."""
+        def trace() -> list[str]:
+            folder = self.work / "members" / program.target
+            folder.mkdir(parents=True, exist_ok=True)
+            args = [arg for arg in self.link_command(self.build, program.target) if "--out-implib" not in arg]
+            args[args.index("-o") + 1] = str(folder / f"{program.target}.exe")
+            if self.call([*args, "-s", "-Wl,-t,-t"], self.build, folder / "link.log", 300) != 0:
+                raise ToolFault(f"{program.target} can't be linked: see {folder}/link.log")
+            text = (folder / "link.log").read_text(errors="replace")
+            (folder / f"{program.target}.exe").unlink()
+            return sorted(set(re.findall(r"([^()/\s]+\.cpp\.obj)\)?$", text, re.MULTILINE)))
+
+        return set(self.recall(f"members of {program.target}", self.digest_of(program), trace))
+
+    def has(self, program: TestProgram, file: str) -> bool:
+        return pathlib.PurePosixPath(file).name + ".obj" in self.members(program)
+
+    def control(self, file: str, text: str) -> dict[str, str]:
+        """Takes the unchanged file the whole way of a mutant, and returns the digests of its object files. The first program
+        that has it must pass: else it would be the way that is noticed."""
+        def take() -> dict[str, str]:
+            slot = self.work / "control" / file.replace("/", "_")
+            shutil.rmtree(slot, ignore_errors=True)
+            slot.mkdir(parents=True)
+            objects: dict[str, pathlib.Path | None] = {}
+            program = next((program for _, program in programs_for(file, self.programs) if self.has(program, file)), None)
+            if program is None:
+                return {}
+            executable = self.link(self.link_command(self.build, program.target), self.commands[file], text, file, slot,
+                                   self.build, objects)
+            if executable is None:
+                raise ToolFault(f"{file} can't be built unchanged: see {slot}")
+            if self.run(program, executable, slot, self.unchanged(program))[0] != 0:
+                raise ToolFault(f"{program.name} fails when {file} is built unchanged: see {slot}/run.log")
+            digests = {output: hashlib.sha256(item.read_bytes()).hexdigest() for output, item in objects.items() if item}
+            shutil.rmtree(slot)
+            return digests
+
+        made = hashlib.sha256(text.encode())
+        for command in self.commands[file]:
+            made.update(shlex.join(command).encode())
+        for header in sorted(self.root.glob("src/**/*.h")):
+            made.update(header.read_bytes())
+        return dict(self.recall(f"objects of {file}", made.hexdigest(), take))
+
+    def recall(self, key: str, digest: str, find: Callable[[], Any]) -> Any:
+        """What was found when what it depends on was the same, or else what `find` finds now."""
+        with self.lock:
+            lock = self.locks.setdefault(key, threading.Lock())
+        with lock:
+            entry = self.known.get(key)
+            if entry is None or entry["digest"] != digest:
+                entry = {"digest": digest, "value": find()}
+                with self.lock:
+                    self.known[key] = entry
+                    temporary = self.known_path.with_suffix(".new")
+                    temporary.write_text(json.dumps(self.known, indent=1))
+                    temporary.replace(self.known_path)
+            return entry["value"]
+
+    def digest_of(self, program: TestProgram) -> str:
+        executable = next(part for part in program.command if part.endswith(".exe"))
+        stamp = pathlib.Path(executable).stat()
+        key = (executable, stamp.st_mtime_ns, stamp.st_size)
+        with self.lock:
+            if key not in self.digests:
+                self.digests[key] = hashlib.sha256(pathlib.Path(executable).read_bytes()).hexdigest()
+            return self.digests[key]
+
+    # ---- running
+
+    def run(self, program: TestProgram, executable: pathlib.Path, slot: pathlib.Path, seconds: float,
+            *arguments: str) -> tuple[int, list[str]]:
+        """Exit status and failed tests of a program; 124 when it took too long."""
+        limit = int(min(4 * seconds + GRACE_SECONDS, program.limit))
+        command = [str(executable) if part.endswith(".exe") else part for part in program.command]
+        if command[0].endswith("run_on_machine.sh"):
+            command += ["--gtest_fail_fast", *arguments]
+        log = slot / "run.log"
+        status = self.call(command, program.work_folder, log, limit + 60,
+                           {**program.environment, "BENCH_TIMEOUT": str(limit)})
+        return status, failed_tests(log.read_text(errors="replace"))
+
+    def judge(self, mutant: Mutant, slot: pathlib.Path, stages: tuple[str, ...], every: bool = False) -> Verdict:
+        """Builds the mutant and runs the programs that could notice it, up to the first that does, or all of them."""
+        started = time.monotonic()
+        verdict = Verdict(mutant)
+        shutil.rmtree(slot, ignore_errors=True)
+        slot.mkdir(parents=True)
+        text = (self.root / mutant.file).read_text()
+        digests = self.control(mutant.file, text)
+        try:
+            self.judge_on_programs(verdict, mutant.applied(text), slot, stages, digests, every)
+            if verdict.outcome == "survived" and "machine" in stages:
+                self.judge_on_machines(verdict, mutant.applied(text), slot, every)
+        finally:
+            verdict.seconds = round(time.monotonic() - started, 1)
+            shutil.rmtree(slot / "programs", ignore_errors=True)
+            shutil.rmtree(slot / "libraries", ignore_errors=True)
+        return verdict
+
+    def judge_on_programs(self, verdict: Verdict, text: str, slot: pathlib.Path, stages: tuple[str, ...],
+                          digests: dict[str, str], every: bool) -> None:
+        file = verdict.mutant.file
+        objects: dict[str, pathlib.Path | None] = {}
+        for stage, program in programs_for(file, self.programs):
+            if stage not in stages or not self.has(program, file):
+                continue
+            executable = self.link(self.link_command(self.build, program.target), self.commands[file], text, file, slot,
+                                   self.build, objects)
+            if executable is None:
+                verdict.outcome = "not compiled"
+                return
+            if all(item and hashlib.sha256(item.read_bytes()).hexdigest() == digests.get(output)
+                   for output, item in objects.items()):
+                verdict.outcome = "same code"
+                return
+            self.let_notice(verdict, stage, program, executable, slot)
+            if verdict.outcome != "survived" and not every:
+                return
+        if not objects:
+            # No program of these stages has anything of the file; whether it compiles is still to be known.
+            if self.compile(self.commands[file][0], text, file, slot) is None:
+                verdict.outcome = "not compiled"
+
+    def let_notice(self, verdict: Verdict, stage: str, program: TestProgram, executable: pathlib.Path,
+                   slot: pathlib.Path) -> None:
+        seconds = self.unchanged(program)
+        status, failed = self.run(program, executable, slot, seconds)
+        verdict.programs_run += 1
+        if status == 0:
+            return
+        if status == 124:
+            outcome = "timeout"
+        else:
+            outcome = "noticed"
+            # What fails once may be a busy machine's doing.
+            again = self.run(program, executable, slot, seconds, *([f"--gtest_filter={failed[0]}"] if failed else []))
+            if again[0] == 0:
+                again = self.run(program, executable, slot, seconds)
+            if again[0] == 0:
+                verdict.unsteady.append(failed[0] if failed else program.name)
+                return
+        if verdict.outcome == "survived":
+            verdict.outcome, verdict.stage, verdict.program = outcome, stage, program.name
+        verdict.tests += failed or [program.name]
+
+    def judge_on_machines(self, verdict: Verdict, text: str, slot: pathlib.Path, every: bool) -> None:
+        """Whole-machine runs of the shipped executable, built with the mutant."""
+        file = verdict.mutant.file
+        release = self.root / "build/release"
+        commands = self.read_compile_commands(release).get(file, [])
+        shutil.rmtree(slot / "libraries", ignore_errors=True)
+        executable = self.link(self.link_command(release, "ORVCleanupUtility.exe"), commands, text, file, slot, release, {})
+        if executable is None:
+            raise ToolFault(f"the release executable can't be linked with {file}: see {slot}")
+        for name, command, environment, limit in self.machine_cases():
+            status = self.call(command, self.build, slot / "run.log", limit, {**environment, "ORV_PROGRAM": str(executable)})
+            verdict.programs_run += 1
+            if status == 0:
+                continue
+            if verdict.outcome == "survived":
+                verdict.outcome = "timeout" if status == 124 else "noticed"
+                verdict.stage, verdict.program = "machine", name
+            verdict.tests.append(name)
+            if not every:
+                return
+
+
+def failed_tests(output: str) -> list[str]:
+    """The failed tests of a GoogleTest program; when it died, the one that it was at."""
+    failed = list(dict.fromkeys(re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)))
+    started = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
+    ended = re.findall(r"^\[(?:       OK |  FAILED  |  SKIPPED )\] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
+    if not failed and started and started[-1] not in ended:
+        failed = [started[-1]]
+    return failed
