@@ -1,5 +1,5 @@
-# mutation_bench - builds a mutant and runs the test programs that could notice it. Takes the compile and link commands, the
-# test programs and their settings from the debug build that stands, and writes into folders of its own below
+# mutation_bench - builds a mutant and runs the test programs that could notice it. Takes the compile and link commands,
+# the test programs and their settings from the debug build that stands, and writes into folders of its own below
 # build/mutation: the checkout and the build stay as they are, also when a run is killed.
 from __future__ import annotations
 
@@ -213,7 +213,8 @@ class Bench:
 
     # ---- building
 
-    def compile(self, command: list[str], text: str, file: str, slot: pathlib.Path) -> pathlib.Path | None:
+    def compile(self, command: list[str], text: str, file: str, slot: pathlib.Path,
+                build: pathlib.Path) -> pathlib.Path | None:
         """The object file of this text in the place of `file`, or None when it doesn't compile. Warnings are off: a
         mutant may leave something unused."""
         source = slot / "source" / pathlib.PurePosixPath(file).name
@@ -227,7 +228,6 @@ class Bench:
         args[args.index("-o") + 1] = str(item)
         args[args.index("-c") + 1] = str(source)
         args += ["-w", "-g0", "-iquote", str((self.root / file).parent)]
-        build = self.build if str(self.root / "build/release") not in " ".join(args) else self.root / "build/release"
         status = self.call(args, build, slot / "compile.log", 300)
         return item if status == 0 and item.exists() else None
 
@@ -243,7 +243,8 @@ class Bench:
 
     def link(self, link: list[str], commands: list[list[str]], text: str, file: str, slot: pathlib.Path,
              build: pathlib.Path, objects: dict[str, pathlib.Path | None]) -> pathlib.Path | None:
-        """Links a program with this text in the place of `file`; None when the text doesn't compile. `objects` keeps what has been compiled."""
+        """Links a program with this text in the place of `file`; None when the text doesn't compile. `objects` keeps
+        what has been compiled."""
         args = [arg for arg in link if "--out-implib" not in arg]
         for command in commands:
             output = self.output_of(command)
@@ -251,7 +252,7 @@ class Bench:
             if output not in args and archive not in args:
                 continue
             if output not in objects:
-                objects[output] = self.compile(command, text, file, slot)
+                objects[output] = self.compile(command, text, file, slot, build)
             item = objects[output]
             if item is None:
                 return None
@@ -308,14 +309,15 @@ class Bench:
         return pathlib.PurePosixPath(file).name + ".obj" in self.members(program)
 
     def control(self, file: str, text: str) -> dict[str, str]:
-        """Takes the unchanged file the whole way of a mutant, and returns the digests of its object files. The first program
-        that has it must pass: else it would be the way that is noticed."""
+        """Takes the unchanged file the whole way of a mutant, and returns the digests of its object files. The first
+        program that has it must pass: else it would be the way that is noticed."""
         def take() -> dict[str, str]:
             slot = self.work / "control" / file.replace("/", "_")
             shutil.rmtree(slot, ignore_errors=True)
             slot.mkdir(parents=True)
             objects: dict[str, pathlib.Path | None] = {}
-            program = next((program for _, program in programs_for(file, self.programs) if self.has(program, file)), None)
+            program = next((candidate for _, candidate in programs_for(file, self.programs)
+                            if self.has(candidate, file)), None)
             if program is None:
                 return {}
             executable = self.link(self.link_command(self.build, program.target), self.commands[file], text, file, slot,
@@ -324,7 +326,7 @@ class Bench:
                 raise ToolFault(f"{file} can't be built unchanged: see {slot}")
             if self.run(program, executable, slot, self.unchanged(program))[0] != 0:
                 raise ToolFault(f"{program.name} fails when {file} is built unchanged: see {slot}/run.log")
-            digests = {output: hashlib.sha256(item.read_bytes()).hexdigest() for output, item in objects.items() if item}
+            digests = {output: digest_of_file(item) for output, item in objects.items() if item}
             shutil.rmtree(slot)
             return digests
 
@@ -356,7 +358,7 @@ class Bench:
         key = (executable, stamp.st_mtime_ns, stamp.st_size)
         with self.lock:
             if key not in self.digests:
-                self.digests[key] = hashlib.sha256(pathlib.Path(executable).read_bytes()).hexdigest()
+                self.digests[key] = digest_of_file(pathlib.Path(executable))
             return self.digests[key]
 
     # ---- running
@@ -403,8 +405,7 @@ class Bench:
             if executable is None:
                 verdict.outcome = "not compiled"
                 return
-            if all(item and hashlib.sha256(item.read_bytes()).hexdigest() == digests.get(output)
-                   for output, item in objects.items()):
+            if all(item and digest_of_file(item) == digests.get(output) for output, item in objects.items()):
                 verdict.outcome = "same code"
                 return
             self.let_notice(verdict, stage, program, executable, slot)
@@ -412,7 +413,7 @@ class Bench:
                 return
         if not objects:
             # No program of these stages has anything of the file; whether it compiles is still to be known.
-            if self.compile(self.commands[file][0], text, file, slot) is None:
+            if self.compile(self.commands[file][0], text, file, slot, self.build) is None:
                 verdict.outcome = "not compiled"
 
     def let_notice(self, verdict: Verdict, stage: str, program: TestProgram, executable: pathlib.Path,
@@ -443,11 +444,13 @@ class Bench:
         release = self.root / "build/release"
         commands = self.read_compile_commands(release).get(file, [])
         shutil.rmtree(slot / "libraries", ignore_errors=True)
-        executable = self.link(self.link_command(release, "ORVCleanupUtility.exe"), commands, text, file, slot, release, {})
+        executable = self.link(self.link_command(release, "ORVCleanupUtility.exe"), commands, text, file, slot, release,
+                               {})
         if executable is None:
             raise ToolFault(f"the release executable can't be linked with {file}: see {slot}")
         for name, command, environment, limit in self.machine_cases():
-            status = self.call(command, self.build, slot / "run.log", limit, {**environment, "ORV_PROGRAM": str(executable)})
+            status = self.call(command, self.build, slot / "run.log", limit,
+                               {**environment, "ORV_PROGRAM": str(executable)})
             verdict.programs_run += 1
             if status == 0:
                 continue
@@ -457,6 +460,10 @@ class Bench:
             verdict.tests.append(name)
             if not every:
                 return
+
+
+def digest_of_file(path: pathlib.Path) -> str:
+    return hashlib.sha256(path.read_bytes()).hexdigest()
 
 
 def failed_tests(output: str) -> list[str]:

@@ -1,6 +1,6 @@
-# mutation_points - where the product's source can be changed on purpose, and into what. Reads the text of one .cpp file as
-# tokens, so that comments, preprocessor lines, attributes and static assertions are left alone. It leans on the project's
-# formatting: an operator with two operands has a space on each side, a template's angle bracket has not.
+# mutation_points - where the product's source can be changed on purpose, and into what. Reads the text of one .cpp file
+# as tokens, so that comments, preprocessor lines, attributes and static assertions are left alone. It leans on the
+# project's formatting: an operator with two operands has a space on each side, a template's angle bracket has not.
 from __future__ import annotations
 
 import hashlib
@@ -66,11 +66,13 @@ ASSIGNMENTS = {"=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>="
 LOG_CALLS = {"LogDebug": "LogError", "LogError": "LogDebug"}
 
 # What begins a statement that is no call and no assignment.
-KEYWORDS = {"if", "for", "while", "switch", "do", "try", "catch", "case", "default", "else", "using", "typedef", "struct",
-            "class", "enum", "namespace", "template", "goto", "const", "constexpr", "static", "auto", "extern", "return",
-            "throw", "break", "continue", "static_assert", "public", "private", "protected", "friend", "new", "delete"}
+KEYWORDS = {"if", "for", "while", "switch", "do", "try", "catch", "case", "default", "else", "using", "typedef",
+            "struct", "class", "enum", "namespace", "template", "goto", "const", "constexpr", "static", "auto",
+            "extern", "return", "throw", "break", "continue", "static_assert", "public", "private", "protected", "friend",
+            "new", "delete"}
 # What may stand before a function's return type, and says nothing about it.
-SPECIFIERS = {"static", "inline", "constexpr", "virtual", "explicit", "friend", "extern", "CALLBACK", "WINAPI", "APIENTRY"}
+SPECIFIERS = {"static", "inline", "constexpr", "virtual", "explicit", "friend", "extern", "CALLBACK", "WINAPI",
+              "APIENTRY"}
 CLOSING = {"(": ")", "[": "]", "{": "}"}
 
 
@@ -87,15 +89,15 @@ def tokens_of(text: str) -> list[Token]:
 
 
 def constants_of(texts: Iterable[str]) -> dict[str, str]:
-    """For each named constant of these files another that may stand in its place: of the platform's names one with the same
-    first word, of our kNames one of the same file and type, of enumerators one of the same type. The key of an enumerator
-    is Type::Name."""
+    """For each named constant of these files another that may stand in its place: of the platform's names one with the
+    same first word, of our kNames one of the same file and type, of enumerators one of the same type. The key of an
+    enumerator is Type::Name."""
     families: dict[str, list[str]] = {}
     for number, text in enumerate(texts):
         tokens = tokens_of(text)
         for index, token in enumerate(tokens):
             following = tokens[index + 1] if index + 1 < len(tokens) else token
-            if token.kind == "name" and re.fullmatch(r"[A-Z][A-Z0-9]*(_[A-Z0-9]+)+", token.text) and following.kind != "name":
+            if is_platform_name(token) and following.kind != "name":
                 families.setdefault(token.text.split("_")[0] + "_", []).append(token.text)
             elif token.text == "constexpr":
                 of_type, name = definition(tokens, index + 1)
@@ -109,6 +111,10 @@ def constants_of(texts: Iterable[str]) -> dict[str, str]:
         ring = sorted(set(members)) if family.endswith("_") else list(dict.fromkeys(members))
         others.update({name: ring[(at + 1) % len(ring)] for at, name in enumerate(ring) if name and len(ring) > 1})
     return others
+
+
+def is_platform_name(token: Token) -> bool:
+    return token.kind == "name" and re.fullmatch(r"[A-Z][A-Z0-9]*(_[A-Z0-9]+)+", token.text) is not None
 
 
 def definition(tokens: list[Token], index: int) -> tuple[str, str]:
@@ -237,12 +243,12 @@ class Finder:
     def scope_of(self, index: int) -> Scope:
         before = self.at(index - 1)
         if self.in_code():
-            if before == "]" or (before in (")", "mutable", "noexcept") and self.is_lambda(index)) or self.has_arrow(index):
+            if before == "]" or self.is_lambda(index) or self.has_arrow(index):
                 return Scope("lambda")
             block = before in (")", "else", "do", "try", "{", "}", ";", ":")
             return Scope("block" if block else "list")
         if self.scopes[-1].kind in ("list", "enum"):
-            return Scope("lambda" if before == "]" or (before == ")" and self.is_lambda(index)) else "list")
+            return Scope("lambda" if before == "]" or self.is_lambda(index) else "list")
         head = self.head_of(index)
         words = [token.text for token in head]
         if words[:1] == ["namespace"] or words[:1] == ["extern"] and len(words) == 2:
@@ -345,8 +351,8 @@ class Finder:
 
     def block_braces(self, opened: int) -> bool:
         before = self.at(opened - 1)
-        return before in (")", "]", "else", "do", "try", ";", "{", "}", ":", "const", "noexcept", "override", "mutable") \
-            or self.has_arrow(opened)
+        return before in (")", "]", "else", "do", "try", ";", "{", "}", ":", "const", "noexcept", "override",
+                          "mutable") or self.has_arrow(opened)
 
     def inside_parentheses(self, index: int) -> bool:
         """Whether the semicolon before index parts the head of a for."""
@@ -407,7 +413,7 @@ class Finder:
 
     def is_call_or_assignment(self, index: int, last: int) -> bool:
         """A chain of names, members, calls and indices that ends the statement or is assigned to."""
-        if self.tokens[index].text in KEYWORDS or (self.tokens[index].kind != "name" and self.at(index) not in ("::", "*")):
+        if self.at(index) in KEYWORDS or (self.tokens[index].kind != "name" and self.at(index) not in ("::", "*")):
             return False
         if self.at(index) == "*":
             index += 1
@@ -551,7 +557,9 @@ class Finder:
             return  # a type
         if self.at(index - 1) == "::" and f"{self.at(index - 2)}::{text}" in self.constants:
             name = f"{self.at(index - 2)}::{text}"
-        if name not in self.constants or not (self.in_code() or self.scopes[-1].kind == "list" or self.initialises(index)):
+        if name not in self.constants:
+            return
+        if not (self.in_code() or self.scopes[-1].kind == "list" or self.initialises(index)):
             return
         other = self.constants[name]
         short = other.split("::")[-1] if "::" in name else other
