@@ -266,6 +266,21 @@ class Runs(unittest.TestCase):
     def test_a_run_ends_with_its_mutants(self):
         self.assertEqual(self.judged(["noticed", "noticed"], 5, 2), ["noticed", "noticed"])
 
+    def test_a_run_goes_on_with_earlier_verdicts_of_the_same_sources(self):
+        found = mutants(in_function("a = b; c = b;"))[:3]
+        arguments = argparse.Namespace(seed=1, elsewhere=False, machine=False)
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "run.json"
+            self.assertEqual(mutate.read_verdicts(path, found, "digest"), {})
+            path.write_text(mutate.as_json(arguments, [Verdict(found[0], "noticed", "concept", "p")], 0, "digest"))
+            earlier = mutate.read_verdicts(path, found, "digest")
+            with self.assertRaises(ToolFault):
+                mutate.read_verdicts(path, found, "other")
+        bench = FakeBench({found[1]: "survived", found[2]: "noticed"})
+        run = mutate.Run(bench, found, 3, 1, ("concept",), False, earlier)
+        self.assertEqual([verdict.outcome for verdict in run.results()], ["noticed", "survived", "noticed"])
+        self.assertEqual(bench.judged, found[1:])
+
     def test_a_fault_of_the_tool_ends_the_run(self):
         found = mutants(in_function("a = b;"))
         run = mutate.Run(FakeBench({}), found, 2, 2, ("concept",), False)
