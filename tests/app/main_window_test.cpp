@@ -255,3 +255,10 @@ TEST(ApplicationManifest, AsksForAnAdministratorForTheScreensOwnDensityAndForThe
     EXPECT_NE(manifest.find(part), std::string::npos) << part;
   }
 }
+
+TEST_F(MainWindow, WhatItHasDealtWithIsAnsweredWithZero) {
+  EXPECT_EQ(::SendMessageW(window, WM_COMMAND, 104, 0), 0);
+  EXPECT_EQ(::SendMessageW(window, WM_PAINT, 0, 0), 0);
+  EXPECT_EQ(::SendMessageW(window, WM_DESTROY, 0, 0), 0);
+  EXPECT_EQ(::SendMessageW(window, WM_COMMAND, 105, 0), 0);
+}

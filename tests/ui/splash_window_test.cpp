@@ -476,3 +476,29 @@ TEST_F(Splash, TwoInARowWork) {
   open();
   EXPECT_EQ(nextDots(1).size(), 1u);
 }
+
+namespace {
+
+std::vector<HDC> takenContexts;
+std::vector<HDC> releasedContexts;
+
+}  // namespace
+
+LINK_SEAM(HDC, GetDC, (HWND control)) {
+  const HDC context = realFunction<decltype(&::GetDC)>(L"user32.dll", "GetDC")(control);
+  record(takenContexts, context);
+  return context;
+}
+
+LINK_SEAM(int, ReleaseDC, (HWND control, HDC context)) {
+  record(releasedContexts, context);
+  return realFunction<decltype(&::ReleaseDC)>(L"user32.dll", "ReleaseDC")(control, context);
+}
+
+TEST_F(Splash, DeviceContextOfTheFontsIsGivenBack) {
+  takenContexts.clear();
+  releasedContexts.clear();
+  open();
+  EXPECT_EQ(recorded(takenContexts).size(), 1u);
+  EXPECT_EQ(recorded(releasedContexts), recorded(takenContexts));
+}
