@@ -265,6 +265,16 @@ TEST_F(UpdateCache, ReadingThatBreaksOffRaises) {
   EXPECT_EQ(listed.size(), 1u);
 }
 
+TEST_F(UpdateCache, FileThatOthersHaveOpenForAllThatTheyShareIsInspected) {
+  const std::wstring file = largePackage(L"package.cab", "");
+  const FileHandle user(::CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+  ASSERT_TRUE(user);
+  EXPECT_THAT(sweep(), IsEmpty());
+  EXPECT_THAT(listed, ElementsAre(file));
+}
+
 int main(int argumentCount, char** arguments) {
   if (const auto exitCode = runAsChild(argumentCount, arguments)) {
     return *exitCode;
