@@ -193,13 +193,15 @@ class Bench:
 
     @staticmethod
     def end(process: subprocess.Popen[bytes]) -> None:
-        """Ends a process of ours with its children; its script removes the machine when it may."""
+        """Ends a process of ours with all of its session; the script then removes the machine."""
         for number in (signal.SIGTERM, signal.SIGKILL):
+            for member in session_members(process.pid):
+                try:
+                    os.kill(member, number)
+                except ProcessLookupError:
+                    pass
             try:
-                os.killpg(process.pid, number)
                 process.wait(timeout=30)
-                return
-            except ProcessLookupError:
                 return
             except subprocess.TimeoutExpired:
                 continue
@@ -460,6 +462,19 @@ class Bench:
             verdict.tests.append(name)
             if not every:
                 return
+
+
+def session_members(leader: int) -> list[int]:
+    """The processes of a session, its leader last. `timeout` has a process group of its own, but the same session."""
+    members = []
+    for entry in pathlib.Path("/proc").glob("[0-9]*/stat"):
+        try:
+            session = int(entry.read_text().rpartition(")")[2].split()[3])
+        except (OSError, IndexError, ValueError):
+            continue  # it has ended
+        if session == leader:
+            members.append(int(entry.parent.name))
+    return sorted(members, key=lambda member: member == leader)
 
 
 def digest_of_file(path: pathlib.Path) -> str:

@@ -68,8 +68,8 @@ LOG_CALLS = {"LogDebug": "LogError", "LogError": "LogDebug"}
 # What begins a statement that is no call and no assignment.
 KEYWORDS = {"if", "for", "while", "switch", "do", "try", "catch", "case", "default", "else", "using", "typedef",
             "struct", "class", "enum", "namespace", "template", "goto", "const", "constexpr", "static", "auto",
-            "extern", "return", "throw", "break", "continue", "static_assert", "public", "private", "protected", "friend",
-            "new", "delete"}
+            "extern", "return", "throw", "break", "continue", "static_assert", "public", "private", "protected",
+            "friend", "new", "delete"}
 # What may stand before a function's return type, and says nothing about it.
 SPECIFIERS = {"static", "inline", "constexpr", "virtual", "explicit", "friend", "extern", "CALLBACK", "WINAPI",
               "APIENTRY"}

@@ -5,15 +5,18 @@ import argparse
 import importlib.machinery
 import importlib.util
 import pathlib
+import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(ROOT / "tools"))
-from mutation_bench import TestProgram as Program, ToolFault, Verdict, failed_tests, programs_for  # noqa: E402
+from mutation_bench import (Bench, TestProgram as Program, ToolFault, Verdict, failed_tests,  # noqa: E402
+                            programs_for, session_members)
 from mutation_points import Mutant, constants_of, mutants_of, tokens_of  # noqa: E402
 
 loader = importlib.machinery.SourceFileLoader("mutate", str(ROOT / "tools/mutate"))
@@ -295,6 +298,19 @@ class Runs(unittest.TestCase):
         self.assertEqual(lines[0], "3 mutants, 2 noticed (66.7 %), 1 survived")
         self.assertEqual(lines[1], "left out: 1 not compiled, 0 of the same code, 5 explained")
         self.assertEqual(lines[2], "noticed by concept: 1, folder: 1; by their time limit: 1")
+
+
+class Processes(unittest.TestCase):
+    def test_a_session_is_ended_with_the_process_groups_in_it(self):
+        script = "trap 'exit 7' TERM; timeout 60 sleep 60; exit 8"
+        process = subprocess.Popen(["bash", "-c", script], stderr=subprocess.DEVNULL, start_new_session=True)
+        deadline = time.monotonic() + 30
+        while len(session_members(process.pid)) < 3 and time.monotonic() < deadline:
+            time.sleep(0.01)
+        self.assertEqual(len(session_members(process.pid)), 3)
+        Bench.end(process)
+        self.assertEqual(process.returncode, 7)
+        self.assertEqual(session_members(process.pid), [])
 
 
 class Equivalent(unittest.TestCase):
