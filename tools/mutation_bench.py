@@ -465,7 +465,7 @@ class Bench:
 
 
 def session_members(leader: int) -> list[int]:
-    """The processes of a session, its leader last. `timeout` has a process group of its own, but the same session."""
+    """The processes of a session, its leader first. `timeout` has a process group of its own, but the same session."""
     members = []
     for entry in pathlib.Path("/proc").glob("[0-9]*/stat"):
         try:
@@ -474,7 +474,7 @@ def session_members(leader: int) -> list[int]:
             continue  # it has ended
         if session == leader:
             members.append(int(entry.parent.name))
-    return sorted(members, key=lambda member: member == leader)
+    return sorted(members, key=lambda member: member != leader)
 
 
 def digest_of_file(path: pathlib.Path) -> str:
