@@ -326,3 +326,18 @@ TEST_F(CleanupSequence, ExceptionOfAStageLeavesTheRestUndone) {
   EXPECT_FALSE(valueExists(kVulkanDrivers, L"C:\\a\\orv-vulkan64.json"));
   EXPECT_TRUE(logged("DEBUG -----------Failed Deletion of Driver Files ---------------"));
 }
+
+TEST_F(CleanupSequence, WhatCannotBeDoneStandsOnTheListOfItsKind) {
+  const std::wstring key = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\OrvTest missing";
+  ScrubListData& data = *session.scrubListData;
+  data.Services = {L"OrvMissingService"};
+  data.Shortcuts = {L"OrvMissing\\Missing.lnk"};
+  data.RegistryValues = {key + L"\\Value"};
+  data.RegistryKeys = {key};
+  run();
+  EXPECT_EQ(session.failedServices, data.Services);
+  EXPECT_EQ(session.failedShortcuts, data.Shortcuts);
+  EXPECT_EQ(session.failedRegistryValues, data.RegistryValues);
+  ASSERT_FALSE(session.failedRegistryKeys.empty());
+  EXPECT_EQ(session.failedRegistryKeys.back(), key) << "behind those of the user profiles";
+}

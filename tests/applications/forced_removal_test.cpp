@@ -322,3 +322,17 @@ TEST_F(CachedPackage, GoesAsAFileAndNeverAsAFolderWithContents) {
   EXPECT_FALSE(pathExists(file));
   EXPECT_TRUE(pathExists(inFolder));
 }
+
+// A path is shortened before it is looked up, so that a code with a way up in it means another folder.
+TEST_F(IconFolder, IsNoOtherThatTheTextLeadsTo) {
+  plantIconFolder(L"neighbour");
+  plantIconFolder(L"neighbour}");
+  const std::vector<std::string> before = snapshot(kInstallerFolder);
+  for (const wchar_t* text : {L"{\\..\\neighbour", L"{a\\..\\neighbour}", L"{/../neighbour", L"{a/..\\neighbour}",
+                              L"{\\.\\..\\neighbour\\", L"{\\.."}) {
+    plantWithUninstallString(text);
+    ForceRemoveProduct(kName);
+    EXPECT_EQ(snapshot(kInstallerFolder), before) << text;
+    EXPECT_FALSE(productStands()) << text;
+  }
+}
