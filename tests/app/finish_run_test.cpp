@@ -461,3 +461,25 @@ TEST_F(FinishRun, RestartIsGivenUpWithoutThePrivilege) {
   EXPECT_EQ(adjustments.size(), 1u);
   EXPECT_TRUE(restarts.empty());
 }
+
+namespace {
+
+std::vector<REGSAM> softwareAccess;  // the rights that HKEY_LOCAL_MACHINE\SOFTWARE was opened with
+
+}  // namespace
+
+LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY key, LPCWSTR subkey, DWORD options, REGSAM access, PHKEY result)) {
+  if (key == HKEY_LOCAL_MACHINE && subkey && std::wstring(subkey) == L"SOFTWARE") {
+    softwareAccess.push_back(access);
+  }
+  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(key, subkey, options, access,
+                                                                                    result);
+}
+
+TEST_F(FinishRun, MarkerIsWrittenWithTheRightsToReadWriteAndCreate) {
+  fileRebootPending = true;
+  softwareAccess.clear();
+  finish();
+  EXPECT_EQ(softwareAccess, (std::vector<REGSAM>{0x2001F}));
+  EXPECT_EQ(readDword(kMarkerKey, L"RebootRequired"), std::optional<DWORD>(1));
+}

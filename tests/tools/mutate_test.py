@@ -290,6 +290,14 @@ class Runs(unittest.TestCase):
         with self.assertRaises(KeyError):
             list(run.results())
 
+    def test_explained_ones_count_as_far_as_the_sample_went(self):
+        found = sorted(mutants(in_function("a = b; " * 6)), key=lambda mutant: mutant.rank(1))
+        judged = found[:3] + found[5:]  # two are explained
+        verdicts = [Verdict(mutant) for mutant in judged]
+        self.assertEqual(mutate.passed_over(found, judged, verdicts[:3], 1), 0)
+        self.assertEqual(mutate.passed_over(found, judged, verdicts[:4], 1), 2)
+        self.assertEqual(mutate.passed_over(found, judged[:3], verdicts[:3], 1), len(found) - 3)
+
     def test_the_summary_counts_only_what_was_judged(self):
         found = mutants(in_function("a = b; " * 4))
         verdicts = [Verdict(found[0], "noticed", "concept"), Verdict(found[1], "timeout", "folder"),
