@@ -3,6 +3,7 @@
 # build/mutation: the checkout and the build stay as they are, also when a run is killed.
 from __future__ import annotations
 
+import fcntl
 import hashlib
 import json
 import os
@@ -25,7 +26,7 @@ MEMORY_BYTES = 4 << 30
 FILE_BYTES = 1 << 30
 # How long a program may take beyond four times what it takes unchanged.
 GRACE_SECONDS = 20
-# Whole-machine runs are limited by their own time limit in the build.
+# Whole-machine runs have their own time limits in the build.
 STAGES = ("concept", "folder", "elsewhere", "machine")
 
 
@@ -88,6 +89,11 @@ class Bench:
         self.build = root / "build/debug"
         self.work = root / "build/mutation"
         self.work.mkdir(parents=True, exist_ok=True)
+        self.alone = (self.work / "lock").open("w")  # until the tool ends: two runs would build in the same folders
+        try:
+            fcntl.flock(self.alone, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except OSError as error:
+            raise ToolFault(f"another run is at work in {self.work}") from error
         self.commands = self.read_compile_commands(self.build)
         self.programs = self.read_programs()
         self.links: dict[str, list[str]] = {}
