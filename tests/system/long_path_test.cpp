@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "system/handles.h"
 
@@ -73,4 +74,34 @@ TEST(SystemPath, LetsALongPathThroughTheFileCalls) {
   EXPECT_NE(::GetFileAttributesW(toSystemPath(file).c_str()), INVALID_FILE_ATTRIBUTES);
   EXPECT_TRUE(::DeleteFileW(toSystemPath(file).c_str()));
   EXPECT_FALSE(pathExists(file));
+}
+
+namespace {
+
+int answersUntilFailure = -1;  // of GetFullPathNameW; -1: it does not fail
+DWORD failedAnswer = 0;
+
+}  // namespace
+
+LINK_SEAM(DWORD, GetFullPathNameW, (LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR* filePart)) {
+  if (answersUntilFailure == 0) {
+    return failedAnswer;
+  }
+  answersUntilFailure -= answersUntilFailure > 0 ? 1 : 0;
+  return realFunction<decltype(&::GetFullPathNameW)>(L"kernel32.dll", "GetFullPathNameW")(path, size, buffer, filePart);
+}
+
+// The current folder may change between the two questions, so that the second answer no longer fits.
+TEST(SystemPath, ThatTheSystemCannotMakeFullIsThePathAsItStands) {
+  const std::wstring path = pathOfLength(300);
+  const struct {
+    int answersUntilFailure;
+    DWORD answer;
+  } rows[] = {{0, 0}, {1, 0}, {1, 301}, {1, 1000}};
+  for (const auto& row : rows) {
+    answersUntilFailure = row.answersUntilFailure;
+    failedAnswer = row.answer;
+    EXPECT_EQ(toSystemPath(path), path) << row.answersUntilFailure << ", " << row.answer;
+  }
+  answersUntilFailure = -1;
 }
