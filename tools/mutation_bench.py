@@ -446,6 +446,16 @@ class Bench:
             verdict.outcome, verdict.stage, verdict.program = outcome, stage, program.name
         verdict.tests += failed or [program.name]
 
+    def prove_unchanged(self, name: str, command: list[str], environment: dict[str, str], limit: float) -> None:
+        """A whole-machine run that fails with the program as it stands says nothing about a mutant."""
+        def run() -> bool:
+            log = self.work / f"{name}.log"
+            if self.call(command, self.build, log, limit, environment) != 0:
+                raise ToolFault(f"{name} fails without a mutant: see {log}")
+            return True
+
+        self.recall(f"run of {name}", digest_of_file(pathlib.Path(environment["ORV_PROGRAM"])), run)
+
     def judge_on_machines(self, verdict: Verdict, text: str, slot: pathlib.Path, every: bool) -> None:
         """Whole-machine runs of the shipped executable, built with the mutant."""
         file = verdict.mutant.file
@@ -462,6 +472,7 @@ class Bench:
             verdict.programs_run += 1
             if status == 0:
                 continue
+            self.prove_unchanged(name, command, environment, limit)
             if verdict.outcome == "survived":
                 verdict.outcome = "timeout" if status == 124 else "noticed"
                 verdict.stage, verdict.program = "machine", name
