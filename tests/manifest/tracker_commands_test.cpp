@@ -180,24 +180,6 @@ TEST(TrackerCommands, UndecidedProgramEndsTheStage) {
   undecided.clear();
 }
 
-TEST(TrackerCommands, TimeoutStaysWithinWhatAWaitCanHold) {
-  constexpr DWORD kUnseen = 12345;
-  const struct {
-    std::int32_t seconds;
-    DWORD milliseconds;
-  } rows[] = {{0, 0},
-              {-1, 0},
-              {std::numeric_limits<std::int32_t>::min(), 0},
-              {4'294'967, 4'294'967'000},
-              {4'294'968, INFINITE - 1},
-              {std::numeric_limits<std::int32_t>::max(), INFINITE - 1}};
-  for (const auto& row : rows) {
-    lastProcessWait = kUnseen;
-    handlePKMTrackerBinaries({{row.seconds, L"/c exit 0", cmd()}});
-    EXPECT_EQ(row.milliseconds, lastProcessWait.load()) << row.seconds;
-  }
-}
-
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
