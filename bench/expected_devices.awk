@@ -21,6 +21,17 @@ function text(data) {
 }
 function parent(path) { return sub(/\\[^\\]*$/, "", path) ? path : "" }
 
+# The best of the device's other drivers whose package stays; they are numbered from the best down.
+function nextDriver(device,    key, number, best) {
+    best = ""
+    for (key in node) {
+        number = substr(key, length(device "\\bench\\drivers\\") + 1)
+        if (index(key, device "\\bench\\drivers\\") != 1 || node[key] in packageGoes) continue
+        if (best == "" || number < best) best = number
+    }
+    return best
+}
+
 function placeOf(what, name) {
     if (what == "device") return enum name
     if (what == "package") return "c:\\windows\\inf\\" name
@@ -85,6 +96,11 @@ pass == 3 && FNR == 1 {
         if (!(node[key] in packageGoes) || device in goes) continue
         goes[key]
         if (key != device "\\bench\\drivers\\" installed[device]) continue
+        number = nextDriver(device)
+        if (number != "") {
+            next_driver[device "\\bench"] = number
+            continue
+        }
         goes[class driver[device]]
         goesValue[device, "Driver"]
         goesValue[device "\\bench", "Installed"]
@@ -101,6 +117,7 @@ hasPart(place, goes) || ($1 == "value" && (place, $3) in goesValue) {
 }
 answer == "changed" && $1 == "value" {
     if (place in hidden && $3 == "Present") print $1, $2, $3, "dword:00000000"
+    if (place in next_driver && $3 == "Installed") print $1, $2, $3, "\"" next_driver[place] "\""
     if (place in driverless && $3 == "Problem") print $1, $2, $3, "dword:0000001c"
     if (place in driverless && $3 == "Status" && sub(/dword:0180200a/, "dword:0180240a")) print
 }

@@ -41,7 +41,7 @@ expect_log_form
 sed '/run silently/a ---------------------CleanUp will restart the machine after running--------------------' \
     "$case_here/expected/stages_everything_listed.txt" >"$work/stages_expected.txt"
 expect_stages "$work/stages_expected.txt"
-expect_logged_prefix "FileOperation::Delete - Mark File[$held] as deleted until reboot, Error Code["
+expect_logged_code "FileOperation::Delete - Mark File[$held] as deleted until reboot, Error Code["
 log_messages | tail -n 1 >"$work/last_message.txt"
 echo 'Reboot is required to finish cleanup.' >"$work/last_expected.txt"
 expect_same "the log's last message" "$work/last_expected.txt" "$work/last_message.txt"

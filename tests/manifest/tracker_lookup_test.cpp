@@ -19,6 +19,7 @@
 #include "manifest/tracker_document.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
+#include "system/registry.h"
 
 using boost::property_tree::ptree_bad_path;
 using ::testing::ElementsAre;
@@ -135,13 +136,14 @@ TEST(InstallManagerEntry, IsAtMost260BytesLong) {
   plantString(kInstallManagerEntry, L"InstallDir", fits + L"gh");
   EXPECT_FALSE(getPkmInstallDir(folder));
 
-  // 130 characters without the terminator fill the 260 bytes.
-  std::vector<BYTE> bytes;
-  for (int character = 0; character < 130; ++character) {
-    bytes.push_back('u');
-    bytes.push_back(0);
-  }
-  plantBinary(kInstallManagerEntry, L"InstallDir", REG_SZ, bytes);
+  // 130 characters without the terminator fill the 260 bytes. The registry adds a zero that it finds behind a text:
+  // here there is none.
+  const std::wstring unterminated(131, L'u');
+  const RegistryKey key =
+      OpenRegistryKey(HKEY_LOCAL_MACHINE, splitRegistryPath(kInstallManagerEntry).second, KEY_WRITE);
+  ASSERT_EQ(
+      ::RegSetValueExW(key.get(), L"InstallDir", 0, REG_SZ, reinterpret_cast<const BYTE*>(unterminated.data()), 260),
+      ERROR_SUCCESS);
   EXPECT_TRUE(getPkmInstallDir(folder));
   EXPECT_EQ(folder, std::wstring(130, L'u'));
   removeKey(kInstallManagerEntry);

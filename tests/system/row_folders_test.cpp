@@ -407,7 +407,8 @@ TEST_F(HeldFolders, AreOpenedOnceForAllTheirRows) {
   }
   openings = 0;
   EXPECT_TRUE(deleteFiles(rows));
-  EXPECT_LE(openings, 2 * kFolders) << "rows in turn from three folders";
+  constexpr int kWindowsFolder = 1;  // looked at once, for what Windows protects
+  EXPECT_LE(openings, 2 * kFolders + kWindowsFolder) << "rows in turn from three folders";
 
   for (const std::wstring& row : rows) {
     folder_.makeFile(row.substr(folder_.path().size() + 1));
@@ -417,5 +418,5 @@ TEST_F(HeldFolders, AreOpenedOnceForAllTheirRows) {
   EXPECT_LE(openings, 2 * (kFolders + 1));
   openings = 0;
   EXPECT_TRUE(deleteFiles(rows));
-  EXPECT_LE(openings, 2 * kFolders);
+  EXPECT_LE(openings, 2 * kFolders + kWindowsFolder);
 }
