@@ -87,12 +87,14 @@ listed_folders_that_stay() {
     done
 }
 
-# expect_only_allowed_changes - what has come or has other details is named in allowed_changes.txt, with the reason.
+# expect_only_allowed_changes [LINE]... - what has come or has other details is named in allowed_changes.txt, with the reason,
+# or in these lines of its form.
 expect_only_allowed_changes() {
+    { cat "$case_here/allowed_changes.txt"; [ $# -eq 0 ] || printf '%s\n' "$@"; } >"$work/allowed_changes.txt"
     {
         snapshot_added "$work/before.tsv" "$work/after.tsv" | sed 's/^/added\t/'
         snapshot_changed "$work/before.tsv" "$work/after.tsv" | sed 's/^/changed\t/'
-    } | awk -F'\t' -f "$case_here/unexplained_changes.awk" "$case_here/allowed_changes.txt" - >"$work/unexplained.txt"
+    } | awk -F'\t' -f "$case_here/unexplained_changes.awk" "$work/allowed_changes.txt" - >"$work/unexplained.txt"
     expect_empty "changes for which there is no reason" "$work/unexplained.txt"
 }
 
