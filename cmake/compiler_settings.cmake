@@ -24,8 +24,8 @@ else()
     $<$<CONFIG:Debug>:-Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread>)
 endif()
 
-# Each line of the log is composed in two buffers of 128 KB on the stack of the thread that writes it. 16 MB leave room
-# for them at every level of the program; threads take the same reserve.
+# Nothing recurses on its input, but the library's matcher of regular expressions takes stack for each character of a name.
+# 16 MB are reserved and not used: room at every level of the program; threads take the same reserve.
 set(STACK_RESERVE_BYTES 16777216)
 if(MSVC)
   target_link_options(project_settings INTERFACE /STACK:${STACK_RESERVE_BYTES})

@@ -6,10 +6,10 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cwchar>
 #include <ctime>
-#include <memory>
 #include <mutex>
 #include <unordered_map>
 
@@ -19,50 +19,59 @@
 
 namespace {
 
-constexpr std::size_t kLineCharacters = 65536;
-constexpr std::size_t kTimeStampCharacters = 16384;
+constexpr std::size_t kLineCharacters = 65536;  // with the terminator
+constexpr std::size_t kTimeStampCharacters = 64;
 
 const std::unordered_map<int, const wchar_t*>& levelNames() {
   static const std::unordered_map<int, const wchar_t*> names = {{0, L"DEBUG"}, {1, L"WARNING"}, {2, L"ERROR"}};
   return names;
 }
 
-// The runtime's own formatter, which reads %s as wide text; the compiler's replacements read it as narrow.
-// `capacity` characters with the terminator; longer text is cut.
-template <std::size_t capacity>
-void formatInto(wchar_t (&buffer)[capacity], const wchar_t* format, va_list arguments) {
-  buffer[capacity - 1] = L'\0';
-  ::_vsnwprintf(buffer, capacity - 1, format, arguments);
-}
-
-template <std::size_t capacity>
-void composeInto(wchar_t (&buffer)[capacity], const wchar_t* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  formatInto(buffer, format, arguments);
-  va_end(arguments);
-}
-
-std::wstring timeStamp() {
-  const std::time_t now = std::time(nullptr);
-  const std::tm* local = std::localtime(&now);
-  const std::tm time = local ? *local : std::tm{};
-  auto text = std::make_unique<wchar_t[]>(kTimeStampCharacters);
-  ::_snwprintf(text.get(), kTimeStampCharacters - 1, L"%04d%c%02d%c%02d-%02d%c%02d%c%02d", time.tm_year + 1900, L':',
-               time.tm_mon + 1, L':', time.tm_mday, time.tm_hour, L':', time.tm_min, L':', time.tm_sec);
-  return text.get();
-}
-
-// A line that was cut ends like any other: its last character gives way to the line feed.
-template <std::size_t capacity>
-void endLine(wchar_t (&line)[capacity]) {
-  const std::size_t length = std::wcslen(line);
-  if (length == 0 || line[length - 1] != L'\n') {
-    const std::size_t end = std::min(length, capacity - 2);
-    line[end] = L'\n';
-    line[end + 1] = L'\0';
+// The local time as the lines tell it. It is worked out anew when a second has passed.
+class TimeStamp {
+ public:
+  const wchar_t* now() {
+    // Not the runtime's own clock function, which may work out the time zone with each call.
+    const std::time_t second = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    if (second != second_ || text_[0] == L'\0') {
+      const std::tm* local = std::localtime(&second);
+      const std::tm time = local ? *local : std::tm{};
+      ::_snwprintf(text_, kTimeStampCharacters - 1, L"%04d%c%02d%c%02d-%02d%c%02d%c%02d", time.tm_year + 1900, L':',
+                   time.tm_mon + 1, L':', time.tm_mday, time.tm_hour, L':', time.tm_min, L':', time.tm_sec);
+      second_ = second;
+    }
+    return text_;
   }
-}
+
+ private:
+  std::time_t second_ = 0;
+  wchar_t text_[kTimeStampCharacters] = {};
+};
+
+// The one buffer in which lines are composed. It is large and hardly ever full, so it is cleared only as far as a line
+// has used it.
+class LineBuffer {
+ public:
+  // Composes a line with its line feed. What does not fit is cut, and the line feed stands last all the same.
+  const wchar_t* compose(const wchar_t* stamp, const wchar_t* level, const wchar_t* format, va_list arguments) {
+    std::fill_n(text_, used_, L'\0');
+    const auto start = static_cast<std::size_t>(::_snwprintf(text_, kLineCharacters - 1, L"Thread Id:%d\t%s\t%s\t",
+                                                             static_cast<int>(::GetCurrentThreadId()), stamp, level));
+    // The runtime's own formatter, which reads %s as wide text; the compiler's replacements read it as narrow. A number
+    // below 0 says that the message was cut or broken off, and then it has no terminator of its own.
+    const int formatted = ::_vsnwprintf(text_ + start, kLineCharacters - 1 - start, format, arguments);
+    used_ =
+        formatted < 0 ? kLineCharacters : std::min(start + static_cast<std::size_t>(formatted) + 2, kLineCharacters);
+    const std::size_t end = std::min(start + std::wcslen(text_ + start), kLineCharacters - 2);
+    text_[end] = L'\n';
+    text_[end + 1] = L'\0';
+    return text_;
+  }
+
+ private:
+  wchar_t text_[kLineCharacters] = {};
+  std::size_t used_ = 0;  // every character behind these is zero
+};
 
 // One character as the C locale writes it, and where that has none for it, as \u and four hexadecimal digits. The
 // runtime's own writing of wide text would end the line there, without its line feed.
@@ -111,13 +120,7 @@ class LogFile {
 
   void write(LogLevel level, const wchar_t* format, va_list arguments) {
     const std::lock_guard<std::mutex> guard(lock_);
-    const std::wstring stamp = timeStamp();
-    wchar_t message[kLineCharacters] = {};
-    formatInto(message, format, arguments);
-    wchar_t line[kLineCharacters] = {};
-    composeInto(line, L"Thread Id:%d\t%s\t%s\t%s\n", static_cast<int>(::GetCurrentThreadId()), stamp.c_str(),
-                levelNames().at(static_cast<int>(level)), message);
-    endLine(line);
+    const wchar_t* line = line_.compose(stamp_.now(), levelNames().at(static_cast<int>(level)), format, arguments);
     if (file_) {
       bytes_.clear();
       for (const wchar_t* unit = line; *unit; ++unit) {
@@ -134,6 +137,8 @@ class LogFile {
 
  private:
   FILE* file_ = nullptr;
+  TimeStamp stamp_;
+  LineBuffer line_;
   std::string bytes_;  // the line as the file gets it; kept for its room
   std::wstring path_;
   std::mutex lock_;

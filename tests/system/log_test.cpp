@@ -337,6 +337,24 @@ TEST(LogLine, HoldsTheBytesOfTheLocale) {
   EXPECT_EQ(log.bytes().substr(kPrefixLength), expected + "\r\n");
 }
 
+TEST(LogLine, HoldsNothingOfTheLinesBefore) {
+  const CapturedLog log;
+  for (const std::size_t length : {std::size_t{200'000}, std::size_t{1'000}}) {
+    LogDebug(L"%s", std::wstring(length, L'x').c_str());
+    LogDebug(L"short");
+    LogDebug(L"ends here%c%s", L'\0', L"and not here");
+    LogDebug(L"");
+  }
+  const std::vector<std::string> lines = log.lines();
+  ASSERT_EQ(lines.size(), 8u);
+  EXPECT_EQ(lines[4], "DEBUG " + std::string(1'000, 'x'));
+  for (const std::size_t first : {std::size_t{1}, std::size_t{5}}) {
+    EXPECT_EQ(lines[first], "DEBUG short");
+    EXPECT_EQ(lines[first + 1], "DEBUG ends here");
+    EXPECT_EQ(lines[first + 2], "DEBUG ");
+  }
+}
+
 TEST(LogLine, OfOneThreadNeverMixesWithThatOfAnother) {
   constexpr int kThreads = 8;
   constexpr int kLines = 100;
