@@ -8,6 +8,7 @@
 
 #include "system/directory_walk.h"
 #include "system/file_operations.h"
+#include "system/handles.h"
 #include "system/log.h"
 #include "system/process_launch.h"
 #include "system/registry.h"
@@ -43,11 +44,36 @@ bool isPattern(const std::wstring& name) {
 constexpr std::size_t kMostFileFolders = 64;
 constexpr std::size_t kMostDirectoryFolders = 1;
 
+// Holds the key of the value that was deleted last: the values of one key stand together in a list, and opening the key
+// by its path costs more than deleting a value.
+class ValueKey {
+ public:
+  bool deleteValue(HKEY root, const std::wstring& subkey, const std::wstring& valueName) {
+    if (key_ && root == root_ && subkey == subkey_) {
+      const LSTATUS status = ::RegDeleteKeyValueW(key_.get(), nullptr, valueName.c_str());
+      if (status != ERROR_KEY_DELETED) {
+        return status == ERROR_SUCCESS;
+      }
+      // Somebody has deleted the key meanwhile, and may have made it again.
+    }
+    root_ = root;
+    subkey_ = subkey;
+    return ::RegOpenKeyExW(root, subkey.c_str(), 0, KEY_SET_VALUE, key_.put()) == ERROR_SUCCESS &&
+           ::RegDeleteKeyValueW(key_.get(), nullptr, valueName.c_str()) == ERROR_SUCCESS;
+  }
+
+ private:
+  HKEY root_ = nullptr;
+  std::wstring subkey_;
+  RegistryKey key_;
+};
+
 // One list that is carried out.
 struct Execution {
   bool factoryResetMode = false;
   RowFolders fileFolders = RowFolders(kMostFileFolders);
   RowFolders directoryFolders = RowFolders(kMostDirectoryFolders);
+  ValueKey valueKey;
 };
 
 Outcome deleteScheduledTask(const std::wstring& item, Execution&) {
@@ -95,14 +121,14 @@ Outcome deleteRegistryKey(const std::wstring& item, Execution&) {
   return outcomeOf(::RegDeleteKeyW(ParseRootKey(rootName), subkey.c_str()) == ERROR_SUCCESS);
 }
 
-Outcome deleteRegistryValue(const std::wstring& item, Execution&) {
+Outcome deleteRegistryValue(const std::wstring& item, Execution& execution) {
   LogDebug(L"%s", item.c_str());
   const auto [rootName, rest] = splitRegistryPath(item);
   const std::size_t backslash = rest.rfind(L'\\');
   const bool split = backslash != std::wstring::npos;
   const std::wstring subkey = split ? rest.substr(0, backslash) : rest;
   const std::wstring valueName = split ? rest.substr(backslash + 1) : rest;
-  return outcomeOf(::RegDeleteKeyValueW(ParseRootKey(rootName), subkey.c_str(), valueName.c_str()) == ERROR_SUCCESS);
+  return outcomeOf(execution.valueKey.deleteValue(ParseRootKey(rootName), subkey, valueName));
 }
 
 Outcome deleteDirectory(const std::wstring& item, Execution& execution) {

@@ -1,5 +1,7 @@
 #include "system/registry_walk.h"
 
+#include <utility>
+
 #include "system/handles.h"
 #include "system/log.h"
 #include "system/registry.h"
@@ -9,6 +11,28 @@ namespace {
 
 constexpr DWORD kKeyNameCharacters = 256;
 constexpr DWORD kValueNameCharacters = 16384;
+
+// Tells whether the registry has changed below some keys since each of them was added.
+class ChangeWatch {
+ public:
+  ChangeWatch() : changed_(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+  // Watches `key` and everything below it. The key stays open as long as the watch: closing it would count as a change.
+  void add(RegistryKey key) {
+    watched_ = watched_ && changed_ &&
+               ::RegNotifyChangeKeyValue(key.get(), TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
+                                         changed_.get(), TRUE) == ERROR_SUCCESS;
+    keys_.push_back(std::move(key));
+  }
+
+  // False also when a key could not be watched.
+  bool nothingChanged() const { return watched_ && ::WaitForSingleObject(changed_.get(), 0) == WAIT_TIMEOUT; }
+
+ private:
+  KernelHandle changed_;
+  bool watched_ = true;
+  std::vector<RegistryKey> keys_;
+};
 
 // One key on the way down.
 struct OpenKey {
@@ -27,7 +51,9 @@ class Walk {
   Walk(std::vector<std::wstring>& keys, std::vector<std::wstring>& values)
       : keys_(keys), values_(values), valueName_(kValueNameCharacters, L'\0') {}
 
-  void collect(HKEY key, HKEY root, const std::wstring& subkeyPath) {
+  // True when all of it could be read.
+  bool collect(HKEY key, HKEY root, const std::wstring& subkeyPath) {
+    complete_ = true;
     prefix_ = RootKeyName(root);
     if (!prefix_.empty()) {
       prefix_ += L'\\';
@@ -41,26 +67,26 @@ class Walk {
         way.pop_back();
         continue;
       }
-      std::wstring below;
-      if (!takeNextSubkey(current, &below)) {
+      std::wstring name;
+      if (!takeNextSubkey(current, &name)) {
         continue;
       }
+      std::wstring below = current.subkey + L'\\' + name;
       if (root == nullptr) {
         LogDebug(L"QueryKey: %s---------hkey is NULL---------------%s", prefix_.c_str(), below.c_str());
         continue;
       }
-      // A child of a hive's root has a relative path with a leading backslash, which cannot be opened: a walk from the
-      // root stops at the first level, and the list of user profiles depends on it.
-      RegistryKey child;
-      if (::RegOpenKeyExW(root, below.c_str(), 0, KEY_READ, child.put()) == ERROR_SUCCESS) {
+      RegistryKey child = openSubkey(current, name, root, below);
+      if (child) {
         const HKEY handle = child.get();
         way.push_back(describe(handle, std::move(child), below));
       }
     }
+    return complete_;
   }
 
  private:
-  static OpenKey describe(HKEY key, RegistryKey owner, const std::wstring& subkey) {
+  OpenKey describe(HKEY key, RegistryKey owner, const std::wstring& subkey) {
     OpenKey result;
     result.key = key;
     result.owner = std::move(owner);
@@ -68,8 +94,8 @@ class Walk {
     wchar_t className[MAX_PATH] = {};
     DWORD classLength = MAX_PATH;
     // A failure leaves both counts at zero: the key then looks empty.
-    ::RegQueryInfoKeyW(key, className, &classLength, nullptr, &result.subkeyCount, nullptr, nullptr, &result.valueCount,
-                       nullptr, nullptr, nullptr, nullptr);
+    noteStatus(::RegQueryInfoKeyW(key, className, &classLength, nullptr, &result.subkeyCount, nullptr, nullptr,
+                                  &result.valueCount, nullptr, nullptr, nullptr, nullptr));
     return result;
   }
 
@@ -77,24 +103,41 @@ class Walk {
     return parent.subkey.empty() ? prefix_ + name : prefix_ + parent.subkey + L'\\' + name;
   }
 
-  // Puts the next subkey on the list. True when it is to be walked; then `below` is its path below the root.
-  bool takeNextSubkey(OpenKey& current, std::wstring* below) {
-    wchar_t name[kKeyNameCharacters] = {};
+  // Puts the next subkey on the list. True when it is to be walked.
+  bool takeNextSubkey(OpenKey& current, std::wstring* name) {
+    wchar_t buffer[kKeyNameCharacters];
     DWORD length = kKeyNameCharacters - 1;
-    if (::RegEnumKeyExW(current.key, current.nextSubkey++, name, &length, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS) {
+    buffer[0] = L'\0';
+    if (!noteStatus(
+            ::RegEnumKeyExW(current.key, current.nextSubkey++, buffer, &length, nullptr, nullptr, nullptr, nullptr))) {
       return false;
     }
-    *below = current.subkey + L'\\' + name;
-    return keys_.append(keyName(current, name));
+    *name = buffer;
+    return keys_.append(keyName(current, *name));
+  }
+
+  // Opened from its parent, which spares the system the way from the root. A child of a hive's root has a relative path
+  // with a leading backslash, which cannot be opened: a walk from the root stops at the first level, and the list of
+  // user profiles depends on it.
+  RegistryKey openSubkey(const OpenKey& parent, const std::wstring& name, HKEY root, const std::wstring& below) {
+    RegistryKey child;
+    const bool isBelowRoot = parent.subkey.empty();
+    noteStatus(::RegOpenKeyExW(isBelowRoot ? root : parent.key, isBelowRoot ? below.c_str() : name.c_str(), 0, KEY_READ,
+                               child.put()));
+    return child;
+  }
+
+  bool noteStatus(LSTATUS status) {
+    complete_ &= status == ERROR_SUCCESS;
+    return status == ERROR_SUCCESS;
   }
 
   void collectValues(const OpenKey& current) {
     for (DWORD index = 0; index < current.valueCount; ++index) {
       DWORD length = kValueNameCharacters - 1;
       valueName_[0] = L'\0';
-      if (::RegEnumValueW(current.key, index, valueName_.data(), &length, nullptr, nullptr, nullptr, nullptr) ==
-          ERROR_SUCCESS) {
+      if (noteStatus(
+              ::RegEnumValueW(current.key, index, valueName_.data(), &length, nullptr, nullptr, nullptr, nullptr))) {
         // Also below a root, whose values then have two backslashes: the deletion splits at the last one.
         values_.append(prefix_ + current.subkey + L'\\' + valueName_.c_str());
       }
@@ -105,6 +148,7 @@ class Walk {
   UniqueRows values_;
   std::wstring prefix_;
   std::wstring valueName_;
+  bool complete_ = true;  // nothing of the current tree has failed to be read
 };
 
 }  // namespace
@@ -114,20 +158,42 @@ void QueryKey(HKEY key, HKEY root, const std::wstring& subkeyPath, std::vector<s
   Walk(keys, values).collect(key, root, subkeyPath);
 }
 
+// Rows are visited in the order of the list, and so are those that a visit appends: a second visit finds what has come
+// since the first one. Where the first visits have read everything and nothing has changed since, second ones would
+// find nothing and are left out: they would double the cost of the walk.
 void getRegistryKeysValuesRecursively(std::vector<std::wstring>& keys, std::vector<std::wstring>& values) {
   Walk walk(keys, values);
-  for (std::size_t i = 0; i < keys.size(); ++i) {  // the walk appends to the list
-    const auto [rootName, subkey] = splitRegistryPath(keys[i]);
+  // False when the key could not be read to its end.
+  const auto visit = [&](std::size_t row, ChangeWatch* watch) {
+    const auto [rootName, subkey] = splitRegistryPath(keys[row]);
     const HKEY root = ParseRootKey(rootName);
     if (root == nullptr) {
       LogDebug(L"getRegistryKeysValuesRecursively: %s---------hkey is NULL---------------%s", rootName.c_str(),
                subkey.c_str());
-      continue;
+      return true;
     }
     RegistryKey key;
-    if (::RegOpenKeyExW(root, subkey.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS) {
-      walk.collect(key.get(), root, subkey);
+    if (::RegOpenKeyExW(root, subkey.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
+      return true;
     }
+    const HKEY handle = key.get();
+    if (watch) {
+      watch->add(std::move(key));
+    }
+    return walk.collect(handle, root, subkey);
+  };
+
+  ChangeWatch watch;
+  bool allRead = true;
+  const std::size_t listed = keys.size();
+  for (std::size_t row = 0; row < listed; ++row) {
+    allRead &= visit(row, &watch);
+  }
+  if (allRead && watch.nothingChanged()) {
+    return;
+  }
+  for (std::size_t row = listed; row < keys.size(); ++row) {  // a visit appends to the list
+    visit(row, nullptr);
   }
 }
 

@@ -1,6 +1,8 @@
 // action_dispatcher_registry_test - deleting registry keys and values from a work list.
 #include <algorithm>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -31,6 +33,10 @@ struct Target {
 };
 // While it is set, the deletions are recorded and not carried out.
 std::vector<Target>* recorded = nullptr;
+// Calls of RegOpenKeyExW.
+int openings = 0;
+// Called once, before the next deletion of a value.
+std::function<void()> beforeValueDeletion;
 
 class RegistryAction : public ::testing::Test {
  protected:
@@ -62,12 +68,27 @@ LINK_SEAM(LSTATUS, RegDeleteKeyW, (HKEY root, const wchar_t* subkey)) {
   return realFunction<decltype(&::RegDeleteKeyW)>(L"advapi32.dll", "RegDeleteKeyW")(root, subkey);
 }
 
-LINK_SEAM(LSTATUS, RegDeleteKeyValueW, (HKEY root, const wchar_t* subkey, const wchar_t* valueName)) {
+// A value's key is opened and the value deleted from it; recorded, each opening stands for its own root and subkey.
+LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY root, const wchar_t* subkey, DWORD options, REGSAM access, HKEY* result)) {
+  ++openings;
+  const auto open = realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW");
   if (recorded) {
-    recorded->push_back({root, subkey, valueName});
+    recorded->push_back({root, subkey, L""});
+    return open(HKEY_CURRENT_USER, L"Software", options, access, result);
+  }
+  return open(root, subkey, options, access, result);
+}
+
+LINK_SEAM(LSTATUS, RegDeleteKeyValueW, (HKEY key, const wchar_t* subkey, const wchar_t* valueName)) {
+  if (beforeValueDeletion) {
+    std::exchange(beforeValueDeletion, nullptr)();
+  }
+  if (recorded) {
+    EXPECT_EQ(subkey, nullptr);
+    recorded->back().valueName = valueName;
     return ERROR_SUCCESS;
   }
-  return realFunction<decltype(&::RegDeleteKeyValueW)>(L"advapi32.dll", "RegDeleteKeyValueW")(root, subkey, valueName);
+  return realFunction<decltype(&::RegDeleteKeyValueW)>(L"advapi32.dll", "RegDeleteKeyValueW")(key, subkey, valueName);
 }
 
 TEST_F(RegistryKeyAction, KeysGoWithTheirValues) {
@@ -216,13 +237,13 @@ TEST_F(RegistryValueAction, ItemIsSplitAtTheFirstAndTheLastBackslash) {
   EXPECT_TRUE(execute(
       ActionKind::RegistryValueDelete,
       {L"HKEY_LOCAL_MACHINE\\SOFTWARE\\A\\B", L"HKEY_CURRENT_USER\\Word", L"HKEY_CURRENT_USER", L"HKEY_LOCAL_MACHINE\\",
-       L"HKEY_LOCAL_MACHINE\\A\\", L"HKEY_LOCAL_MACHINE\\\\A", L"hkey_users\\A\\B", L"\\A\\B"}));
+       L"HKEY_LOCAL_MACHINE\\A\\", L"HKEY_LOCAL_MACHINE\\\\A", L"hkey_users\\A\\B", L"\\C\\B"}));
   EXPECT_THAT(
       targets,
       ElementsAre(Target{HKEY_LOCAL_MACHINE, L"SOFTWARE\\A", L"B"}, Target{HKEY_CURRENT_USER, L"Word", L"Word"},
                   Target{HKEY_CURRENT_USER, L"HKEY_CURRENT_USER", L"HKEY_CURRENT_USER"},
                   Target{HKEY_LOCAL_MACHINE, L"", L""}, Target{HKEY_LOCAL_MACHINE, L"A", L""},
-                  Target{HKEY_LOCAL_MACHINE, L"", L"A"}, Target{nullptr, L"A", L"B"}, Target{nullptr, L"A", L"B"}));
+                  Target{HKEY_LOCAL_MACHINE, L"", L"A"}, Target{nullptr, L"A", L"B"}, Target{nullptr, L"C", L"B"}));
 }
 
 TEST_F(RegistryValueAction, NamesInEveryScriptGo) {
@@ -241,6 +262,40 @@ TEST_F(RegistryValueAction, NoNameIsCut) {
   EXPECT_TRUE(execute(ActionKind::RegistryValueDelete, {kKey + L"\\" + name}));
   EXPECT_FALSE(valueExists(kKey, name));
   EXPECT_TRUE(valueExists(kKey, name.substr(0, 4'999)));
+}
+
+TEST_F(RegistryValueAction, KeyIsOpenedOnceForTheValuesThatStandTogether) {
+  Items items;
+  for (const wchar_t* key : {L"\\A", L"\\B"}) {
+    for (const wchar_t* value : {L"1", L"2", L"3"}) {
+      plantDword(kKey + key, value, 1);
+      items.push_back(kKey + key + L"\\" + value);
+    }
+  }
+  openings = 0;
+  EXPECT_TRUE(execute(ActionKind::RegistryValueDelete, items));
+  EXPECT_EQ(openings, 2);
+  for (const wchar_t* key : {L"\\A", L"\\B"}) {
+    for (const wchar_t* value : {L"1", L"2", L"3"}) {
+      EXPECT_FALSE(valueExists(kKey + key, value));
+    }
+  }
+}
+
+TEST_F(RegistryValueAction, ValuesOfAKeyThatIsMadeAnewMeanwhileGoToo) {
+  plantDword(kKey + L"\\A", L"first", 1);
+  plantDword(kKey + L"\\A", L"second", 1);
+  const Items items = {kKey + L"\\A\\first", kKey + L"\\A\\second"};
+  // Behind the first deletion the key is another one, which an open handle does not see.
+  beforeValueDeletion = [] {
+    beforeValueDeletion = [] {
+      removeKey(kKey + L"\\A");
+      plantDword(kKey + L"\\A", L"second", 2);
+    };
+  };
+  EXPECT_TRUE(execute(ActionKind::RegistryValueDelete, items));
+  EXPECT_FALSE(valueExists(kKey + L"\\A", L"second"));
+  EXPECT_TRUE(keyExists(kKey + L"\\A"));
 }
 
 TEST_F(RegistryValueAction, LongListIsWorkedOffInOrder) {

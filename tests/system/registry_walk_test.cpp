@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 #include <windows.h>
 
 #include "support/captured_log.h"
+#include "support/link_seam.h"
 #include "support/test_registry.h"
 #include "support/text.h"
 #include "system/handles.h"
@@ -42,6 +44,19 @@ class RegistryWalk : public testing::Test {
   Rows keys_;
   Rows values_;
 };
+
+// RegEnumValueW's calls that gave a value.
+int enumeratedValues = 0;
+// Called once, when that value is about to be read.
+std::wstring awaitedValue;
+std::function<void()> whenAwaited;
+void beforeValue(const std::wstring& name, std::function<void()> action) {
+  awaitedValue = name;
+  whenAwaited = std::move(action);
+}
+// Subkeys, as the caller names them, whose next opening is refused.
+std::vector<std::wstring> refusedOpenings;
+bool refuseWatch = false;
 
 void appendOnce(Rows& rows, const std::wstring& row) {
   if (std::find(rows.begin(), rows.end(), row) == rows.end()) {
@@ -90,6 +105,34 @@ void plainWalk(Rows& keys, Rows& values) {
 }
 
 }  // namespace
+
+LINK_SEAM(LSTATUS, RegEnumValueW,
+          (HKEY key, DWORD index, wchar_t* name, DWORD* length, DWORD* reserved, DWORD* type, BYTE* data,
+           DWORD* size)) {
+  const LSTATUS status = realFunction<decltype(&::RegEnumValueW)>(L"advapi32.dll", "RegEnumValueW")(
+      key, index, name, length, reserved, type, data, size);
+  enumeratedValues += status == ERROR_SUCCESS ? 1 : 0;
+  if (status == ERROR_SUCCESS && whenAwaited && name == awaitedValue) {
+    std::exchange(whenAwaited, nullptr)();
+  }
+  return status;
+}
+
+LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY root, const wchar_t* subkey, DWORD options, REGSAM access, HKEY* result)) {
+  const auto refused = std::find(refusedOpenings.begin(), refusedOpenings.end(), subkey ? subkey : L"");
+  if (refused != refusedOpenings.end()) {
+    refusedOpenings.erase(refused);
+    return ERROR_ACCESS_DENIED;
+  }
+  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(root, subkey, options, access,
+                                                                                    result);
+}
+
+LINK_SEAM(LSTATUS, RegNotifyChangeKeyValue, (HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL async)) {
+  return refuseWatch ? ERROR_ACCESS_DENIED
+                     : realFunction<decltype(&::RegNotifyChangeKeyValue)>(L"advapi32.dll", "RegNotifyChangeKeyValue")(
+                           key, subtree, filter, event, async);
+}
 
 TEST_F(RegistryWalk, ListsEachKeyBeforeItsSubkeysAndTheValuesAfterAllSubkeys) {
   plantString(kKey, L"top", L"");
@@ -320,6 +363,64 @@ TEST_F(RegistryWalk, ReachesTwoHundredLevels) {
   getRegistryKeysValuesRecursively(keys_, values_);
   EXPECT_EQ(keys_, expectedKeys);
   EXPECT_EQ(values_, expectedValues);
+}
+
+TEST_F(RegistryWalk, ReadsEachKeyOnceWhereNothingChanges) {
+  plantString(kKey + L"\\a\\x", L"name", L"");
+  plantString(kKey + L"\\b", L"one", L"");
+  plantString(kKey + L"\\b", L"two", L"");
+  keys_ = {kKey};
+  enumeratedValues = 0;
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_EQ(keys_.size(), 4u);
+  EXPECT_EQ(values_.size(), 3u);
+  EXPECT_EQ(enumeratedValues, 3);
+}
+
+// The walk has passed by the place of the new things when they come.
+TEST_F(RegistryWalk, FindsWhatComesDuringTheWalk) {
+  plantString(kKey + L"\\a", L"name", L"");
+  plantString(kKey + L"\\b", L"last", L"");
+  keys_ = {kKey};
+  beforeValue(L"last", [] {
+    plantString(kKey + L"\\a\\late", L"in the new key", L"");
+    plantString(kKey + L"\\a", L"later", L"");
+  });
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey, kKey + L"\\a", kKey + L"\\b", kKey + L"\\a\\late"));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\name", kKey + L"\\b\\last", kKey + L"\\a\\late\\in the new key",
+                                   kKey + L"\\a\\later"));
+}
+
+TEST_F(RegistryWalk, KeepsTheRowsOfWhatVanishesDuringTheWalk) {
+  plantString(kKey + L"\\a", L"name", L"");
+  plantString(kKey + L"\\b", L"last", L"");
+  keys_ = {kKey};
+  beforeValue(L"last", [] { removeKey(kKey + L"\\a"); });
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(keys_, ElementsAre(kKey, kKey + L"\\a", kKey + L"\\b"));
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\name", kKey + L"\\b\\last"));
+}
+
+TEST_F(RegistryWalk, AsksAgainForWhatCouldNotBeReadAtFirst) {
+  plantString(kKey + L"\\a", L"name", L"");
+  plantString(kKey + L"\\b", L"one", L"");
+  plantString(kKey + L"\\b", L"two", L"");
+  keys_ = {kKey};
+  refusedOpenings = {L"a"};
+  getRegistryKeysValuesRecursively(keys_, values_);
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\b\\one", kKey + L"\\b\\two", kKey + L"\\a\\name"));
+}
+
+TEST_F(RegistryWalk, VisitsEveryKeyTwiceWhereChangesCannotBeWatched) {
+  plantString(kKey + L"\\a", L"name", L"");
+  keys_ = {kKey};
+  refuseWatch = true;
+  enumeratedValues = 0;
+  getRegistryKeysValuesRecursively(keys_, values_);
+  refuseWatch = false;
+  EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\name"));
+  EXPECT_EQ(enumeratedValues, 2);
 }
 
 // Rows in another spelling, rows above and below each other, and duplicates must all come out as the plain rule has it.
