@@ -6,7 +6,6 @@
 
 #include <shlwapi.h>
 
-#include "system/directory_walk.h"
 #include "system/file_status.h"
 #include "system/handles.h"
 #include "system/long_path.h"
@@ -18,16 +17,7 @@ constexpr DWORD kLongestPath = 32768;
 // The path of an existing entry with its links resolved and in the spelling of the file system; empty for any other.
 std::wstring resolvedPath(const std::wstring& path) {
   const FileHandle entry = openTarget(path);
-  if (!entry) {
-    return {};
-  }
-  std::wstring resolved(kLongestPath, L'\0');
-  resolved.resize(::GetFinalPathNameByHandleW(entry.get(), resolved.data(), kLongestPath, VOLUME_NAME_DOS));
-  return resolved;
-}
-
-std::wstring withoutPrefix(const std::wstring& path) {
-  return path.starts_with(L"\\\\?\\") ? path.substr(4) : path;
+  return entry ? finalPath(entry.get()) : std::wstring();
 }
 
 }  // namespace
@@ -58,7 +48,7 @@ std::wstring comparablePath(const std::wstring& path) {
   const std::size_t end = comparable.find_last_not_of(L'\\');
   comparable.resize(end == std::wstring::npos ? 0 : end + 1);
   comparable += rest;
-  return withoutPrefix(comparable);
+  return withoutExtendedPrefix(comparable);
 }
 
 bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
@@ -70,9 +60,13 @@ bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
 
 std::wstring longPath(const std::wstring& path) {
   const std::wstring systemPath = toSystemPath(path);
-  std::wstring answer(::GetLongPathNameW(systemPath.c_str(), nullptr, 0), L'\0');
-  answer.resize(::GetLongPathNameW(systemPath.c_str(), answer.data(), static_cast<DWORD>(answer.size())));
-  return answer.empty() ? path : withoutPrefix(answer);
+  std::wstring spelled(::GetLongPathNameW(systemPath.c_str(), nullptr, 0), L'\0');
+  const DWORD length = ::GetLongPathNameW(systemPath.c_str(), spelled.data(), static_cast<DWORD>(spelled.size()));
+  if (length == 0 || length >= spelled.size()) {
+    return path;
+  }
+  spelled.resize(length);
+  return withoutExtendedPrefix(spelled);
 }
 
 EntryPath splitEntry(const std::wstring& path) {

@@ -12,6 +12,19 @@ FileHandle openTarget(const std::wstring& path) {
                                   nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
+std::wstring finalPath(HANDLE entry) {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length =
+        ::GetFinalPathNameByHandleW(entry, path.data(), static_cast<DWORD>(path.size()), VOLUME_NAME_DOS);
+    if (length < path.size()) {
+      path.resize(length);
+      return withoutExtendedPrefix(path);
+    }
+    path.resize(length + 1);
+  }
+}
+
 DWORD targetAttributes(const std::wstring& path) {
   const DWORD attributes = ::GetFileAttributesW(toSystemPath(path).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {

@@ -11,6 +11,10 @@
 // GetLastError. CreateFileW.
 FileHandle openTarget(const std::wstring& path);
 
+// The place of an open entry as the file system spells it, links on the way resolved, without the prefix of extended
+// paths. Empty when the system does not tell. GetFinalPathNameByHandleW.
+std::wstring finalPath(HANDLE entry);
+
 // The attributes of what is there, and of what a link leads to where a link is there. INVALID_FILE_ATTRIBUTES with the
 // reason in GetLastError. GetFileAttributesW, and CreateFileW for a reparse point.
 DWORD targetAttributes(const std::wstring& path);

@@ -4,37 +4,12 @@
 
 #include <shlwapi.h>
 
+#include "system/comparable_path.h"
 #include "system/file_status.h"
 #include "system/long_path.h"
 #include "system/system_links.h"
 
 namespace {
-
-// The place of an open entry as the file system spells it, without the prefix; empty when the system does not tell.
-std::wstring finalPath(HANDLE entry) {
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD length =
-        ::GetFinalPathNameByHandleW(entry, path.data(), static_cast<DWORD>(path.size()), VOLUME_NAME_DOS);
-    if (length < path.size()) {
-      path.resize(length);
-      return withoutExtendedPrefix(path);
-    }
-    path.resize(length + 1);
-  }
-}
-
-// With the names of 8.3 spelled out. As it was when the system has no answer.
-std::wstring longPath(const std::wstring& path) {
-  const std::wstring systemPath = toSystemPath(path);
-  std::wstring spelled(::GetLongPathNameW(systemPath.c_str(), nullptr, 0), L'\0');
-  const DWORD length = ::GetLongPathNameW(systemPath.c_str(), spelled.data(), static_cast<DWORD>(spelled.size()));
-  if (length == 0 || length >= spelled.size()) {
-    return path;
-  }
-  spelled.resize(length);
-  return withoutExtendedPrefix(spelled);
-}
 
 bool isSamePath(std::wstring_view one, std::wstring_view other) {
   while (one.ends_with(L'\\')) {
