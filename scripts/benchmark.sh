@@ -7,5 +7,4 @@ cd "$root"
 
 install_packages "${build_packages[@]}" "${bench_packages[@]}"
 scripts/build.sh release ORVCleanupUtility bench_programs benchmark_programs
-make_bench_template
-PYTHONDONTWRITEBYTECODE=1 python3 tests/benchmarks/measure.py "$@"
+bench_python tests/benchmarks/measure.py "$@"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # what is set here is used by those who source it
 # common.sh - what the scripts of this folder share: plain progress lines, the root folder, the packages.
 # Sourced, never run.
 
@@ -7,7 +8,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What it takes to build the program and its tests, and what it takes to run them on a bench machine.
 build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libboost-dev googletest wixl msitools librsvg2-bin imagemagick)
-bench_packages=(wine wine64 jq python3 xsltproc xvfb gcab)
+bench_packages=(wine wine64 python3 python3-pytest python3-pytest-xdist python3-rich xsltproc xvfb gcab)
+lint_packages=(clang-format flake8 shellcheck)
 
 say() { printf '== %s\n' "$*"; }
 
@@ -44,15 +46,5 @@ install_packages() {
     rm -f "$log"
 }
 
-# make_bench_template - makes the machine that all bench machines are cloned from, unless it stands.
-make_bench_template() {
-    # shellcheck source=/dev/null
-    . "$root/bench/machine.sh"
-    mkdir -p "$root/build/bench"
-    [ -f "$root/build/bench/template/complete" ] || say "Making the bench machine's template"
-    (
-        flock 9
-        machine_template "$root/build/bench/template"
-    ) 9>"$root/build/bench/template.lock" ||
-        fail "the bench machine could not be made" "run 'wine --version'; if it answers, delete build/bench and start again"
-}
+# bench_python ARGUMENT... - Debian's Python, which has the packages above, whatever else is first in PATH.
+bench_python() { PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 "$@"; }

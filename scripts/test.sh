@@ -1,20 +1,33 @@
 #!/usr/bin/env bash
-# test.sh - installs what is missing, builds, runs every test: the unit tests and the whole-machine runs of the shipped
-# executable. Exit status 0 only when all pass. Takes no arguments; can be run again at once and then rebuilds nothing.
+# test.sh - installs what is missing, builds, checks the sources' form, runs every test: the unit tests, those of the bench and
+# the tools, and the whole-machine runs of the shipped executable. Ends with one line `N passed, N failed` and with status 0
+# only when all pass. Takes no arguments; can be run again at once and then rebuilds nothing.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 
-[ $# -eq 0 ] || fail "test.sh takes no arguments" "start it without; single tests: ctest --preset mingw-debug -R NAME"
+[ $# -eq 0 ] || fail "test.sh takes no arguments" \
+    "start it without; single tests: ctest --preset mingw-debug -R NAME, or /usr/bin/python3 -m pytest -k NAME"
 
-install_packages "${build_packages[@]}" "${bench_packages[@]}"
-scripts/build.sh release ORVCleanupUtility bench_programs
-scripts/build.sh debug tests
-make_bench_template
+install_packages "${build_packages[@]}" "${bench_packages[@]}" "${lint_packages[@]}"
 
-say "Running the tests (their whole output: build/test.log)"
-status=0
-ctest --preset mingw-debug 2>&1 | tee build/test.log || status=$?
-if [ "$status" -ne 0 ]; then
-    fail "not every test passed" "the list above names them; one alone, with its output: ctest --preset mingw-debug -R NAME"
-fi
-say "All tests passed"
+# Without a build, or with sources that are not in order, there is nothing to test.
+give_up() {
+    echo "0 passed, 1 failed"
+    exit 1
+}
+scripts/build.sh release ORVCleanupUtility bench_programs || give_up
+scripts/build.sh debug tests || give_up
+say "Checking the form of the sources"
+scripts/lint.sh --quick || give_up
+
+# Both parts are run to their ends, so that one call shows everything. What an earlier call has left would pass for this one's.
+rm -f build/ctest.xml build/pytest.xml
+say "Running the unit tests (their whole output: build/ctest.log)"
+ctest_status=0
+ctest --preset mingw-debug --output-junit "$root/build/ctest.xml" >build/ctest.log 2>&1 || ctest_status=$?
+grep -aE '^ *[0-9]+ - |tests passed' build/ctest.log || true
+say "Running the whole-machine runs and the tests of bench and tools"
+pytest_status=0
+bench_python -m pytest -n 2 --junit-xml build/pytest.xml || pytest_status=$?
+
+bench_python scripts/count_tests.py "build/ctest.xml=$ctest_status" "build/pytest.xml=$pytest_status"

@@ -26,7 +26,10 @@ MEMORY_BYTES = 4 << 30
 FILE_BYTES = 1 << 30
 # How long a program may take beyond four times what it takes unchanged.
 GRACE_SECONDS = 20
-# Whole-machine runs have their own time limits in the build.
+# How long a whole-machine run may take.
+MACHINE_SECONDS = 400
+# Debian's Python has what the runs need.
+PYTEST = ["/usr/bin/python3", "-B", "-m", "pytest"]
 STAGES = ("concept", "folder", "elsewhere", "machine")
 
 
@@ -148,17 +151,14 @@ class Bench:
                 set(re.findall(r'#include "([^"]+)"', text))))
         return programs
 
-    def machine_cases(self) -> list[tuple[str, list[str], dict[str, str], float]]:
-        listing = subprocess.run(["ctest", "--show-only=json-v1"], cwd=self.build, capture_output=True, text=True,
-                                 check=True).stdout
-        cases = []
-        for test in json.loads(listing)["tests"]:
-            if test["name"].startswith("machine."):
-                settings = {setting["name"]: setting["value"] for setting in test["properties"]}
-                cases.append((test["name"], test["command"],
-                              dict(pair.split("=", 1) for pair in settings.get("ENVIRONMENT", [])),
-                              float(settings.get("TIMEOUT", 400))))
-        return cases
+    def machine_cases(self) -> list[tuple[str, list[str]]]:
+        """The whole-machine runs, each with its name and its command."""
+        listing = subprocess.run([*PYTEST, "--collect-only", "-q", "tests/machine"], cwd=self.root, capture_output=True,
+                                 text=True)
+        cases = re.findall(r"^tests/machine/\S+::\w+$", listing.stdout, re.MULTILINE)
+        if listing.returncode != 0 or not cases:
+            raise ToolFault(f"the whole-machine runs can't be listed\n{listing.stdout}{listing.stderr}")
+        return [(case.rpartition("::")[2], [*PYTEST, "-q", case]) for case in cases]
 
     def link_command(self, build: pathlib.Path, target: str) -> list[str]:
         key = f"{build.name}/{target}"
@@ -376,7 +376,7 @@ class Bench:
         """Exit status and failed tests of a program; 124 when it took too long."""
         limit = int(min(4 * seconds + GRACE_SECONDS, program.limit))
         command = [str(executable) if part.endswith(".exe") else part for part in program.command]
-        if command[0].endswith("run_on_machine.sh"):
+        if command[0].endswith("run_on_machine.py"):
             command += ["--gtest_fail_fast", *arguments]
         log = slot / "run.log"
         status = self.call(command, program.work_folder, log, limit + 60,
@@ -446,15 +446,24 @@ class Bench:
             verdict.outcome, verdict.stage, verdict.program = outcome, stage, program.name
         verdict.tests += failed or [program.name]
 
-    def prove_unchanged(self, name: str, command: list[str], environment: dict[str, str], limit: float) -> None:
+    def prove_unchanged(self, name: str, command: list[str], program: pathlib.Path) -> None:
         """A whole-machine run that fails with the program as it stands says nothing about a mutant."""
         def run() -> bool:
             log = self.work / f"{name}.log"
-            if self.call(command, self.build, log, limit, environment) != 0:
+            if self.run_on_machine(command, program, self.work, log) != 0:
                 raise ToolFault(f"{name} fails without a mutant: see {log}")
             return True
 
-        self.recall(f"run of {name}", digest_of_file(pathlib.Path(environment["ORV_PROGRAM"])), run)
+        self.recall(f"run of {name}", digest_of_file(program), run)
+
+    def run_on_machine(self, command: list[str], program: pathlib.Path, slot: pathlib.Path, log: pathlib.Path) -> int:
+        """Several runs may be at work: each has a folder of its own for its machine."""
+        machines = slot / "machines"
+        try:
+            return self.call(command, self.root, log, MACHINE_SECONDS,
+                             {"ORV_PROGRAM": str(program), "BENCH_CASES": str(machines)})
+        finally:
+            shutil.rmtree(machines, ignore_errors=True)
 
     def judge_on_machines(self, verdict: Verdict, text: str, slot: pathlib.Path, every: bool) -> None:
         """Whole-machine runs of the shipped executable, built with the mutant."""
@@ -466,13 +475,12 @@ class Bench:
                                {})
         if executable is None:
             raise ToolFault(f"the release executable can't be linked with {file}: see {slot}")
-        for name, command, environment, limit in self.machine_cases():
-            status = self.call(command, self.build, slot / "run.log", limit,
-                               {**environment, "ORV_PROGRAM": str(executable)})
+        for name, command in self.machine_cases():
+            status = self.run_on_machine(command, executable, slot, slot / "run.log")
             verdict.programs_run += 1
             if status == 0:
                 continue
-            self.prove_unchanged(name, command, environment, limit)
+            self.prove_unchanged(name, command, release / "ORVCleanupUtility.exe")
             if verdict.outcome == "survived":
                 verdict.outcome = "timeout" if status == 124 else "noticed"
                 verdict.stage, verdict.program = "machine", name

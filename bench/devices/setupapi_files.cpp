@@ -34,7 +34,7 @@ QueuedFiles* findQueue(HSPFILEQ handle) {
 }
 
 // A function of the machine's own library, which this one has taken the place of: the bench keeps it under another name
-// (bench/device_libraries.sh).
+// (bench/session.py).
 template <class Function>
 Function* ownFunction(const char* name) {
   static const HMODULE library = ::LoadLibraryW(L"C:\\windows\\system32\\own_setupapi.dll");

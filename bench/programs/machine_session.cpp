@@ -1,10 +1,10 @@
-// machine_session LIST RECORD - one sitting at a bench machine: sets the stage, runs programs, and writes down what can
+// machine_session LIST RECORD - one session at a bench machine: sets the stage, runs programs, and writes down what can
 // only be seen while the machine is on. At its end it takes away what it has set up, so that the machine can settle.
 //
 //   start-service  NAME              starts a planted service and waits until it runs
 //   start-process  PATH              starts a program that stays
 //   start-driver   PATH              starts a program that answers what the runs ask (window_driver): when it fails
-//                                    the sitting breaks off, since the runs would wait for ever
+//                                    the session breaks off, since the runs would wait for ever
 //   wait-process   PATH              waits until a program of the two lines above has ended by itself
 //   hold-file      PATH              keeps a file open without letting anybody delete it
 //   refuse-delete  KEY               takes every right to a key away; with a subkey it then refuses deletion
@@ -12,9 +12,8 @@
 //   run-twice      COMMAND_LINE      the same with two of them at once
 //   run-until      FILE TEXT COMMAND_LINE   runs a program that does not end by itself until the file holds the text,
 //                                    then ends it and waits for the end of all that it has started
-//   run-leaving    FILE TEXT COMMAND_LINE   runs a program until the file holds the text, then ends it alone: what it
-//   has
-//                                    started goes on until the end of the sitting
+//   run-leaving    FILE TEXT COMMAND_LINE   runs a program until the file holds the text, then ends it alone: what
+//                                    it has started goes on until the end of the session
 //   enter          FOLDER            the current directory of the programs to come
 //   set-variable   NAME VALUE        an environment variable of the programs to come
 //   record-value   KEY NAME
@@ -403,7 +402,7 @@ int wmain(int argumentCount, wchar_t** arguments) {
     return 2;
   }
   // The first program that needs a desktop starts the program that keeps it. It must not be one of those that are
-  // waited for, since the desktop stays for as long as this sitting does.
+  // waited for, since the desktop stays for as long as this session does.
   ::GetDesktopWindow();
   for (const BenchLine& line : readBenchList(arguments[1])) {
     doLine(line);

@@ -5,7 +5,7 @@
 //                             those with a minus before them; the next lines mean it. Recorded: `window NAME TITLE`,
 //                             and a `control ID TEXT` for each
 //   changes  ID               waits until the control has another text; recorded: `changed ID`
-//   picture  NAME             wants a picture of the screen (bench/screen.sh) and waits until it is taken
+//   picture  NAME             wants a picture of the screen (bench/screen.py) and waits until it is taken
 //   press    ID               presses a button
 //   key      CODE             presses a key, by its virtual key code
 //   command  NUMBER           chooses from the menu of the program that the window belongs to; that menu may be hidden

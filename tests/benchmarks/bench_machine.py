@@ -1,27 +1,32 @@
-"""A bench machine for the benchmark: cloned, given programs, sat at, listed and thrown away.
+"""A bench machine for the benchmark: cloned, given programs, measured on, listed and thrown away.
 
-What a machine is stands in bench/machine.sh and bench/session.sh, which do the work.
+What a machine is stands in the package bench, which does the work.
 """
 
 import os
 import subprocess
+import sys
 from dataclasses import dataclass, field
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT))
+
+# pylint: disable=wrong-import-position
+import bench.machine  # noqa: E402
+from bench.facts import facts_of  # noqa: E402
+from bench.hives import read_hive  # noqa: E402
+from bench.machine import BenchError  # noqa: E402
+from bench.planting import plant  # noqa: E402
+from bench.session import Build, prepare  # noqa: E402
+from bench.snapshot import HIVES  # noqa: E402
+
 RELEASE = ROOT / "build" / "release"
 BENCH = ROOT / "build" / "bench"
-TEMPLATE = BENCH / "template"
 
-HIVES = {
-    "system.reg": "HKEY_LOCAL_MACHINE",
-    "user.reg": "HKEY_CURRENT_USER",
-    "userdef.reg": r"HKEY_USERS\\.Default",
-}
-
-
-class BenchError(Exception):
-    """A machine did not do what it was asked for."""
+__all__ = ["BENCH", "RELEASE", "ROOT", "BenchError", "Machine", "Record", "Watched", "new_machine", "read_record"]
+# How long what is measured may take.
+LIMIT_SECONDS = 900
 
 
 @dataclass
@@ -35,7 +40,7 @@ class Watched:
 
 @dataclass
 class Record:
-    """What the stopwatch wrote down in one sitting."""
+    """What the stopwatch wrote down in one session."""
 
     times: dict[str, float] = field(default_factory=dict)
     watched: dict[str, Watched] = field(default_factory=dict)
@@ -60,72 +65,54 @@ class Machine:
 
     def __init__(self, folder: Path) -> None:
         self.folder = folder
+        self._machine = bench.machine.Machine(folder.resolve())
 
     @property
     def drive(self) -> Path:
         """The folder that is drive C:."""
-        return self.folder / "drive_c"
+        return self._machine.drive
 
     @property
     def log(self) -> Path:
         """Where the program writes its log."""
-        return self.drive / "users" / self._user() / "Temp" / "CleanUp" / "ORVCleanup.log"
+        return self._machine.host_path(self.log_on_machine)
 
     @property
     def log_on_machine(self) -> str:
         """The same file as the machine knows it."""
-        return rf"C:\users\{self._user()}\Temp\CleanUp\ORVCleanup.log"
-
-    def _user(self) -> str:
-        return next(folder.name for folder in (self.drive / "users").iterdir() if folder.name != "Public")
-
-    def _bash(self, *command: str, timeout_seconds: int = 900) -> None:
-        environment = {
-            **os.environ,
-            "BENCH_PROGRAMS": str(RELEASE / "bench"),
-            "BENCH_TIMEOUT": str(timeout_seconds),
-        }
-        script = '. "$0/bench/machine.sh"; . "$0/bench/session.sh"; "$@"'
-        done = subprocess.run(
-            ["bash", "-c", script, str(ROOT), *command], env=environment, capture_output=True, text=True, check=False
-        )
-        if done.returncode != 0:
-            raise BenchError(f"{' '.join(command)} ended with {done.returncode}:\n{done.stdout}{done.stderr}")
+        return facts_of(self._machine).log
 
     def clone(self, folder: Path) -> "Machine":
         """A new machine that is like this one."""
-        self._bash("machine_clone", str(self.folder), str(folder))
+        subprocess.run(["cp", "-a", str(self.folder), str(folder)], check=True)
         return Machine(folder)
 
     def prepare(self, devices: bool = False) -> None:
         """Brings all programs of the benchmark; with `devices` also the model of device installation."""
-        bench = self.drive / "bench"
-        bench.mkdir(exist_ok=True)
+        # Asked here, so that no machine is asked while it is measured: the answer goes along with the copies.
+        facts_of(self._machine)
+        if devices:
+            prepare(self._machine, Build())
         programs = [
             RELEASE / "ORVCleanupUtility.exe",
+            RELEASE / "bench" / "plant.exe",
             *sorted((RELEASE / "benchmark").glob("*.exe")),
             ROOT / "tests" / "benchmarks" / "script.cmd",
         ]
-        if devices:
-            self._bash("session_prepare", str(self.folder), *map(str, programs))
-        else:
-            for program in [*programs, RELEASE / "bench" / "plant.exe"]:
-                (bench / program.name).hardlink_to(program)
+        for program in programs:
+            self._machine.put(program, rf"C:\bench\{program.name}")
 
     def plant(self, lines: list[str]) -> None:
         """Plants a list (bench/programs/plant.cpp) and waits until the machine has settled."""
-        plant_list = self.folder / "plant_list.tsv"
-        plant_list.write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
-        self._bash("session_plant", str(self.folder), str(plant_list))
+        plant(self._machine, [[line] for line in lines])
 
-    def sit(self, lines: list[str]) -> Record:
+    def measure(self, lines: list[str]) -> Record:
         """Has the stopwatch carry out a list, waits until the machine has settled and returns the record."""
-        bench = self.drive / "bench"
-        (bench / "list.tsv").write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
+        (self._machine.bench / "list.tsv").write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
         paths = [rf"C:\bench\{name}" for name in ("stopwatch.exe", "list.tsv", "record.tsv")]
-        self._bash("machine_wine", str(self.folder), *paths)
-        self._bash("machine_settle", str(self.folder))
-        return read_record(bench / "record.tsv")
+        self._machine.wine(*paths, timeout=LIMIT_SECONDS, check=True)
+        self._machine.settle(LIMIT_SECONDS)
+        return read_record(self._machine.bench / "record.tsv")
 
     def things(self) -> set[str]:
         """Every file, folder, registry key and registry value of the settled machine but those of the bench."""
@@ -142,15 +129,17 @@ class Machine:
         return found
 
     def _registry(self) -> set[str]:
-        found = set()
-        for hive, root in HIVES.items():
-            command = ["awk", "-v", f"root={root}", "-f", str(ROOT / "bench" / "registry_lines.awk")]
-            lines = subprocess.run([*command, str(self.folder / hive)], capture_output=True, check=True).stdout
-            for line in lines.decode("utf-8", "replace").splitlines():
-                kind, key, name, *_ = line.split("\t")
-                found.add(f"{kind} {key}\\{name}" if kind == "value" else f"{kind} {key}")
-        return found
+        return {
+            f"key {key}" if name is None else f"value {key}\\{name}"
+            for hive, root in HIVES
+            for key, name, _ in read_hive(self.folder / hive, root)
+        }
 
     def remove(self) -> None:
         """Ends what still runs on the machine and deletes it."""
-        self._bash("machine_remove", str(self.folder))
+        self._machine.remove()
+
+
+def new_machine(folder: Path) -> Machine:
+    """A machine as it is after its making."""
+    return Machine(bench.machine.new_machine(folder).folder)

@@ -3,7 +3,7 @@
 //
 //   cmake --preset mingw-release
 //   cmake --build build/release --target benchmark
-//   bench/run_on_machine.sh build/release/tests/benchmarks/benchmark.exe
+//   bench/run_on_machine.py build/release/tests/benchmarks/benchmark.exe
 //
 // Each line gives the best time of several calls, and the heap allocations and hashed bytes of one call, each as a
 // multiple of the line before too. Ten times the rows may cost at most fifteen times as much of what is counted; the

@@ -19,7 +19,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import TypeVar
 
-from bench_machine import BENCH, RELEASE, ROOT, TEMPLATE, BenchError, Machine, Watched
+from bench_machine import BENCH, RELEASE, ROOT, BenchError, Machine, Watched, new_machine
 from loads import (
     EMPTY,
     FOLDER,
@@ -96,7 +96,7 @@ def fresh(name: str) -> Path:
 
 def bare_machine(name: str, devices: bool = False) -> Machine:
     """A machine with the benchmark's programs and the neighbours, and nothing to remove."""
-    machine = Machine(TEMPLATE).clone(fresh(name))
+    machine = new_machine(fresh(name))
     machine.prepare(devices)
     machine.plant(NEIGHBOURS)
     return machine
@@ -104,12 +104,12 @@ def bare_machine(name: str, devices: bool = False) -> Machine:
 
 def timed(machine: Machine, name: str, command: str) -> float:
     """What the command takes on the machine, which it changes."""
-    return machine.sit([f"run\t{EMPTY}", f"time\t{name}\t{command}"]).times[name]
+    return machine.measure([f"run\t{EMPTY}", f"time\t{name}\t{command}"]).times[name]
 
 
 def watched(machine: Machine, command: str) -> Watched:
     """The same, looked at while it runs."""
-    return machine.sit([f"run\t{EMPTY}", f"watch\tprogram\t{machine.log_on_machine}\t{command}"]).watched["program"]
+    return machine.measure([f"run\t{EMPTY}", f"watch\tprogram\t{machine.log_on_machine}\t{command}"]).watched["program"]
 
 
 def spans(run: Watched) -> dict[str, float]:
@@ -146,7 +146,7 @@ def measure_row(row: Row, count: int, rounds: int) -> Sample:
     say(f"{count} {row.name}")
     bare = bare_machine("bare")
     loaded = bare.clone(fresh("loaded"))
-    loaded.sit([f"run\t{row.load_command(count)}"])
+    loaded.measure([f"run\t{row.load_command(count)}"])
     before = loaded.things()
     expected = below(before, row)
     if len(expected) <= count:

@@ -303,7 +303,6 @@ class ManifestLint(unittest.TestCase):
                 self.assertEqual(wanted, found)
                 self.assertEqual(1, status)
 
-
     def test_patterns_that_name_what_they_mean_pass(self):
         for row in ("Windows\\System32\\*orvgfx*.dll", "Windows\\SysWOW64\\orv*.dll", "Windows\\System32\\ORV-*-old.dll",
                     "INSTALL_DIR\\gpu-*.log", "INSTALL_DIR\\*gpu*.log", "INSTALL_DIR\\a*gpu.log"):

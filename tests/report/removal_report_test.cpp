@@ -117,7 +117,7 @@ TEST_F(RemovalReport, WordsOfTheReportStayEnglishWhateverTheLanguage) {
   EXPECT_EQ(tally(), tallyOfEachKind() + "</doc>\n");
 }
 
-// The same reports in both variants, which pages.sh turns into pages.
+// The same reports in both variants, which test_pages.py turns into pages.
 TEST_F(RemovalReport, BothVariantsAreWrittenFromTheSameLists) {
   stillClock->date = L"Samstag, 21. M\u00E4rz 2026";
   Lists lists = {{L"App One"}, {L"Driver One"}, {}, {L"Driver One"}, {L"App One"}, {L"Driver Two"}};

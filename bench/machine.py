@@ -1,0 +1,224 @@
+"""A bench machine: a Wine prefix of its own, cloned from one template, used for one purpose and deleted."""
+
+from __future__ import annotations
+
+import fcntl
+import filecmp
+import os
+import shutil
+import subprocess
+import tempfile
+from dataclasses import dataclass, field
+from pathlib import Path
+
+from bench import BENCH_FOLDER
+
+# Wine asks for packages that a machine does without, and would put menu entries into the host's desktop.
+DLL_OVERRIDES = "mscoree=;mshtml=;winemenubuilder.exe="
+
+# Windows 10 without a screen, on which a crashed program ends at once instead of waiting for a debugger.
+SETTINGS = r"""REGEDIT4
+
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\AeDebug]
+"Debugger"="cmd /c exit"
+"Auto"="1"
+
+[HKEY_CURRENT_USER\Software\Wine\Drivers]
+"Graphics"="null"
+"Audio"=""
+"""
+
+# Where Debian's packages keep Wine's own Windows files, by version and architecture.
+BUILTIN_FOLDERS = (
+    "/usr/lib/x86_64-linux-gnu/wine/x86_64-windows",
+    "/usr/lib/wine/x86_64-windows",
+    "/usr/lib64/wine/x86_64-windows",
+)
+
+
+class BenchError(Exception):
+    """The bench itself could not do its part; says nothing about the program under test."""
+
+
+@dataclass
+class Outcome:
+    status: int  # the exit code's low eight bits
+    output: str
+
+
+@dataclass
+class Machine:
+    """One machine. `folder` is the prefix; the rest are settings of its programs' environment."""
+
+    folder: Path
+    locale: str = "C.UTF-8"
+    display: str | None = None  # an X display; without one the machine has no screen
+    dll_overrides: str = DLL_OVERRIDES
+    environment: dict[str, str] = field(default_factory=dict)
+
+    @property
+    def drive(self) -> Path:
+        """The folder that is the machine's drive C:."""
+        return self.folder / "drive_c"
+
+    @property
+    def bench(self) -> Path:
+        """C:\\bench, where the bench's own programs and files lie; no part of a snapshot."""
+        return self.drive / "bench"
+
+    def host_path(self, windows_path: str) -> Path:
+        """Where a path on drive C: lies on the host, whatever the letter case of what is there."""
+        if windows_path[:3].lower() != "c:\\":
+            raise BenchError(f"{windows_path} is not on the machine's drive")
+        path = self.drive
+        for part in windows_path[3:].split("\\"):
+            path = _child(path, part)
+        return path
+
+    def wine(self, *command: str, timeout: float = 120, check: bool = False) -> Outcome:
+        """Runs a Windows command and waits for its end. With `check`, anything but exit code 0 is a BenchError.
+
+        The output goes through a file: services that the command starts keep a pipe open long after it has ended.
+        """
+        # A machine that is still being made has no drive.
+        here = self.drive if self.drive.exists() else self.folder
+        with tempfile.TemporaryFile() as output:
+            process = subprocess.Popen(
+                ["wine", *command], cwd=here, env=self._env(), stdin=subprocess.DEVNULL, stdout=output, stderr=output
+            )
+            try:
+                status = process.wait(timeout)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait()
+                output.seek(0)
+                raise BenchError(f"{command[0]} did not end within {timeout:.0f} seconds\n{_text(output.read())}") from None
+            output.seek(0)
+            outcome = Outcome(status, _text(output.read()))
+        if check and outcome.status != 0:
+            raise BenchError(f"{' '.join(command)} ended with {outcome.status}\n{outcome.output}")
+        return outcome
+
+    def settle(self, timeout: float = 120) -> None:
+        """Waits until every program of the machine has ended and its registry is on disk; a BenchError when one goes on."""
+        try:
+            subprocess.run(["wineserver", "-w"], env=self._env(), timeout=timeout, check=False, capture_output=True)
+        except subprocess.TimeoutExpired:
+            raise BenchError(f"programs of the machine did not end within {timeout:.0f} seconds") from None
+
+    def stop(self) -> None:
+        """Ends every program of the machine."""
+        subprocess.run(["wineserver", "-k"], env=self._env(), check=False, capture_output=True)
+
+    def restart(self) -> None:
+        """What a restart does to a machine: pending renames and deletions, and RunOnce, are carried out."""
+        # The first program after the start of a new server finds the pending work done.
+        self.wine("cmd.exe", "/c", "exit", check=True)
+        self.settle()
+
+    def remove(self) -> None:
+        if self.folder.exists():
+            self.stop()
+            self.settle()
+            shutil.rmtree(self.folder)
+
+    def import_registry(self, text: str) -> None:
+        """Sets registry values from the text of a .reg file."""
+        file = self.drive / "bench_settings.reg"
+        file.write_text(text, encoding="ascii")
+        self.wine("regedit", "/S", r"C:\bench_settings.reg", check=True)
+        file.unlink()
+
+    def put(self, source: Path, *places: str) -> None:
+        """Brings a file of the host to each place, a Windows path, in the stead of what is there."""
+        for place in places:
+            target = self.host_path(place)
+            target.parent.mkdir(parents=True, exist_ok=True)
+            target.unlink(missing_ok=True)
+            try:
+                os.link(source, target)
+            except OSError:
+                shutil.copy(source, target)
+
+    def _env(self) -> dict[str, str]:
+        # A machine sees none of the host's settings but these.
+        env = {
+            "PATH": os.environ["PATH"],
+            "HOME": str(self.folder),
+            "LC_ALL": self.locale,
+            "WINEPREFIX": str(self.folder),
+            "WINEDEBUG": os.environ.get("BENCH_WINEDEBUG", "-all"),
+            "WINEDLLOVERRIDES": self.dll_overrides,
+            **self.environment,
+        }
+        if self.display:
+            env["DISPLAY"] = self.display
+        return env
+
+
+def new_machine(folder: Path) -> Machine:
+    """A machine in `folder`, which must not exist. Makes the template on the way if there is none."""
+    template = make_template()
+    folder.parent.mkdir(parents=True, exist_ok=True)
+    subprocess.run(["cp", "-a", str(template), str(folder)], check=True)
+    return Machine(folder.resolve())
+
+
+def make_template(bench_folder: Path = BENCH_FOLDER) -> Path:
+    """The machine that all others are copies of; made once. Several processes may ask at the same time."""
+    bench_folder.mkdir(parents=True, exist_ok=True)
+    template = bench_folder.resolve() / "template"
+    with (bench_folder / "template.lock").open("w") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        if not (template / "complete").exists():
+            machine = Machine(template)
+            machine.remove()
+            template.mkdir(parents=True)
+            outcome = machine.wine("wineboot", "--init", timeout=300)
+            if outcome.status != 0:
+                raise BenchError(f"Wine could not make a machine\n{outcome.output}")
+            machine.settle()
+            machine.wine("winecfg", "-v", "win10", check=True)
+            machine.import_registry(SETTINGS)
+            machine.settle()
+            _close_doors(machine)
+            _slim(machine)
+            (template / "complete").touch()
+    return template
+
+
+def _close_doors(machine: Machine) -> None:
+    # A new machine has ways out of its folder: a drive Z: that is the host's root, and user folders that are links into
+    # the host's home. A program that deletes files must not find them.
+    for drive in (machine.folder / "dosdevices").iterdir():
+        if drive.name != "c:":
+            drive.unlink()
+    for folder, names, files in os.walk(machine.drive / "users"):
+        for name in names + files:
+            path = Path(folder, name)
+            if path.is_symlink():
+                path.unlink()
+                path.mkdir()
+
+
+def _slim(machine: Machine) -> None:
+    # System files that equal Wine's own become links to them, so that a clone is small and takes a moment.
+    builtin = next((Path(folder) for folder in BUILTIN_FOLDERS if Path(folder).is_dir()), None)
+    if builtin is None:
+        return
+    for file in (machine.drive / "windows" / "system32").iterdir():
+        own = builtin / file.name
+        if file.is_file() and not file.is_symlink() and own.is_file() and filecmp.cmp(file, own, shallow=False):
+            file.unlink()
+            file.symlink_to(own)
+
+
+def _child(folder: Path, name: str) -> Path:
+    exact = folder / name
+    if exact.exists() or not folder.is_dir():
+        return exact
+    return next((entry for entry in folder.iterdir() if entry.name.lower() == name.lower()), exact)
+
+
+def _text(output: bytes) -> str:
+    return output.decode("utf-8", "replace")

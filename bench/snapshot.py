@@ -1,0 +1,120 @@
+"""What a machine holds at one moment: every file, folder, link, registry key and value, and what differs between two.
+
+The machine must have settled: the registry is read from the files that it leaves. Its folder C:\\bench is the bench's own
+and no part of a snapshot.
+"""
+
+from __future__ import annotations
+
+import hashlib
+import os
+import re
+import stat
+from collections.abc import Callable, Iterable
+from dataclasses import dataclass
+from pathlib import Path
+from typing import NamedTuple
+
+from bench.hives import read_hive, texts_of
+from bench.machine import Machine
+
+
+class Thing(NamedTuple):
+    kind: str  # file, folder, link, key, value
+    place: str  # C:\path or HKEY_...; of a value, its key
+    name: str = ""  # of a value; "" is a key's default value
+
+    def __str__(self) -> str:
+        return f"{self.kind} {self.place}" + (f"  [{self.name}]" if self.kind == "value" else "")
+
+
+# A thing with its details: of a file size, mode and SHA-256; of a folder its mode; of a link where it points, in the
+# host's notation; of a value its data.
+Snapshot = dict[Thing, str]
+
+HIVES = (("system.reg", "HKEY_LOCAL_MACHINE"), ("user.reg", "HKEY_CURRENT_USER"), ("userdef.reg", "HKEY_USERS\\.Default"))
+
+# What Wine writes by itself whenever a machine starts: the list of the host's fonts (values that name a file of the host),
+# the date of its display driver, and the driver keys of the display and monitor classes, of which it keeps none but its own.
+_OWN_KEYS = re.compile(r"\\Control\\Class\\\{4D36E96[8E]-E325-11CE-BFC1-08002BE10318\}\\", re.IGNORECASE)
+_OWN_VALUE = "DriverDateData"
+_HOST_FILE = '"\\\\??\\\\unix\\\\'
+
+
+def take_snapshot(machine: Machine) -> Snapshot:
+    things: Snapshot = {}
+    _add_files(machine.drive, things)
+    for hive, root in HIVES:
+        _add_hive(machine.folder / hive, root, things)
+    return things
+
+
+@dataclass
+class Difference:
+    removed: set[Thing]
+    added: Snapshot
+    changed: Snapshot  # with the new details
+
+
+def difference(before: Snapshot, after: Snapshot) -> Difference:
+    return Difference(
+        removed=before.keys() - after.keys(),
+        added={thing: details for thing, details in after.items() if thing not in before},
+        changed={thing: details for thing, details in after.items() if before.get(thing, details) != details},
+    )
+
+
+def removed(before: Snapshot, after: Snapshot) -> set[Thing]:
+    return difference(before, after).removed
+
+
+def without(snapshot: Snapshot, unwanted: Callable[[Thing], bool]) -> Snapshot:
+    return {thing: details for thing, details in snapshot.items() if not unwanted(thing)}
+
+
+def holds(snapshot: Iterable[Thing], kind: str, place: str) -> bool:
+    """Whether something of that kind is at that place; Windows does not tell names apart by case."""
+    return any(thing.kind == kind and thing.place.lower() == place.lower() for thing in snapshot)
+
+
+def texts_at(snapshot: Snapshot, key: str, name: str) -> list[str]:
+    """The texts of a value that holds a list of them; none when there is no such value."""
+    data = snapshot.get(Thing("value", key, name))
+    return texts_of(data) if data else []
+
+
+def _add_files(drive: Path, things: Snapshot) -> None:
+    pending = [(str(drive), "C:")]
+    while pending:
+        host, windows = pending.pop()
+        with os.scandir(host) as entries:
+            for entry in entries:
+                place = f"{windows}\\{entry.name}"
+                if place == "C:\\bench":
+                    continue
+                status = entry.stat(follow_symlinks=False)
+                mode = f"{stat.S_IMODE(status.st_mode):o}"
+                if entry.is_symlink():
+                    things[Thing("link", place)] = os.readlink(entry.path)
+                elif entry.is_dir(follow_symlinks=False):
+                    things[Thing("folder", place)] = mode
+                    pending.append((entry.path, place))
+                elif entry.is_file(follow_symlinks=False):
+                    things[Thing("file", place)] = f"{status.st_size} {mode} {_sha256(entry.path)}"
+                else:
+                    things[Thing("other", place)] = f"{stat.S_IFMT(status.st_mode):o}"
+
+
+def _add_hive(file: Path, root: str, things: Snapshot) -> None:
+    for key, name, data in read_hive(file, root):
+        if _OWN_KEYS.search(key):
+            continue
+        if name is None:
+            things[Thing("key", key)] = ""
+        elif name != _OWN_VALUE and _HOST_FILE not in data:
+            things[Thing("value", key, name)] = data
+
+
+def _sha256(path: str) -> str:
+    with open(path, "rb") as file:
+        return hashlib.file_digest(file, "sha256").hexdigest()

@@ -1,0 +1,36 @@
+"""Facts and snapshots for the unit tests, in a line each."""
+
+from __future__ import annotations
+
+from bench.facts import Facts
+from bench.snapshot import Snapshot, Thing
+
+FACTS = Facts(
+    wine="wine-test",
+    user_profile=r"C:\users\somebody",
+    temp=r"C:\users\somebody\Temp",
+    local_app_data=r"C:\users\somebody\AppData\Local",
+    roaming_app_data=r"C:\users\somebody\AppData\Roaming",
+    sid="S-1-5-21-0-0-0-1000",
+)
+
+
+def thing(text: str) -> Thing:
+    """`kind place`, and for a value ` | name` behind it."""
+    kind, _, rest = text.partition(" ")
+    place, _, name = rest.partition(" | ")
+    return Thing(kind, place, name)
+
+
+def snapshot(*texts: str) -> Snapshot:
+    """What the texts name, with the folders and keys around it."""
+    things: Snapshot = {}
+    for text in texts:
+        item = thing(text)
+        things[item] = "details"
+        container = "key" if item.kind in ("key", "value") else "folder"
+        around = item.place if item.kind == "value" else item.place.rpartition("\\")[0]
+        while "\\" in around:
+            things.setdefault(Thing(container, around), "")
+            around = around.rpartition("\\")[0]
+    return things

@@ -1,0 +1,68 @@
+"""Machines for the whole-machine cases. ORV_PROGRAM and BENCH_PROGRAMS name other builds than build/release, BENCH_CASES
+another folder for the machines than build/bench/cases; BENCH_KEEP=1 keeps the machine of a case that has passed too."""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+from collections.abc import Iterator
+from pathlib import Path
+
+import pytest
+
+from bench import BENCH_FOLDER
+from bench.machine import Machine, new_machine
+from bench.session import Build
+from case import Case
+
+FAILED = pytest.StashKey[bool]()
+
+
+def pytest_configure() -> None:
+    # Whoever ends the run early gets the machines ended too, as on Ctrl+C.
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+
+
+@pytest.fixture(scope="session")
+def build() -> Build:
+    built = Build(
+        Path(os.environ.get("ORV_PROGRAM", Build.program)), Path(os.environ.get("BENCH_PROGRAMS", Build.bench))
+    )
+    assert built.program.exists(), f"{built.program} is not built: run scripts/build.sh"
+    return built
+
+
+@pytest.fixture
+def case(request: pytest.FixtureRequest, build: Build) -> Iterator[Case]:
+    folder = Path(os.environ.get("BENCH_CASES", BENCH_FOLDER / "cases")) / request.node.name
+    if folder.exists():
+        Machine((folder / "machine").resolve()).remove()
+        shutil.rmtree(folder)
+    folder.mkdir(parents=True)
+    machine = new_machine(folder / "machine")
+    request.node.user_properties.append(("machine", str(machine.folder)))
+    try:
+        yield Case(machine, folder, build)
+    finally:
+        if request.node.stash.get(FAILED, True) or os.environ.get("BENCH_KEEP"):
+            machine.stop()
+        else:
+            machine.remove()
+            shutil.rmtree(folder)
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
+    outcome = yield
+    report = outcome.get_result()
+    if report.when == "call":
+        item.stash[FAILED] = report.failed
+    if report.failed:
+        for name, value in item.user_properties:
+            if name == "machine":
+                report.sections.append(("The machine", f"stays in {value}, with the case's files beside it"))
+                log = sorted(Path(value).glob("drive_c/users/*/**/CleanUp/ORVCleanup.log"))
+                if log:
+                    end = log[0].read_bytes().decode("latin-1").splitlines()[-15:]
+                    report.sections.append(("The end of the program's log", "\n".join(end)))
