@@ -1,27 +1,17 @@
-// failing_log - lets one line of the log fail as it would on a machine without memory: it throws std::bad_alloc.
-// To be included by one source file of a program, since it replaces the program's array allocation.
+// failing_log - lets one line of the log fail as it would on a machine that has run out of means: its lock is refused,
+// which raises std::system_error. To be included by one source file of a program, whose target has the linker lead
+// pthread_mutex_lock through here (see tests/CMakeLists.txt).
 #pragma once
 
-#include <cstddef>
-#include <new>
+#include <cerrno>
 
-// Counts down with each line that is written; the line that brings it to 0 fails. 0 lets all lines pass.
+#include <pthread.h>
+
+// Counts down with each line that is written; the line that brings it to 0 fails. 0 lets all lines pass. The log's lock
+// is the only one in the system.
 inline int failingLogLine = 0;
 
-// The block that the log takes from the heap for each line; nothing else takes arrays of this size.
-constexpr std::size_t kLogLineBlockBytes = 32'768;
-
-void* operator new[](std::size_t bytes) {
-  if (bytes == kLogLineBlockBytes && failingLogLine > 0 && --failingLogLine == 0) {
-    throw std::bad_alloc();
-  }
-  return ::operator new(bytes);
-}
-
-void operator delete[](void* block) noexcept {
-  ::operator delete(block);
-}
-
-void operator delete[](void* block, std::size_t) noexcept {
-  ::operator delete(block);
+extern "C" int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+extern "C" int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+  return failingLogLine > 0 && --failingLogLine == 0 ? EAGAIN : __real_pthread_mutex_lock(mutex);
 }
