@@ -9,7 +9,6 @@ from __future__ import annotations
 import shutil
 import subprocess
 import sys
-import threading
 import time
 from collections.abc import Callable, Iterable, Iterator
 from contextlib import contextmanager
@@ -27,6 +26,7 @@ from bench.facts import Facts, facts_of
 from bench.machine import BenchError, Machine, make_template, new_machine
 from bench.planting import lines_with_neighbours, plant, read_lines
 from bench.products import Product, install, make_packages, makers, others, read_products, repair
+from bench.repeating import repeating
 from bench.rows import Row, generic_rows, load_manifest, read_rows, texts
 from bench.run_log import RunLog, read_log
 from bench.screen import connect, crop, photographer, screen
@@ -227,20 +227,13 @@ def keep_results(machine: Machine, facts: Facts) -> None:
 @contextmanager
 def following(file: Path, tell: Callable[[str], None]) -> Iterator[None]:
     """Tells the end of a file that is being written, several times a second."""
-    done = threading.Event()
 
-    def work() -> None:
-        while not done.wait(0.2):
-            if file.exists():
-                tell(file.read_bytes()[-20_000:].decode("utf-8", "replace"))
+    def look() -> None:
+        if file.exists():
+            tell(file.read_bytes()[-20_000:].decode("utf-8", "replace"))
 
-    thread = threading.Thread(target=work)
-    thread.start()
-    try:
+    with repeating(0.2, look):
         yield
-    finally:
-        done.set()
-        thread.join()
 
 
 def _build_share(text: str) -> tuple[float | None, str]:

@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import os
 import subprocess
-import threading
 from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
 
 from bench.machine import BenchError, Machine
+from bench.repeating import repeating
 
 SIZE = "1100x700"
 
@@ -58,22 +58,14 @@ def photographer(machine: Machine, pictures: Path) -> Iterator[None]:
     in a second line the area within its frame, and then each control with a text: its place and number."""
     pictures.mkdir(parents=True, exist_ok=True)
     wishes = machine.bench / "pictures"
-    done = threading.Event()
 
-    def work() -> None:
-        # No event of the machine reaches the host, so this looks again and again.
-        while not done.wait(0.05):
-            for wish in sorted(wishes.glob("*.wanted")):
-                _take(machine.display or "", pictures / f"{wish.stem}.png")
-                wish.rename(pictures / f"{wish.stem}.places")
+    def look() -> None:
+        for wish in sorted(wishes.glob("*.wanted")):
+            _take(machine.display or "", pictures / f"{wish.stem}.png")
+            wish.rename(pictures / f"{wish.stem}.places")
 
-    thread = threading.Thread(target=work)
-    thread.start()
-    try:
+    with repeating(0.05, look):
         yield
-    finally:
-        done.set()
-        thread.join()
 
 
 def crop(pictures: Path, name: str, target: Path, line: int = 1, part: str = "") -> None:
