@@ -278,10 +278,11 @@ void walkDirectory(const WalkedPath& directory, const EntryVisitor& visit, LinkI
       action();
       return true;
     } catch (const std::filesystem::filesystem_error& failure) {
-      if (!passOver) {
+      if (passOver) {
+        passOver(failure.code());
+      } else if (!isNotFound(static_cast<DWORD>(failure.code().value()))) {
         throw;
       }
-      passOver(failure.code());
       return false;
     }
   };

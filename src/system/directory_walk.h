@@ -49,7 +49,7 @@ void visitEntries(const WalkedPath& directory, const EntryVisitor& visit, LinkIn
 
 // Calls `visit` for every entry below `directory`, each directory before what lies in it, and `begin` for each
 // directory. All directories on the way to an entry are held while it is visited. `directory` itself is not an entry. A
-// directory that is no longer the one that was listed, when its turn comes, is not entered. Throws
+// directory that is no longer the one that was listed, or has gone, when its turn comes, is not entered. Throws
 // std::filesystem::filesystem_error with the system's code:
 // "recursive_directory_iterator::recursive_directory_iterator" when `directory` cannot be read,
 // "recursive_directory_iterator::operator++" when a folder below it cannot, or the reading breaks off. With

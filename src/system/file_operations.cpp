@@ -105,9 +105,16 @@ void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::
     if (!isExistingDirectory(directory)) {
       continue;
     }
-    walkDirectory(
-        directory,
-        [&](const DirectoryEntry& entry) { (entry.isDirectory() ? directoryRows : fileRows).append(entry.path); }, link,
-        nullptr, link == LinkInPlace::HasNoEntries ? rememberListedFolder : FolderVisitor());
+    try {
+      walkDirectory(
+          directory,
+          [&](const DirectoryEntry& entry) { (entry.isDirectory() ? directoryRows : fileRows).append(entry.path); },
+          link, nullptr, link == LinkInPlace::HasNoEntries ? rememberListedFolder : FolderVisitor());
+    } catch (const std::filesystem::filesystem_error&) {
+      if (isExistingDirectory(directory)) {
+        throw;
+      }
+      // Another program has removed it since it was asked for.
+    }
   }
 }

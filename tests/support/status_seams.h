@@ -16,14 +16,16 @@ struct PathError {
   DWORD error = ERROR_SUCCESS;
 };
 
-inline PathError undecided;       // asking for the attributes fails
-inline PathError failingTarget;   // opening fails, as it does for a link that leads to nothing
-inline std::wstring shownAsLink;  // the machine shows it as a link
+inline PathError undecided;         // asking for the attributes fails
+inline PathError failingTarget;     // opening fails, as it does for a link that leads to nothing
+inline std::wstring shownAsLink;    // the machine shows it as a link
+inline std::wstring goesMeanwhile;  // an empty folder that another program removes right before it is opened
 
 inline void forgetStatusSeams() {
   undecided = {};
   failingTarget = {};
   shownAsLink.clear();
+  goesMeanwhile.clear();
 }
 
 // A link that leads to nothing: the entry is there, and opening it gives this error.
@@ -57,6 +59,9 @@ LINK_SEAM(HANDLE, CreateFileW,
   if (isSamePlace(failingTarget.path, path)) {
     ::SetLastError(failingTarget.error);
     return INVALID_HANDLE_VALUE;
+  }
+  if (isSamePlace(goesMeanwhile, path)) {
+    ::RemoveDirectoryW(path);
   }
   return realFunction<decltype(&::CreateFileW)>(L"kernel32.dll", "CreateFileW")(path, access, sharing, security,
                                                                                 disposition, flags, pattern);

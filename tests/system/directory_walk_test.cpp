@@ -247,6 +247,29 @@ TEST_F(DirectoryWalk, RaisesWhenADirectoryBelowCannotBeOpened) {
   expectError([&] { walked(folder_.path()); }, kAdvanceFailed, ERROR_ACCESS_DENIED, unreadableFolder);
 }
 
+// As when two runs are at work at once.
+TEST_F(DirectoryWalk, PassesOverADirectoryBelowThatGoesMeanwhile) {
+  folder_.makeDirectory(L"a");
+  folder_.makeFile(L"b\\file");
+  std::vector<std::wstring> paths;
+  walkDirectory(folder_.path(), [&paths](const DirectoryEntry& entry) {
+    paths.push_back(entry.path);
+    if (entry.path.ends_with(L"\\a")) {
+      EXPECT_TRUE(::RemoveDirectoryW(entry.path.c_str()));
+    }
+  });
+  EXPECT_THAT(paths, UnorderedElementsAre(folder_ / L"a", folder_ / L"b", folder_ / L"b\\file"));
+}
+
+TEST_F(DirectoryWalk, TellsOfADirectoryThatGoesMeanwhileWhoeverPassesOverFailures) {
+  folder_.makeDirectory(L"a");
+  std::vector<std::error_code> passedOver;
+  walkDirectory(
+      folder_.path(), [](const DirectoryEntry& entry) { EXPECT_TRUE(::RemoveDirectoryW(entry.path.c_str())); },
+      LinkInPlace::HasNoEntries, [&passedOver](const std::error_code& error) { passedOver.push_back(error); });
+  EXPECT_THAT(passedOver, ElementsAre(std::error_code(ERROR_FILE_NOT_FOUND, std::system_category())));
+}
+
 TEST_F(DirectoryWalk, RaisesWhenTheReadingBreaksOff) {
   folder_.makeFile(L"a");
   folder_.makeFile(L"b");

@@ -58,6 +58,16 @@ TEST_F(ExpandDirectoriesTest, PassesOverWhatIsNoDirectory) {
   EXPECT_THAT(files_, IsEmpty());
 }
 
+TEST_F(ExpandDirectoriesTest, PassesOverADirectoryThatGoesMeanwhile) {
+  goesMeanwhile = folder_.makeDirectory(L"going");
+  directories_ = {goesMeanwhile, folder_.makeDirectory(L"staying")};
+  const std::wstring file = folder_.makeFile(L"staying\\file");
+  ExpandDirectories(directories_, files_);
+  EXPECT_FALSE(std::filesystem::exists(goesMeanwhile));
+  EXPECT_THAT(directories_, ElementsAre(goesMeanwhile, folder_ / L"staying"));
+  EXPECT_THAT(files_, ElementsAre(file));
+}
+
 TEST_F(ExpandDirectoriesTest, AppendsEachRowOnce) {
   folder_.makeFile(L"top\\a\\1");
   directories_ = {folder_ / L"top", folder_ / L"top\\a", folder_ / L"top"};
