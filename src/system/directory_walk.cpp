@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <unordered_map>
@@ -56,19 +57,28 @@ bool isNoNumber(std::uint64_t number) {
 // what is read is in it, wherever its path leads meanwhile.
 class DirectoryReader {
  public:
-  // `number` is that of the directory as its entry has it. Throws when the directory cannot be opened.
-  DirectoryReader(WalkedPath directory, LinkInPlace link, const FailureTexts& texts, std::uint64_t number = 0)
+  // `listed` is what the folder above, which is held, has told of the directory: its own volume, and the number of the
+  // entry. Throws when the directory cannot be opened.
+  DirectoryReader(WalkedPath directory, LinkInPlace link, const FailureTexts& texts,
+                  std::optional<DirectoryId> listed = std::nullopt)
       : directory_(std::move(directory)), texts_(&texts) {
+    if (listed && isNoNumber(listed->number)) {
+      listed.reset();
+    }
     handle_ = openFolder(directory_.systemPath, link == LinkInPlace::IsFollowed);
-    BY_HANDLE_FILE_INFORMATION found = {};
-    if (!handle_ || !::GetFileInformationByHandle(handle_.get(), &found)) {
+    std::optional<OpenEntry> found;
+    if (handle_) {
+      // Only a link, which is not followed, leads to another volume.
+      found = askEntry(handle_.get(), listed ? std::optional(listed->volume) : std::nullopt);
+    }
+    if (!found) {
       raise(texts_->open, directory_.path, ::GetLastError());
     }
-    if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
+    if (!(found->attributes & FILE_ATTRIBUTE_DIRECTORY)) {
       raise(texts_->open, directory_.path, ERROR_DIRECTORY);
     }
-    folder_ = {directory_.systemPath, directoryId(found)};
-    if (isLinkHandle(handle_.get(), found.dwFileAttributes) || (!isNoNumber(number) && number != folder_.id.number)) {
+    folder_ = {directory_.systemPath, found->id};
+    if (found->isLink || (listed && found->id != *listed)) {
       handle_.reset();
       return;
     }
@@ -295,7 +305,8 @@ void walkDirectory(const WalkedPath& directory, const EntryVisitor& visit, LinkI
     }
     visit(entry);
     if (entry.isDirectory() && !entry.isLink()) {
-      step([&] { enter(DirectoryReader(entry, LinkInPlace::HasNoEntries, kDeepWalkBelow, entry.fileNumber)); });
+      const DirectoryId listed = {way.back().folder().id.volume, entry.fileNumber};
+      step([&] { enter(DirectoryReader(entry, LinkInPlace::HasNoEntries, kDeepWalkBelow, listed)); });
     }
   }
 }

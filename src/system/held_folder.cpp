@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include <shlwapi.h>
+#include <winternl.h>
 
 #include "system/comparable_path.h"
 #include "system/file_status.h"
@@ -60,12 +61,21 @@ bool hasLinkOnTheWay(std::wstring systemPath) {
   return false;
 }
 
-}  // namespace
-
-DirectoryId directoryId(const BY_HANDLE_FILE_INFORMATION& information) {
-  return {information.dwVolumeSerialNumber,
-          (std::uint64_t{information.nFileIndexHigh} << 32) | information.nFileIndexLow};
+// Empty where the file system does not answer both questions.
+std::optional<OpenEntry> askEntryOn(DWORD volume, HANDLE entry) {
+  FILE_ATTRIBUTE_TAG_INFO tag = {};
+  FILE_INTERNAL_INFORMATION number = {};
+  IO_STATUS_BLOCK status = {};
+  if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag)) ||
+      ::NtQueryInformationFile(entry, &status, &number, sizeof(number), FileInternalInformation) < 0) {
+    return std::nullopt;
+  }
+  return OpenEntry{tag.FileAttributes,
+                   isLinkTag(tag.FileAttributes, tag.ReparseTag),
+                   {volume, static_cast<std::uint64_t>(number.IndexNumber.QuadPart)}};
 }
+
+}  // namespace
 
 bool isLinkTag(DWORD attributes, DWORD reparseTag) {
   return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) && (reparseTag == 0 || IsReparseTagNameSurrogate(reparseTag));
@@ -106,6 +116,21 @@ FileHandle openFolder(const std::wstring& systemPath, bool throughLink) {
   return folder;
 }
 
+std::optional<OpenEntry> askEntry(HANDLE entry, std::optional<DWORD> volume) {
+  if (volume) {
+    if (const auto answer = askEntryOn(*volume, entry)) {
+      return answer;
+    }
+  }
+  BY_HANDLE_FILE_INFORMATION found = {};
+  if (!::GetFileInformationByHandle(entry, &found)) {
+    return std::nullopt;
+  }
+  return OpenEntry{found.dwFileAttributes,
+                   isLinkHandle(entry, found.dwFileAttributes),
+                   {found.dwVolumeSerialNumber, (std::uint64_t{found.nFileIndexHigh} << 32) | found.nFileIndexLow}};
+}
+
 HeldFolder::HeldFolder(const std::wstring& systemPath) {
   if (!open(systemPath, true)) {
     return;
@@ -121,12 +146,10 @@ HeldFolder::HeldFolder(const ListedFolder& folder) {
   if (!open(folder.systemPath, false)) {
     return;
   }
-  BY_HANDLE_FILE_INFORMATION found = {};
-  if (!::GetFileInformationByHandle(handle_.get(), &found)) {
-    settle(State::Unknown, ::GetLastError());
+  if (const auto found = askEntry(handle_.get())) {
+    settle(found->id == folder.id && !found->isLink ? State::Held : State::Exchanged);
   } else {
-    const bool same = directoryId(found) == folder.id && !isLinkHandle(handle_.get(), found.dwFileAttributes);
-    settle(same ? State::Held : State::Exchanged);
+    settle(State::Unknown, ::GetLastError());
   }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <windows.h>
@@ -22,9 +23,6 @@ struct ListedFolder {
   DirectoryId id;
 };
 
-// The number of what GetFileInformationByHandle was asked about.
-DirectoryId directoryId(const BY_HANDLE_FILE_INFORMATION& information);
-
 // True for a reparse point that stands for another place: a symbolic link, a junction, a mounted volume. Placeholders
 // of the cloud, deduplicated and compressed files have reparse points too and are files and folders like any other. A
 // tag of 0, where a file system does not tell it, counts as a link.
@@ -39,6 +37,18 @@ bool isLinkAt(const std::wstring& systemPath, DWORD attributes);
 // Opens a directory to be listed and holds it: nobody can rename or remove it meanwhile, unless somebody has it open
 // for that already. A link in its place is opened itself, unless `throughLink`. CreateFileW.
 FileHandle openFolder(const std::wstring& systemPath, bool throughLink);
+
+// What an open entry is.
+struct OpenEntry {
+  DWORD attributes = 0;
+  bool isLink = false;
+  DirectoryId id;
+};
+
+// Asks an open entry. Which volume it lies on is the dearest part of the question and is left out where the caller
+// knows it. Empty when the system does not tell, with the reason in GetLastError. GetFileInformationByHandle, or
+// GetFileInformationByHandleEx and NtQueryInformationFile.
+std::optional<OpenEntry> askEntry(HANDLE entry, std::optional<DWORD> volume = std::nullopt);
 
 class HeldFolder {
  public:

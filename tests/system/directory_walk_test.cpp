@@ -7,6 +7,8 @@
 #include <system_error>
 #include <vector>
 
+#include <winternl.h>
+
 #include "support/current_directory.h"
 #include "support/directory_seams.h"
 #include "support/status_seams.h"
@@ -18,6 +20,9 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 namespace {
+
+bool numberIsAnswered = true;  // to those who ask for an entry's number alone
+int numberQuestions = 0;
 
 std::vector<std::wstring> walked(const std::wstring& directory) {
   std::vector<std::wstring> paths;
@@ -54,6 +59,7 @@ class DirectoryWalk : public testing::Test {
   ~DirectoryWalk() override {
     forgetDirectorySeams();
     forgetStatusSeams();
+    numberIsAnswered = true;
   }
 
   TestFolder outside_;
@@ -81,6 +87,14 @@ const std::vector<std::wstring> kOddNames = {L"two  blanks",
                                              std::wstring(255, L'n')};
 
 }  // namespace
+
+LINK_SEAM(NTSTATUS, NtQueryInformationFile,
+          (HANDLE file, PIO_STATUS_BLOCK status, PVOID answer, ULONG size, FILE_INFORMATION_CLASS kind)) {
+  ++numberQuestions;
+  return numberIsAnswered ? realFunction<decltype(&::NtQueryInformationFile)>(L"ntdll.dll", "NtQueryInformationFile")(
+                                file, status, answer, size, kind)
+                          : static_cast<NTSTATUS>(STATUS_INVALID_PARAMETER);
+}
 
 TEST_F(DirectoryWalk, OfAnEmptyDirectoryVisitsNothing) {
   EXPECT_THAT(walked(folder_.path()), IsEmpty());
@@ -182,6 +196,26 @@ TEST_F(DirectoryWalk, ListsAFileSystemThatGivesNoNumbers) {
   folder_.makeFile(L"a\\b\\file");
   numbersUnknown = true;
   EXPECT_THAT(walked(folder_.path()), ElementsAre(folder_ / L"a", folder_ / L"a\\b", folder_ / L"a\\b\\file"));
+}
+
+TEST_F(DirectoryWalk, EntersNoDirectoryThatWasExchangedWhateverTheFileSystemAnswers) {
+  for (const bool answered : {true, false}) {
+    numberIsAnswered = answered;
+    const std::wstring top = folder_.makeDirectory(answered ? L"one" : L"other");
+    folder_.makeFile(top.substr(top.rfind(L'\\') + 1) + L"\\a\\file");
+    numberQuestions = 0;
+    std::vector<std::wstring> paths;
+    walkDirectory(top, [&](const DirectoryEntry& entry) {
+      paths.push_back(entry.path);
+      if (paths.size() == 1) {
+        std::filesystem::rename(entry.path, outside_ / (answered ? L"one" : L"other"));
+        std::filesystem::create_directory(entry.path);
+        std::filesystem::create_directory(entry.path + L"\\new");
+      }
+    });
+    EXPECT_THAT(paths, ElementsAre(top + L"\\a")) << answered;
+    EXPECT_EQ(numberQuestions, 1) << answered;
+  }
 }
 
 TEST_F(DirectoryWalk, EndsWithALinkThatLeadsBackUp) {
