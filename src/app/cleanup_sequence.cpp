@@ -18,7 +18,6 @@
 #include "resources/resource_ids.h"
 #include "system/action_dispatcher.h"
 #include "system/depth_order.h"
-#include "system/handles.h"
 #include "system/log.h"
 #include "system/previous_installers.h"
 #include "system/registry_walk.h"
@@ -36,12 +35,6 @@ constexpr wchar_t kAudioKey[] = L"HKEY_CURRENT_USER\\SOFTWARE\\ORV\\LM\\Audio";
 // What the installer must find again for the graphics devices that are kept.
 constexpr wchar_t kInstalledPackagesKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\Packages";
 constexpr wchar_t kInstallManagerFolder[] = L"C:\\Program Files\\ORV\\PKM";
-
-// Held while services are worked on, and not used: each service has the manager opened anew, which then shares this
-// connection and does not make one of its own.
-ServiceHandle connectToServiceManager() {
-  return ServiceHandle(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-}
 
 }  // namespace
 
@@ -137,7 +130,6 @@ void CleanupSession::serviceStage() {
   if (!factoryReset) {
     DeleteStaleDisplayServiceKeys();
   }
-  const ServiceHandle connection = connectToServiceManager();
   ExecuteActions(ActionKind::ServiceStop, services, failedServices, false);
   LogDebug(L"-----------Stopping of Services Ended-------------");
 }
@@ -182,7 +174,6 @@ void CleanupSession::driverStage() {
   eligibleDrivers = removedDrivers;
   eligibleDrivers.insert(eligibleDrivers.end(), failedDrivers.begin(), failedDrivers.end());
   LogDebug(L"-----------Deletion of Services Started-------------");
-  const ServiceHandle connection = connectToServiceManager();
   SystemOperation::delORVServices(services);
   LogDebug(L"-----------Deletion of Services Ended-------------");
   LogDebug(L"-----------Uninstalling Drivers Ended-------------");

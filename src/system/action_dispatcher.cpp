@@ -74,6 +74,7 @@ struct Execution {
   RowFolders fileFolders = RowFolders(kMostFileFolders);
   RowFolders directoryFolders = RowFolders(kMostDirectoryFolders);
   ValueKey valueKey;
+  ServiceManager serviceManager;
 };
 
 Outcome deleteScheduledTask(const std::wstring& item, Execution&) {
@@ -93,9 +94,9 @@ Outcome deleteScheduledTask(const std::wstring& item, Execution&) {
   return Outcome::Failed;
 }
 
-Outcome stopService(const std::wstring& item, Execution&) {
+Outcome stopService(const std::wstring& item, Execution& execution) {
   LogDebug(L"Stopping Service\t:\t%s", item.c_str());
-  return outcomeOf(StopService(item));
+  return outcomeOf(StopService(item, execution.serviceManager));
 }
 
 Outcome killProcess(const std::wstring& item, Execution&) {

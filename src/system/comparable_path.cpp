@@ -60,8 +60,19 @@ bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
 
 std::wstring longPath(const std::wstring& path) {
   const std::wstring systemPath = toSystemPath(path);
-  std::wstring spelled(::GetLongPathNameW(systemPath.c_str(), nullptr, 0), L'\0');
-  const DWORD length = ::GetLongPathNameW(systemPath.c_str(), spelled.data(), static_cast<DWORD>(spelled.size()));
+  // Most rows name what is not there, and saying so takes less than listing each folder on the way.
+  if (::GetFileAttributesW(systemPath.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    const DWORD error = ::GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
+      return path;
+    }
+  }
+  std::wstring spelled(MAX_PATH, L'\0');
+  DWORD length = ::GetLongPathNameW(systemPath.c_str(), spelled.data(), static_cast<DWORD>(spelled.size()));
+  if (length >= spelled.size()) {
+    spelled.resize(length);
+    length = ::GetLongPathNameW(systemPath.c_str(), spelled.data(), static_cast<DWORD>(spelled.size()));
+  }
   if (length == 0 || length >= spelled.size()) {
     return path;
   }

@@ -4,6 +4,7 @@
 #include <array>
 #include <regex>
 #include <unordered_set>
+#include <utility>
 
 #include "system/handles.h"
 #include "system/log.h"
@@ -115,10 +116,21 @@ std::unordered_set<std::wstring> findDisplayServicesInUse() {
 
 }  // namespace
 
+SC_HANDLE ServiceManager::get() {
+  if (!handle_) {
+    handle_.reset(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  }
+  return handle_.get();
+}
+
 bool StopService(std::wstring name) {
+  ServiceManager manager;
+  return StopService(std::move(name), manager);
+}
+
+bool StopService(std::wstring name, ServiceManager& manager) {
   const DWORD start = ::GetTickCount();
-  const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
-  if (!manager) {
+  if (!manager.get()) {
     return false;
   }
   const ServiceHandle service(
@@ -215,10 +227,14 @@ void DeleteStaleDisplayServiceKeys() {
 }
 
 int SystemOperation::delService(const std::wstring& name) {
+  ServiceManager manager;
+  return delService(name, manager);
+}
+
+int SystemOperation::delService(const std::wstring& name, ServiceManager& manager) {
   int result = 1;
   try {
-    const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
-    if (!manager) {
+    if (!manager.get()) {
       LogDebug(L"SystemOperation::delService - OpenSCManager failed: %s, %d", name.c_str(), ::GetLastError());
       return result;
     }
@@ -250,6 +266,7 @@ int SystemOperation::delORVServices(std::vector<std::wstring> services) {
   LogDebug(L"SystemOperation::delORVServices - Entered DeleteORVServices");
   const std::size_t total = services.size();
   std::size_t deleted = 0;
+  ServiceManager manager;
   try {
     for (const std::wstring& name : services) {
       if (name == kSparedService) {
@@ -263,7 +280,7 @@ int SystemOperation::delORVServices(std::vector<std::wstring> services) {
         continue;
       }
       LogDebug(L"SystemOperation::delORVServices - Deleting the service : %s", name.c_str());
-      if (SystemOperation::delService(name) != 0) {
+      if (SystemOperation::delService(name, manager) != 0) {
         ++deleted;
       }
     }

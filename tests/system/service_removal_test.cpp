@@ -28,6 +28,7 @@ std::vector<std::wstring> openedKeys;
 std::optional<DWORD> managerAccess, serviceAccess;
 bool deletedMeanwhile = false;  // somebody else deletes the service first, once
 int openHandles = 0;
+int managersAskedFor = 0;
 
 const std::wstring kFirstAcpiTree = L"SYSTEM\\CurrentControlSet\\Enum\\ACPI\\PNP0A08\\";
 const std::wstring kSecondAcpiTree = L"SYSTEM\\CurrentControlSet\\Enum\\ACPI\\PNP0A03\\";
@@ -63,6 +64,7 @@ class ServiceRemoval : public ::testing::Test {
     serviceAccess.reset();
     deletedMeanwhile = false;
     failingLogLine = 0;
+    managersAskedFor = 0;
   }
   void TearDown() override { EXPECT_EQ(failingLogLine, 0) << "a line that was to fail was never written"; }
 
@@ -84,6 +86,7 @@ using AcceptableReturnCode = ServiceRemoval;
 
 LINK_SEAM(SC_HANDLE, OpenSCManagerW, (const wchar_t* machine, const wchar_t* database, DWORD access)) {
   managerAccess = access;
+  ++managersAskedFor;
   if (managerFailure) {
     ::SetLastError(*managerFailure);
     return nullptr;
@@ -275,6 +278,23 @@ TEST_F(ServiceListDeletion, MissingServicesCountAsDeleted) {
   EXPECT_EQ(SystemOperation::delORVServices({L"OrvTestMissing", L"OrvTestMissing"}), 1);
   EXPECT_THAT(log.lines(), ElementsAre(enteredLine(), deletingLine(L"OrvTestMissing"), notOpenedLine(L"OrvTestMissing"),
                                        deletingLine(L"OrvTestMissing"), notOpenedLine(L"OrvTestMissing")));
+}
+
+TEST_F(ServiceListDeletion, ManagerIsOpenedOnce) {
+  openHandles = 0;
+  SystemOperation::delORVServices({L"OrvTestMissing", L"OrvTestMissing", L"OrvTestMissing"});
+  EXPECT_EQ(managersAskedFor, 1);
+  EXPECT_EQ(openHandles, 0) << "a handle was left open";
+}
+
+TEST_F(ServiceListDeletion, ManagerThatDoesNotOpenIsTriedForEachService) {
+  managerFailure = ERROR_ACCESS_DENIED;
+  EXPECT_EQ(SystemOperation::delORVServices({L"OrvTestFirst", L"OrvTestSecond"}), 1);
+  EXPECT_EQ(managersAskedFor, 2);
+  EXPECT_THAT(log.lines(), ElementsAre(enteredLine(), deletingLine(L"OrvTestFirst"),
+                                       "DEBUG SystemOperation::delService - OpenSCManager failed: OrvTestFirst, 5",
+                                       deletingLine(L"OrvTestSecond"),
+                                       "DEBUG SystemOperation::delService - OpenSCManager failed: OrvTestSecond, 5"));
 }
 
 TEST_F(ServiceListDeletion, FilterDriverIsSparedWithoutALine) {
