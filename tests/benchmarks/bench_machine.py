@@ -106,6 +106,10 @@ class Machine:
         """Plants a list (bench/programs/plant.cpp) and waits until the machine has settled."""
         plant(self._machine, [[line] for line in lines])
 
+    def write_script(self, name: str, text: str) -> None:
+        """Puts a script beside the benchmark's programs."""
+        (self._machine.bench / name).write_bytes(text.encode("ascii"))
+
     def measure(self, lines: list[str]) -> Record:
         """Has the stopwatch carry out a list, waits until the machine has settled and returns the record."""
         (self._machine.bench / "list.tsv").write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
