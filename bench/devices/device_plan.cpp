@@ -189,6 +189,7 @@ void plantDriverNode(const std::wstring& deviceId, const PlantedDriver& driver) 
   const std::wstring name = numbered(L"%02d", std::stoi(last) + 1);
   const std::wstring key = bench + L"\\Drivers\\" + name;
   writeText(key, L"Inf", driver.inf);
+  writeNumber(kUsersKey + driver.inf.substr(driver.inf.rfind(L'\\') + 1), deviceId, 1);
   writeText(key, L"Provider", driver.provider);
   writeText(key, L"Manufacturer", otherwise(driver.manufacturer, readText(device, L"Mfg")));
   writeText(key, L"Description", otherwise(driver.description, readText(device, L"DeviceDesc")));

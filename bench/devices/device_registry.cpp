@@ -65,6 +65,18 @@ std::vector<std::wstring> subkeysOf(const std::wstring& key) {
   return names;
 }
 
+std::vector<std::wstring> valuesOf(const std::wstring& key) {
+  std::vector<std::wstring> names;
+  const RegistryKey opened = openKey(key, KEY_READ);
+  wchar_t name[1024];
+  for (DWORD index = 0, length = 1024; opened && ::RegEnumValueW(opened.get(), index, name, &length, nullptr, nullptr,
+                                                                 nullptr, nullptr) == ERROR_SUCCESS;
+       ++index, length = 1024) {
+    names.emplace_back(name, length);
+  }
+  return names;
+}
+
 std::wstring readText(const std::wstring& key, const std::wstring& name) {
   return readUnits(key, name, REG_SZ).c_str();
 }

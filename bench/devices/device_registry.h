@@ -15,10 +15,14 @@ inline const std::wstring kEnumKey = L"SYSTEM\\CurrentControlSet\\Enum\\";
 inline const std::wstring kClassKey = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
 inline const std::wstring kDevicesKey = L"SOFTWARE\\Bench Devices";
 inline const std::wstring kPackagesKey = L"SOFTWARE\\Bench Packages\\";
+// A key for each INF, with a value for each device that has had a driver node of it: whoever removes a package need not
+// read every device.
+inline const std::wstring kUsersKey = L"SOFTWARE\\Bench Driver Users\\";
 
 // Keys are below HKEY_LOCAL_MACHINE; what cannot be read is empty or the default.
 bool keyExists(const std::wstring& key);
 std::vector<std::wstring> subkeysOf(const std::wstring& key);
+std::vector<std::wstring> valuesOf(const std::wstring& key);
 std::wstring readText(const std::wstring& key, const std::wstring& name);
 std::vector<std::wstring> readTexts(const std::wstring& key, const std::wstring& name);
 DWORD readNumber(const std::wstring& key, const std::wstring& name, DWORD absent = 0);

@@ -20,13 +20,39 @@ bool isStillThere(const SetElement& element) {
 
 }  // namespace
 
+void ModelSet::listFromStart() {
+  listedIndex = 0;
+  listed = elements.begin();
+}
+
+std::list<SetElement>::iterator ModelSet::at(DWORD index) {
+  if (index < listedIndex) {
+    listFromStart();
+  }
+  for (; listed != elements.end(); ++listed) {
+    if (listed->removed) {
+      continue;
+    }
+    if (listedIndex == index) {
+      break;
+    }
+    ++listedIndex;
+  }
+  return listed;
+}
+
 BOOL answer(DWORD error) {
   ::SetLastError(error);
   return error == ERROR_SUCCESS;
 }
 
 HDEVINFO openSet(std::list<SetElement> elements) {
-  auto set = std::make_unique<ModelSet>(ModelSet{std::move(elements)});
+  auto set = std::make_unique<ModelSet>();
+  set->elements = std::move(elements);
+  for (SetElement& element : set->elements) {
+    set->byNumber[element.number] = &element;
+  }
+  set->listFromStart();
   const HDEVINFO handle = set.get();
   const std::lock_guard lock(setsMutex);
   sets[handle] = std::move(set);
@@ -57,10 +83,8 @@ SetElement* findElement(HDEVINFO handle, const SP_DEVINFO_DATA* data) {
     ::SetLastError(ERROR_INVALID_USER_BUFFER);
     return nullptr;
   }
-  for (SetElement& element : set->elements) {
-    if (data && element.number == data->DevInst) {
-      return &element;
-    }
+  if (const auto found = data ? set->byNumber.find(data->DevInst) : set->byNumber.end(); found != set->byNumber.end()) {
+    return found->second;
   }
   ::SetLastError(ERROR_INVALID_PARAMETER);
   return nullptr;
@@ -97,6 +121,7 @@ bool removeElement(HDEVINFO set, const SP_DEVINFO_DATA* data, const wchar_t* cal
   element->installParamsFailure = plannedFailure(key, L"SetupDiGetDeviceInstallParamsW after removal");
   removeDevice(element->id);
   element->removed = true;
+  findSet(set)->listFromStart();
   recordCall(call, element->id, ERROR_SUCCESS);
   return answer(ERROR_SUCCESS) != FALSE;
 }

@@ -4,6 +4,7 @@
 
 #include <list>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <windows.h>
@@ -40,6 +41,15 @@ struct SetElement {
 
 struct ModelSet {
   std::list<SetElement> elements;
+  std::unordered_map<DWORD, SetElement*> byNumber;
+  // Where the listing by index has come to: callers count upwards.
+  DWORD listedIndex = 0;
+  std::list<SetElement>::iterator listed;
+
+  // The element that a caller means who lists the set; the end behind the last.
+  std::list<SetElement>::iterator at(DWORD index);
+  // Has the elements counted anew: at the start, and when one is listed no more.
+  void listFromStart();
 };
 
 // Sets the last error and returns whether it is none.

@@ -1,7 +1,9 @@
 #include "device_tree.h"
 
-#include <algorithm>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <set>
 
 #include "device_registry.h"
 
@@ -9,38 +11,61 @@ namespace bench {
 
 namespace {
 
-// Ids and parents of devices do not change, so that only the list itself is kept between two readings.
-std::mutex listMutex;
-std::vector<TreeDevice> list;
+// What was read of the tree. Ids and parents of devices do not change, so that only the list itself is kept between two
+// readings.
+struct ReadTree {
+  std::map<DWORD, TreeDevice> devices;
+  std::map<std::wstring, std::set<DWORD>> children;  // by the parent's id in upper case
+};
+std::mutex treeMutex;
+std::shared_ptr<const ReadTree> lastTree = std::make_shared<ReadTree>();
+
+std::wstring upperCase(std::wstring id) {
+  ::CharUpperBuffW(id.data(), static_cast<DWORD>(id.size()));
+  return id;
+}
+
+std::shared_ptr<const ReadTree> knownTree() {
+  const std::lock_guard lock(treeMutex);
+  return lastTree;
+}
 
 bool isStillThere(const TreeDevice& device) {
   return readNumber(benchKey(device.id), L"DevInst") == device.number;
 }
 
-std::optional<TreeDevice> findIn(const std::vector<TreeDevice>& devices, DWORD number) {
-  const auto found = std::find_if(devices.begin(), devices.end(),
-                                  [number](const TreeDevice& device) { return device.number == number; });
-  return found == devices.end() ? std::nullopt : std::optional(*found);
+std::optional<TreeDevice> findIn(const ReadTree& tree, DWORD number) {
+  const auto found = tree.devices.find(number);
+  return found == tree.devices.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::vector<TreeDevice> knownDevices() {
-  const std::lock_guard lock(listMutex);
-  return list;
+// The known children of a device behind a number, in their order.
+std::vector<TreeDevice> childrenBehind(const std::wstring& parent, DWORD number) {
+  const std::shared_ptr<const ReadTree> tree = knownTree();
+  std::vector<TreeDevice> devices;
+  const auto children = tree->children.find(upperCase(parent));
+  if (children != tree->children.end()) {
+    for (auto child = children->second.upper_bound(number); child != children->second.end(); ++child) {
+      devices.push_back(tree->devices.at(*child));
+    }
+  }
+  return devices;
 }
 
 // A device that is not in the list may have come since it was read.
 std::optional<TreeDevice> find(DWORD number) {
-  std::optional<TreeDevice> device = findIn(knownDevices(), number);
+  std::optional<TreeDevice> device = findIn(*knownTree(), number);
   if (!device) {
-    device = findIn(readDevices(), number);
+    readDevices();
+    device = findIn(*knownTree(), number);
   }
   return device && isStillThere(*device) ? device : std::nullopt;
 }
 
 // The first present child of a parent that stands behind a number.
 std::optional<DWORD> childBehind(const std::wstring& parent, DWORD number) {
-  for (const TreeDevice& device : knownDevices()) {
-    if (device.number > number && equalsNoCase(device.parent, parent) && isStillThere(device) && isPresent(device.id)) {
+  for (const TreeDevice& device : childrenBehind(parent, number)) {
+    if (isStillThere(device) && isPresent(device.id)) {
       return device.number;
     }
   }
@@ -50,22 +75,25 @@ std::optional<DWORD> childBehind(const std::wstring& parent, DWORD number) {
 }  // namespace
 
 std::vector<TreeDevice> readDevices() {
-  std::vector<TreeDevice> devices;
+  const auto tree = std::make_shared<ReadTree>();
   for (const std::wstring& enumerator : subkeysOf(kEnumKey)) {
     for (const std::wstring& device : subkeysOf(kEnumKey + enumerator)) {
       for (const std::wstring& instance : subkeysOf(kEnumKey + enumerator + L"\\" + device)) {
         const std::wstring id = enumerator + L"\\" + device + L"\\" + instance;
         if (const DWORD number = readNumber(benchKey(id), L"DevInst"); number != 0) {
           const std::wstring parent = readText(benchKey(id), L"Parent");
-          devices.push_back({number, id, parent.empty() ? kRootId : parent});
+          tree->devices[number] = {number, id, parent.empty() ? kRootId : parent};
         }
       }
     }
   }
-  std::sort(devices.begin(), devices.end(),
-            [](const TreeDevice& left, const TreeDevice& right) { return left.number < right.number; });
-  const std::lock_guard lock(listMutex);
-  list = devices;
+  std::vector<TreeDevice> devices;
+  for (const auto& [number, device] : tree->devices) {
+    devices.push_back(device);
+    tree->children[upperCase(device.parent)].insert(number);
+  }
+  const std::lock_guard lock(treeMutex);
+  lastTree = tree;
   return devices;
 }
 
@@ -104,8 +132,8 @@ std::optional<DWORD> nextSiblingOf(DWORD number) {
 }
 
 void removeDevice(const std::wstring& id) {
-  for (const TreeDevice& device : knownDevices()) {
-    if (equalsNoCase(device.parent, id) && isStillThere(device)) {
+  for (const TreeDevice& device : childrenBehind(id, 0)) {
+    if (isStillThere(device)) {
       writeNumber(benchKey(device.id), L"Present", 0);
     }
   }

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cwchar>
 #include <cwctype>
+#include <map>
 
 #include <setupapi.h>
 
 #include "device_plan.h"
 #include "device_registry.h"
-#include "device_tree.h"
 
 namespace bench {
 
@@ -55,10 +55,25 @@ bool isFile(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+// The devices that have had a driver node of that INF and are still on the machine, in the order of their numbers.
+std::vector<std::wstring> usersOf(const std::wstring& infName) {
+  std::map<DWORD, std::wstring> users;
+  for (const std::wstring& id : valuesOf(kUsersKey + infName)) {
+    if (const DWORD number = readNumber(benchKey(id), L"DevInst"); number != 0) {
+      users[number] = id;
+    }
+  }
+  std::vector<std::wstring> ids;
+  for (const auto& [number, id] : users) {
+    ids.push_back(id);
+  }
+  return ids;
+}
+
 // A device does not need to be present to have it in use.
 bool isInUse(const std::wstring& infName) {
-  for (const TreeDevice& device : readDevices()) {
-    for (const DriverNode& node : driverNodesOf(device.id)) {
+  for (const std::wstring& id : usersOf(infName)) {
+    for (const DriverNode& node : driverNodesOf(id)) {
       if (node.installed && equalsNoCase(fileNameOf(node.inf), infName)) {
         return true;
       }
@@ -95,18 +110,18 @@ void installBestDriver(const std::wstring& deviceId) {
 enum class LeftDevices { Driverless, WithTheNextDriver };
 
 void takeNodesFromDevices(const std::wstring& infName, LeftDevices left) {
-  for (const TreeDevice& device : readDevices()) {
+  for (const std::wstring& id : usersOf(infName)) {
     bool wasInstalled = false;
-    for (const DriverNode& node : driverNodesOf(device.id)) {
+    for (const DriverNode& node : driverNodesOf(id)) {
       if (equalsNoCase(fileNameOf(node.inf), infName)) {
         deleteTree(node.key);
         wasInstalled = wasInstalled || node.installed;
       }
     }
     if (wasInstalled) {
-      leaveDriverless(device.id);
+      leaveDriverless(id);
       if (left == LeftDevices::WithTheNextDriver) {
-        installBestDriver(device.id);
+        installBestDriver(id);
       }
     }
   }

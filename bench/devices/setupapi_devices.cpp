@@ -1,6 +1,5 @@
 // setupapi_devices - the calls on device information sets: listing devices, their properties and parameters, removal.
 
-#include <algorithm>
 #include <cstring>
 
 #include <windows.h>
@@ -126,10 +125,7 @@ BOOL WINAPI SetupDiEnumDeviceInfo(HDEVINFO handle, DWORD index, PSP_DEVINFO_DATA
   if (!data || data->cbSize != sizeof(*data)) {
     return answer(data ? ERROR_INVALID_USER_BUFFER : ERROR_INVALID_PARAMETER);
   }
-  DWORD listed = 0;
-  const auto found = std::find_if(set->elements.begin(), set->elements.end(), [&listed, index](const SetElement& one) {
-    return !one.removed && listed++ == index;
-  });
+  const auto found = set->at(index);
   if (found == set->elements.end()) {
     return answer(ERROR_NO_MORE_ITEMS);
   }

@@ -48,8 +48,8 @@ void forgetPackages() {
 void forgetDevices() {
   forgetPlantedDevices();
   forgetPackages();
-  for (const wchar_t* key :
-       {L"SOFTWARE\\Bench Devices", L"SOFTWARE\\Bench Packages", L"SOFTWARE\\Bench Restore Points"}) {
+  for (const wchar_t* key : {L"SOFTWARE\\Bench Devices", L"SOFTWARE\\Bench Packages", L"SOFTWARE\\Bench Driver Users",
+                             L"SOFTWARE\\Bench Restore Points"}) {
     bench::deleteTree(key);
   }
 }
