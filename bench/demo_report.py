@@ -179,6 +179,8 @@ def what_stayed(demo: Demo) -> Table:
     table.add_row("Programs beside", str(len(beside)), str(beside.count("running")), "")
     remark = "files, folders, keys and values of Windows itself"
     table.add_row("The machine", str(len(demo.bare)), str(_untouched(demo, demo.bare, demo.bare)), remark)
+    for thing in sorted(thing for thing in demo.bare if demo.after.get(thing) != demo.bare[thing]):
+        table.add_row("", "", "", f"touched: {escape(str(thing))}")
     return table
 
 
