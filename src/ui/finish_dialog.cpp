@@ -74,6 +74,9 @@ void drawPicture(HWND dialog, int bitmap) {
 // All of the set-up is done with each painting.
 void paint(HWND dialog) {
   const Outcome& outcome = outcomeRow();
+  // A background that has not been erased yet would be in the default handling, which comes later, and the picture with
+  // it.
+  ::RedrawWindow(dialog, nullptr, nullptr, RDW_ERASENOW);
   drawPicture(dialog, outcome.bitmap);
   ::SetDlgItemTextW(dialog, IDC_OUTCOME_TEXT, userText(outcome.caption, outcome.text).c_str());
   ::SetWindowTextW(dialog, userText(kCaptionTitle, kDefaultTitle).c_str());

@@ -42,6 +42,7 @@ std::vector<Stretched> drawn;
 // Of the last picture: the window that it was drawn on, and whether it came from the bitmap that was loaded last.
 HWND drawnOn = nullptr;
 bool cameFromTheBitmap = false;
+std::vector<std::string> drawingOrder;
 
 }  // namespace
 
@@ -62,6 +63,7 @@ LINK_SEAM(BOOL, StretchBlt,
   drawnOn = ::WindowFromDC(target);
   cameFromTheBitmap = lastBitmap && ::GetCurrentObject(source, OBJ_BITMAP) == lastBitmap;
   drawn.push_back({left, top, width, height, sourceLeft, sourceTop, sourceWidth, sourceHeight, operation});
+  drawingOrder.emplace_back("picture");
   return TRUE;
 }
 
@@ -90,6 +92,16 @@ class FinishPicture : public testing::Test {
 };
 
 constexpr DWORD kCopy = 0xCC0020;
+
+WNDPROC dialogProcedure = nullptr;
+
+// Controls may ask the dialog for the background behind them, too, to be drawn on themselves.
+LRESULT CALLBACK recordErasing(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_ERASEBKGND && ::WindowFromDC(reinterpret_cast<HDC>(wParam)) == window) {
+    drawingOrder.emplace_back("background");
+  }
+  return ::CallWindowProcW(dialogProcedure, window, message, wParam, lParam);
+}
 
 }  // namespace
 
@@ -152,6 +164,19 @@ TEST_F(FinishPicture, EveryPaintingDrawsItAnew) {
   ::SendMessageW(dialog, WM_PAINT, 0, 0);
   ::SendMessageW(dialog, WM_PAINT, 0, 0);
   EXPECT_EQ(loadedBitmaps, (std::vector<int>{137, 137}));
+  ::DestroyWindow(dialog);
+  pumpWaitingMessages(nullptr);
+}
+
+TEST_F(FinishPicture, IsDrawnAfterABackgroundThatIsStillToBeErased) {
+  dialog = openFinishDialog(1, [](HWND) {});
+  pumpWaitingMessages(dialog);
+  dialogProcedure =
+      reinterpret_cast<WNDPROC>(::SetWindowLongPtrW(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(recordErasing)));
+  drawingOrder.clear();
+  ::InvalidateRect(dialog, nullptr, TRUE);
+  ::SendMessageW(dialog, WM_PAINT, 0, 0);
+  EXPECT_EQ(drawingOrder, (std::vector<std::string>{"background", "picture"}));
   ::DestroyWindow(dialog);
   pumpWaitingMessages(nullptr);
 }
