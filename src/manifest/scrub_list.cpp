@@ -101,11 +101,14 @@ void fillDriverInfo(const wptree& package, DriverPackage* record) {
   record->BasicInf.emplace(load, infName);
 }
 
+template <class Package>
+using RowsOf = std::vector<std::wstring> Package::*;
+
 // Where the rows of one kind stand below a package, and where they go.
 template <class Package>
 struct PackageList {
   const wchar_t* key;
-  std::vector<std::wstring> Package::*rows;
+  RowsOf<Package> rows;
 };
 
 // Reads each package of the object at `path`, its lists in the order given: the first that is missing is reported.

@@ -29,10 +29,12 @@ constexpr wchar_t kTrackerFile[] = L"PKMTracker.JSON";
 constexpr wchar_t kCommandsKey[] = L"Commands";
 constexpr std::size_t kVariableCharacters = 260;
 
+using List = std::vector<std::wstring> ScrubListData::*;
+
 // Where the rows of a section go, and whether they are expanded here.
 struct TrackerSection {
   const wchar_t* key;
-  std::vector<std::wstring> ScrubListData::*list;
+  List list;
   bool expand;
 };
 

@@ -264,11 +264,11 @@ TEST_F(DeviceInventory, SetThatCannotBeOpenedIsLoggedAndFindsNothing) {
 
 TEST_F(DeviceInventory, SetIsReleasedOnceAndOnlyIfItWasOpened) {
   releasedSets.clear();
-  { const ::Setup setup; }
+  EXPECT_TRUE(::Setup().isValid());
   ASSERT_EQ(releasedSets.size(), 1u);
   EXPECT_NE(releasedSets[0], INVALID_HANDLE_VALUE);
   failCall(L"SetupDiGetClassDevsW", ERROR_ACCESS_DENIED);
-  { const ::Setup setup; }
+  EXPECT_FALSE(::Setup().isValid());
   EXPECT_EQ(releasedSets.size(), 1u);
 }
 

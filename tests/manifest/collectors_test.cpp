@@ -20,15 +20,18 @@ namespace {
 
 using Rows = std::vector<std::wstring>;
 
+template <class Record>
+using RowsOf = Rows Record::*;
+
 // The collectors of plain names differ in their lists only.
 struct PlainCollector {
   void (*collect)(CleanupSession&);
-  Rows ScrubListData::*generic;
-  Rows ApplicationPackage::*ofApplication;  // null: what an eligible application lists does not count
-  Rows DriverPackage::*ofDriver;            // null: the same for drivers
-  Rows ScrubListData::*excluded;
-  Rows CleanupSession::*work;
-  Rows CleanupSession::*exclusions;
+  RowsOf<ScrubListData> generic;
+  RowsOf<ApplicationPackage> ofApplication;  // null: what an eligible application lists does not count
+  RowsOf<DriverPackage> ofDriver;            // null: the same for drivers
+  RowsOf<ScrubListData> excluded;
+  RowsOf<CleanupSession> work;
+  RowsOf<CleanupSession> exclusions;
   std::string line;
 };
 

@@ -116,9 +116,8 @@ TEST_F(TrackerManifest, EachSectionFillsItsListInEachObject) {
       {"Directories", "TrackerDirectories"},
   };
   for (const Row& row : rows) {
-    for (std::string TrackerDocument::*object :
-         {&TrackerDocument::genericPre, &TrackerDocument::genericPost, &TrackerDocument::cleanupPre,
-          &TrackerDocument::cleanupPost, &TrackerDocument::resetPre, &TrackerDocument::resetPost}) {
+    for (const auto object : {&TrackerDocument::genericPre, &TrackerDocument::genericPost, &TrackerDocument::cleanupPre,
+                              &TrackerDocument::cleanupPost, &TrackerDocument::resetPre, &TrackerDocument::resetPost}) {
       TrackerDocument document;
       document.*object = "\"" + row.section + R"(": ["first", "second", "first"])";
       const bool factoryReset = object == &TrackerDocument::resetPre || object == &TrackerDocument::resetPost;

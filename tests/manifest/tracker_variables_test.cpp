@@ -29,7 +29,7 @@ constexpr wchar_t kBreaking[] = L"TRACKER_BREAKING";  // memory runs out when it
 
 }  // namespace
 
-LINK_SEAM(errno_t, _wgetenv_s, (size_t * characters, wchar_t* text, size_t size, const wchar_t* name)) {
+LINK_SEAM(errno_t, _wgetenv_s, (PSIZE_T characters, wchar_t* text, size_t size, const wchar_t* name)) {
   ++timesAsked[name];
   if (std::wstring(name) == kBreaking) {
     throw std::bad_alloc();

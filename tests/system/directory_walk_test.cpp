@@ -248,10 +248,10 @@ TEST_F(DirectoryWalk, GoesThroughALinkInThePlaceOfTheDirectoryWhenAskedTo) {
   outside_.makeDirectoryLink(L"further", folder_.path());
   const std::wstring link = folder_.makeDirectoryLink(L"link", outside_.path());
   std::vector<std::wstring> deep, flat;
-  walkDirectory(
-      link, [&deep](const DirectoryEntry& entry) { deep.push_back(entry.path); }, LinkInPlace::IsFollowed);
-  visitEntries(
-      link, [&flat](const DirectoryEntry& entry) { flat.push_back(entry.path); }, LinkInPlace::IsFollowed);
+  const auto addDeep = [&deep](const DirectoryEntry& entry) { deep.push_back(entry.path); };
+  const auto addFlat = [&flat](const DirectoryEntry& entry) { flat.push_back(entry.path); };
+  walkDirectory(link, addDeep, LinkInPlace::IsFollowed);
+  visitEntries(link, addFlat, LinkInPlace::IsFollowed);
   EXPECT_THAT(deep, UnorderedElementsAre(link + L"\\a", link + L"\\a\\file", link + L"\\further"))
       << "a link met below is an entry";
   EXPECT_THAT(flat, UnorderedElementsAre(link + L"\\a", link + L"\\further"));

@@ -71,16 +71,17 @@ void recordDpiCall(const std::string& call) {
   record(dpiThreads, ::GetCurrentThreadId());
 }
 
-extern "C" __declspec(dllexport) DPI_HOSTING_BEHAVIOR WINAPI
-    recordHosting(DPI_HOSTING_BEHAVIOR behaviour) __asm__("SetThreadDpiHostingBehavior");
-extern "C" DPI_HOSTING_BEHAVIOR WINAPI recordHosting(DPI_HOSTING_BEHAVIOR behaviour) {
+using Hosting = DPI_HOSTING_BEHAVIOR;
+using Context = DPI_AWARENESS_CONTEXT;
+
+extern "C" __declspec(dllexport) Hosting WINAPI recordHosting(Hosting behaviour) __asm__("SetThreadDpiHostingBehavior");
+extern "C" Hosting WINAPI recordHosting(Hosting behaviour) {
   recordDpiCall("hosting " + std::to_string(behaviour));
   return kHostingBefore;
 }
 
-extern "C" __declspec(dllexport) DPI_AWARENESS_CONTEXT WINAPI
-    recordContext(DPI_AWARENESS_CONTEXT context) __asm__("SetThreadDpiAwarenessContext");
-extern "C" DPI_AWARENESS_CONTEXT WINAPI recordContext(DPI_AWARENESS_CONTEXT context) {
+extern "C" __declspec(dllexport) Context WINAPI recordContext(Context context) __asm__("SetThreadDpiAwarenessContext");
+extern "C" Context WINAPI recordContext(Context context) {
   recordDpiCall("context " + std::to_string(reinterpret_cast<LONG_PTR>(context)));
   return kContextBefore;
 }
