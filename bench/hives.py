@@ -53,6 +53,12 @@ def texts_of(data: str) -> list[str]:
     return texts.rstrip("\0").split("\0") if texts.strip("\0") else []
 
 
+def link_target(data: str) -> str:
+    """The key that a link leads to, as a hive spells it."""
+    target = bytes.fromhex(data.removeprefix("hex(6):").replace(",", " ")).decode("utf-16-le")
+    return target.replace(r"\Registry\Machine", "HKEY_LOCAL_MACHINE")
+
+
 def _key_name(text: str) -> str:
     return text.replace("\\\\", "\1").replace("\\", "").replace("\1", "\\")
 

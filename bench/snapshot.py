@@ -15,7 +15,7 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import NamedTuple
 
-from bench.hives import read_hive, texts_of
+from bench.hives import link_target, read_hive, texts_of
 from bench.machine import Machine
 
 
@@ -39,6 +39,10 @@ HIVES = (("system.reg", "HKEY_LOCAL_MACHINE"), ("user.reg", "HKEY_CURRENT_USER")
 _OWN_KEYS = re.compile(r"\\Control\\Class\\\{4D36E96[8E]-E325-11CE-BFC1-08002BE10318\}\\", re.IGNORECASE)
 _OWN_VALUE = "DriverDateData"
 _HOST_FILE = '"\\\\??\\\\unix\\\\'
+
+# Programs know the control set by this name. On Windows and with newer versions of Wine it is a link to another key, which
+# holds what is in it.
+_CONTROL_SET = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet"
 
 
 def take_snapshot(machine: Machine) -> Snapshot:
@@ -106,7 +110,12 @@ def _add_files(drive: Path, things: Snapshot) -> None:
 
 
 def _add_hive(file: Path, root: str, things: Snapshot) -> None:
-    for key, name, data in read_hive(file, root):
+    entries = list(read_hive(file, root))
+    links = [link_target(data) for key, name, data in entries if (key, name) == (_CONTROL_SET, "SymbolicLinkValue")]
+    for key, name, data in entries:
+        for link in links:
+            if f"{key}\\".startswith(f"{link}\\"):
+                key = _CONTROL_SET + key[len(link) :]
         if _OWN_KEYS.search(key):
             continue
         if name is None:

@@ -6,10 +6,12 @@ from pathlib import Path
 
 import pytest
 
-from bench.hives import read_hive, text_of, texts_of
+from bench.hives import link_target, read_hive, text_of, texts_of
+from bench.machine import Machine
 from bench.rows import Row, full_path, generic_rows, load_manifest, package_rows
 from bench.run_log import read_log
 from bench.session import read_record
+from bench.snapshot import HIVES, Thing, take_snapshot
 from things import FACTS
 
 HIVE = r"""WINE REGISTRY Version 2
@@ -50,6 +52,38 @@ def test_texts_of_values_are_unescaped() -> None:
     assert text_of(r'"C:\\a\\b"') == r"C:\a\b"
     assert texts_of(r'str(7):"C:\\new\\0ld\0second \"one\"\0"') == [r"C:\new\0ld", 'second "one"']
     assert texts_of('str(7):"\\0"') == []
+
+
+LINKED_CONTROL_SET = r"""WINE REGISTRY Version 2
+;; All keys relative to \\Machine
+
+[System\\ControlSet001\\Control] 1700000000
+"Text"="in the control set"
+
+[System\\ControlSet0011] 1700000000
+
+[System\\CurrentControlSet] 1700000000
+#link
+"SymbolicLinkValue"=hex(6):LINK
+"""
+
+
+def test_what_a_linked_control_set_holds_has_the_name_that_programs_use(tmp_path: Path) -> None:
+    link = r"\Registry\Machine\System\ControlSet001".encode("utf-16-le").hex(",")
+    assert link_target(f"hex(6):{link}") == r"HKEY_LOCAL_MACHINE\System\ControlSet001"
+    (tmp_path / "drive_c").mkdir()
+    for name, root in HIVES:
+        text = LINKED_CONTROL_SET.replace("LINK", link) if root == "HKEY_LOCAL_MACHINE" else "WINE REGISTRY Version 2\n"
+        (tmp_path / name).write_text(text, encoding="latin-1")
+    system = r"HKEY_LOCAL_MACHINE\System"
+    assert take_snapshot(Machine(tmp_path)) == {
+        Thing("key", system): "",
+        Thing("key", rf"{system}\ControlSet0011"): "",
+        Thing("key", rf"{system}\CurrentControlSet"): "",
+        Thing("key", rf"{system}\CurrentControlSet\Control"): "",
+        Thing("value", rf"{system}\CurrentControlSet", "SymbolicLinkValue"): f"hex(6):{link}",
+        Thing("value", rf"{system}\CurrentControlSet\Control", "Text"): '"in the control set"',
+    }
 
 
 @pytest.mark.parametrize(
