@@ -135,9 +135,8 @@ class Machine:
             target = self.host_path(place)
             target.parent.mkdir(parents=True, exist_ok=True)
             target.unlink(missing_ok=True)
-            try:
-                os.link(source, target)
-            except OSError:
+            # Running programs that are one file on the host may all go by one of their names.
+            if target.name != source.name or not _link(source, target):
                 shutil.copy(source, target)
 
     def _env(self) -> dict[str, str]:
@@ -211,6 +210,14 @@ def _slim(machine: Machine) -> None:
         if file.is_file() and not file.is_symlink() and own.is_file() and filecmp.cmp(file, own, shallow=False):
             file.unlink()
             file.symlink_to(own)
+
+
+def _link(source: Path, target: Path) -> bool:
+    try:
+        os.link(source, target)
+    except OSError:
+        return False
+    return True
 
 
 def _child(folder: Path, name: str) -> Path:
