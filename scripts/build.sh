@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# build.sh [release|debug] [TARGET...] - cross-builds the program into build/release or build/debug.
-# Without a TARGET it builds the shipped executable alone.
+# build.sh [release|debug|clang] [TARGET...] - cross-builds the program into build/release, build/debug or build/clang.
+# Without a TARGET it builds the executable alone. The clang build is never shipped: another compiler sees other faults.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 configuration=${1:-release}
 [ $# -gt 0 ] && shift
 case $configuration in
     release | debug) ;;
-    *) fail "unknown configuration '$configuration'" "say release or debug" ;;
+    clang) build_packages+=(clang) ;;
+    *) fail "unknown configuration '$configuration'" "say release, debug or clang" ;;
 esac
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(ORVCleanupUtility)

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <vector>
 
 #include <windows.h>
@@ -28,7 +29,7 @@ bool isWindows7OrLater() {
   version.dwMajorVersion = 6;
   version.dwMinorVersion = 1;
   DWORDLONG condition = 0;
-  for (const DWORD part : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR}) {
+  for (const DWORD part : std::initializer_list<DWORD>{VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR}) {
     condition = ::VerSetConditionMask(condition, part, VER_GREATER_EQUAL);
   }
   return ::VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, condition) != FALSE;

@@ -56,7 +56,8 @@ unsigned characterAt(const std::wstring& text, std::size_t& index) {
     return kReplacement;
   }
   ++index;
-  return kFirstOfThePairs + ((unit - HIGH_SURROGATE_START) << 10) + (text[index] - LOW_SURROGATE_START);
+  const int offset = ((unit - HIGH_SURROGATE_START) << 10) + (text[index] - LOW_SURROGATE_START);
+  return kFirstOfThePairs + static_cast<unsigned>(offset);
 }
 
 // The stream holds one byte a character and takes no more after one that does not fit, and a browser refuses a document

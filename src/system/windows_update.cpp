@@ -105,7 +105,7 @@ bool isWindowsUpdateRunning() {
   for (;;) {
     ComPointer<IWbemClassObject> process;
     ULONG returned = 0;
-    processes.get()->Next(WBEM_INFINITE, 1, process.put(), &returned);
+    processes.get()->Next(static_cast<LONG>(WBEM_INFINITE), 1, process.put(), &returned);
     if (returned == 0) {
       return false;
     }
