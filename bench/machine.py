@@ -16,7 +16,8 @@ from bench import BENCH_FOLDER
 # Wine asks for packages that a machine does without, and would put menu entries into the host's desktop.
 DLL_OVERRIDES = "mscoree=;mshtml=;winemenubuilder.exe="
 
-# Windows 10 without a screen, on which a crashed program ends at once instead of waiting for a debugger.
+# Windows 10 without a screen, on which a crashed program ends at once instead of waiting for a debugger. The drivers that
+# bring the host's joysticks and USB devices are not started: no machine has a use for them, and each start would wait.
 SETTINGS = r"""REGEDIT4
 
 [HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\AeDebug]
@@ -26,6 +27,12 @@ SETTINGS = r"""REGEDIT4
 [HKEY_CURRENT_USER\Software\Wine\Drivers]
 "Graphics"="null"
 "Audio"=""
+
+[HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\winebus]
+"Start"=dword:00000004
+
+[HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\wineusb]
+"Start"=dword:00000004
 """
 
 # Where Debian's packages keep Wine's own Windows files, by version and architecture.
@@ -157,10 +164,12 @@ class Machine:
 
 def new_machine(folder: Path) -> Machine:
     """A machine in `folder`, which must not exist. Makes the template on the way if there is none."""
-    template = make_template()
-    folder.parent.mkdir(parents=True, exist_ok=True)
-    subprocess.run(["cp", "-a", str(template), str(folder)], check=True)
-    return Machine(folder.resolve())
+    return _copy(make_template(), folder)
+
+
+def copy_of(machine: Machine, folder: Path) -> Machine:
+    """The same machine once more, in `folder`, which must not exist. The machine must have settled."""
+    return _copy(machine.folder, folder)
 
 
 def make_template(bench_folder: Path = BENCH_FOLDER) -> Path:
@@ -186,6 +195,12 @@ def make_template(bench_folder: Path = BENCH_FOLDER) -> Path:
     return template
 
 
+def _copy(source: Path, folder: Path) -> Machine:
+    folder.parent.mkdir(parents=True, exist_ok=True)
+    subprocess.run(["cp", "-a", str(source), str(folder)], check=True)
+    return Machine(folder.resolve())
+
+
 def _close_doors(machine: Machine) -> None:
     # A new machine has ways out of its folder: a drive Z: that is the host's root, and user folders that are links into
     # the host's home. A program that deletes files must not find them.
@@ -205,7 +220,7 @@ def _slim(machine: Machine) -> None:
     builtin = next((Path(folder) for folder in BUILTIN_FOLDERS if Path(folder).is_dir()), None)
     if builtin is None:
         return
-    for file in (machine.drive / "windows" / "system32").iterdir():
+    for file in (machine.drive / "windows").rglob("*"):
         own = builtin / file.name
         if file.is_file() and not file.is_symlink() and own.is_file() and filecmp.cmp(file, own, shallow=False):
             file.unlink()

@@ -9,7 +9,7 @@ from functools import cached_property
 from pathlib import Path
 
 from bench.facts import Facts, facts_of
-from bench.machine import Machine
+from bench.machine import Machine, new_machine
 from bench.planting import Line, lines_with_neighbours, plant, read_lines
 from bench.products import Product, install, make_packages
 from bench.rows import Manifest, Row, considered_driver_services, generic_rows, load_manifest, read_rows, texts
@@ -46,7 +46,18 @@ def use_own(*programs: str) -> list[Line]:
     return [("value", r"HKEY_CURRENT_USER\Software\Wine\DllOverrides", program, "native") for program in programs]
 
 
+def prepared_machine(folder: Path, build: Build) -> Machine:
+    """A machine with all that every case has on it, in `folder`: a case's own is a copy."""
+    machine = new_machine(folder)
+    facts_of(machine)
+    prepare(machine, build)
+    plant(machine, read_lines("machine.tsv"))
+    return machine
+
+
 class Case:
+    """`machine` is the case's own copy of a prepared one."""
+
     def __init__(self, machine: Machine, folder: Path, build: Build) -> None:
         self.machine = machine
         self.folder = folder  # for the case's own files
@@ -56,8 +67,6 @@ class Case:
         self.manifest_rows: list[Row] = generic_rows(self.manifest, self.facts)
         # With what the program removes by rules of its own.
         self.rows: list[Row] = self.manifest_rows + read_rows("program_rows.tsv")
-        prepare(machine, build)
-        self.plant(read_lines("machine.tsv"))
 
     def plant(self, lines: Iterable[Sequence[str]]) -> None:
         plant(self.machine, lines)

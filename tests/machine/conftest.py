@@ -12,10 +12,11 @@ from pathlib import Path
 import pytest
 
 from bench import BENCH_FOLDER
-from bench.machine import Machine, new_machine
+from bench.machine import Machine, copy_of
 from bench.session import Build
-from case import Case
+from case import Case, prepared_machine
 
+CASES = Path(os.environ.get("BENCH_CASES", BENCH_FOLDER / "cases"))
 FAILED = pytest.StashKey[bool]()
 
 
@@ -33,14 +34,25 @@ def build() -> Build:
     return built
 
 
+@pytest.fixture(scope="session")
+def prepared(build: Build) -> Iterator[Machine]:
+    """What each case's machine is a copy of. Each of several processes that share the cases has one of its own."""
+    folder = CASES / f"prepared-{os.environ.get('PYTEST_XDIST_WORKER', 'alone')}"
+    Machine(folder.resolve()).remove()
+    try:
+        yield prepared_machine(folder, build)
+    finally:
+        Machine(folder.resolve()).remove()
+
+
 @pytest.fixture
-def case(request: pytest.FixtureRequest, build: Build) -> Iterator[Case]:
-    folder = Path(os.environ.get("BENCH_CASES", BENCH_FOLDER / "cases")) / request.node.name
+def case(request: pytest.FixtureRequest, build: Build, prepared: Machine) -> Iterator[Case]:
+    folder = CASES / request.node.name
     if folder.exists():
         Machine((folder / "machine").resolve()).remove()
         shutil.rmtree(folder)
     folder.mkdir(parents=True)
-    machine = new_machine(folder / "machine")
+    machine = copy_of(prepared, folder / "machine")
     request.node.user_properties.append(("machine", str(machine.folder)))
     try:
         yield Case(machine, folder, build)
