@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # lint.sh [--quick | FILE...] - the form of the sources: clang-format, shellcheck, flake8 and the direction of includes, then
-# clang-tidy over src, or over the named files alone. --quick leaves clang-tidy out. Prints nothing when clean.
+# a build of the executable with Clang and clang-tidy over src, or over the named files alone. --quick leaves these two out.
+# Prints nothing when clean.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 
@@ -22,22 +23,14 @@ bench_python -m flake8 "${python_files[@]}" || fail "flake8 has found something"
 bench_python tools/include_direction.py || fail "an include points the wrong way" "look at the lines above"
 [ -z "$quick" ] || exit 0
 
-install_packages "${build_packages[@]}" clang-tidy
-[ -f build/debug/compile_commands.json ] || scripts/build.sh debug orv_app >/dev/null
+# The same sources for a second compiler; clang-tidy then reads from its build how each file is compiled.
+scripts/build.sh clang >/dev/null
 
-# clang reads mingw's headers but brings its own for the processor's instructions.
-folders=(--extra-arg=--target=x86_64-w64-mingw32)
-for folder in /usr/lib/llvm-*/lib/clang/*/include; do
-    folders+=("--extra-arg=-isystem$folder")
-    break
-done
-while read -r folder; do
-    folders+=("--extra-arg=-isystem$folder")
-done < <(x86_64-w64-mingw32-g++-posix -xc++ -E -v /dev/null 2>&1 |
-             sed -n '/#include </,/End of search/p' | sed -n 's/^ //p' | grep -v 'gcc/x86_64-w64-mingw32/[^/]*/include$')
-
+install_packages clang-tidy
 mapfile -t sources < <(printf '%s\n' "${files[@]}" | grep '^src/.*\.cpp$')
-[ ${#sources[@]} -eq 0 ] ||
-    printf '%s\n' "${sources[@]}" |
-    xargs -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet "${folders[@]}" 2>&1 |
-    grep -vE 'warnings? generated|^Suppressed|^Use -header' || true
+[ ${#sources[@]} -gt 0 ] || exit 0
+log=build/clang/tidy.log
+printf '%s\0' "${sources[@]}" | xargs -0 -P "$(nproc)" -n 1 clang-tidy -p build/clang --quiet >"$log" 2>&1 || {
+    grep -vE '^[0-9]+ warnings?( treated as errors?| generated)|^Suppressed|^Use -header' "$log" >&2
+    fail "clang-tidy has found something" "look at the lines above"
+}

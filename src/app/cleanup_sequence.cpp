@@ -166,7 +166,7 @@ void CleanupSession::driverStage() {
     for (const auto& [second, first] : excludedGpus) {
       LogDebug(L"%s-%s", first.c_str(), second.c_str());
     }
-    excludedRegistryKeys.push_back(kInstalledPackagesKey);
+    excludedRegistryKeys.emplace_back(kInstalledPackagesKey);
   }
   deviceUninstaller.RemoveDrivers(eligibleDrivers, failedDrivers, removedDrivers, {excludedGpus, gpuExclusionRequested},
                                   factoryReset);

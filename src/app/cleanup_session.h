@@ -118,7 +118,7 @@ class CleanupSession {
   std::vector<DriverPackage> eligibleDrivers;
   std::vector<ApplicationPackage> eligibleApplications;
 
-  DWORD instanceError;  // GetLastError straight after the mutex was created
+  DWORD instanceError = ERROR_SUCCESS;  // GetLastError straight after the mutex was created
   KernelHandle instanceMutex;
   Setup secondDeviceUninstaller;  // nothing uses it; a machine that refuses a device set says so twice
 
@@ -126,27 +126,27 @@ class CleanupSession {
   wchar_t* commandLine;
   std::int32_t showCommand;
   LANGID uiLanguage;
-  HACCEL accelerators;
-  HWND finishDialog;  // modeless; null while there is none
+  HACCEL accelerators = nullptr;
+  HWND finishDialog = nullptr;  // modeless; null while there is none
 
-  bool cleanupEnabled;  // nothing clears it; the sequence ends early when it is false
-  bool silent;
-  bool removeInstallManager;  // false: the install manager's folder is kept
-  bool safeModeRequested;
-  std::uint32_t savedSearchOrderConfig;
-  bool searchOrderConfigSaved;
-  std::uint32_t savedDontSearchWindowsUpdate;
-  bool dontSearchWindowsUpdateSaved;
-  bool factoryReset;
+  bool cleanupEnabled = true;  // nothing clears it; the sequence ends early when it is false
+  bool silent = false;
+  bool removeInstallManager = true;  // false: the install manager's folder is kept
+  bool safeModeRequested = false;
+  std::uint32_t savedSearchOrderConfig = 0xFFFFFFFF;
+  bool searchOrderConfigSaved = false;
+  std::uint32_t savedDontSearchWindowsUpdate = 0xFFFFFFFF;
+  bool dontSearchWindowsUpdateSaved = false;
+  bool factoryReset = false;
 
   // Graphics devices to keep, from the value `A&B`: the first member holds B, the second A.
   std::list<std::pair<std::wstring, std::wstring>> excludedGpus;
-  bool gpuExclusionRequested;
+  bool gpuExclusionRequested = false;
 
   std::wstring tempPath;       // GetTempPathW
   std::wstring workDirectory;  // the work folder; from initializeWindow on the path of the extracted manifest
-  wchar_t windowTitle[100];
-  wchar_t windowClass[100];
+  wchar_t windowTitle[100] = {};
+  wchar_t windowClass[100] = {};
 
   // Registry paths below HKEY_LOCAL_MACHINE whose values name a file of the Vulkan loader, and those files.
   std::map<std::wstring, std::wstring> vulkanRegistryValues;

@@ -126,7 +126,7 @@ bool isCommonApplicationEligible(CleanupSession& session, const ApplicationPacka
     if (installerPackage.find(L"Lumio") != std::wstring::npos) {
       moveProgrammePackage(key.get(), installerPackage);
       excludeApplication(session, package);
-      session.excludedScheduledTasks.push_back(kProgrammeTask);
+      session.excludedScheduledTasks.emplace_back(kProgrammeTask);
     }
     if (status.graphics == 1) {
       // Also behind the merge above: the product is uninstalled while what it lists stays.

@@ -245,7 +245,7 @@ std::vector<std::wstring> Setup::ReadMultiStringProperty(SP_DEVINFO_DATA& data, 
   if (value.empty() || type != REG_MULTI_SZ) {
     return texts;
   }
-  for (const wchar_t* text = reinterpret_cast<const wchar_t*>(value.data()); *text; text += texts.back().size() + 1) {
+  for (const auto* text = reinterpret_cast<const wchar_t*>(value.data()); *text; text += texts.back().size() + 1) {
     texts.emplace_back(text);
   }
   return texts;

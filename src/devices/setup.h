@@ -38,6 +38,7 @@ class Setup {
   Setup();
   Setup(const Setup&) = delete;
   Setup& operator=(const Setup&) = delete;
+  ~Setup() = default;
 
   // The devices of a class (compared without case) whose id contains the primary filter, else the secondary one, else
   // one of the maker's vendor ids. The records stay valid as long as this object. Changes and logs nothing.

@@ -204,7 +204,7 @@ void ScrubList::readInclusionData(bool launchedForFactoryReset) {
   readStringList(L"InclusionList.Applications", data_->InclusionApplications);
   readStringList(L"InclusionList.UWP", data_->InclusionUWP);
   if (launchedForFactoryReset) {
-    data_->ExcludedRegistryValues.push_back(kGraphicTypeValue);
+    data_->ExcludedRegistryValues.emplace_back(kGraphicTypeValue);
   } else {
     data_->InclusionDrivers.insert(data_->InclusionDrivers.begin(), {kDisplayDriver, kDisplayDriver64});
   }

@@ -22,6 +22,8 @@ class ScrubList {
  public:
   ScrubList();
   ~ScrubList();
+  ScrubList(const ScrubList&) = delete;
+  ScrubList& operator=(const ScrubList&) = delete;
 
   // Reads the manifest from the open document and fills data(). With `launchedForFactoryReset` the display driver
   // packages are not considered and the registry value GraphicType is protected; without it both display packages are

@@ -1,8 +1,7 @@
 #include "manifest/tracker_manifest.h"
 
-#include <stdlib.h>
-
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 
 #include <windows.h>

@@ -85,7 +85,8 @@ std::wstring formatDate(const wchar_t* locale, DWORD flags, const wchar_t* forma
   if (::GetDateFormatEx(locale, flags, nullptr, format, text.data(), length, nullptr) == 0) {
     logFormatFailure(L"Call to GetDateFormatEx failed. Error code: %d %s");
   }
-  return text.c_str();
+  text.resize(std::wcslen(text.c_str()));
+  return text;
 }
 
 std::wstring formatTime(const wchar_t* locale, const wchar_t* format) {
@@ -94,7 +95,8 @@ std::wstring formatTime(const wchar_t* locale, const wchar_t* format) {
   if (::GetTimeFormatEx(locale, 0, nullptr, format, text.data(), length) == 0) {
     logFormatFailure(L"Call to GetTimeFormatEx failed. Error code: %d %s");
   }
-  return text.c_str();
+  text.resize(std::wcslen(text.c_str()));
+  return text;
 }
 
 // The program that Windows opens the report with; empty when there is none.

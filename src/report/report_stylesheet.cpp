@@ -52,14 +52,14 @@ constexpr wchar_t kBlank[] = L"<xsl:text> </xsl:text>";
 #define XSL_NAMESPACE L"xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\" version=\"1.0\""
 #define INNER_TABLE L"<table WIDTH=\"100%\" STYLE=\"border: 1px solid #000000;\">\n"
 
-const std::wstring kInlineHead =
+constexpr wchar_t kInlineHead[] =
     L"<?xml-stylesheet type=\"text/xsl\" href=\"#stylesheet\"?>\n\n"
     L"<!DOCTYPE doc [\n<!ATTLIST xsl:stylesheet\nid ID #REQUIRED>\n]>\n"
     L"<doc>\n\n"
     L"<xsl:stylesheet id=\"stylesheet\" " XSL_NAMESPACE L">\n"
     L"<xsl:template match=\"/\" >";
 
-const std::wstring kExternalHead =
+constexpr wchar_t kExternalHead[] =
     L"<?xml version='1.0'?>\n<xsl:stylesheet " XSL_NAMESPACE L">\n<xsl:template match=\"/\">";
 
 std::wstring value(const std::wstring& path) {

@@ -157,8 +157,8 @@ Outcome deleteShortcut(const std::wstring& item, Execution&) {
 }
 
 struct Operation {
-  ActionKind kind;
-  Outcome (*run)(const std::wstring& item, Execution& execution);
+  ActionKind kind = {};
+  Outcome (*run)(const std::wstring& item, Execution& execution) = nullptr;
   bool takesFiles = false;
 };
 

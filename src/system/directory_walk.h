@@ -28,8 +28,10 @@ struct DirectoryEntry {
 // What is to be walked or removed: a path that somebody wrote, which the system may normalise, or an entry that was
 // read from a directory, which it may not.
 struct WalkedPath {
+  // NOLINTBEGIN(google-explicit-constructor): callers hand over what they have.
   WalkedPath(const std::wstring& written);
   WalkedPath(const DirectoryEntry& entry) : path(entry.path), systemPath(entry.systemPath) {}
+  // NOLINTEND(google-explicit-constructor)
   std::wstring path;
   std::wstring systemPath;
 };

@@ -16,6 +16,8 @@ class UniqueHandle {
   using Type = typename Traits::Type;
 
   explicit UniqueHandle(Type handle = Traits::empty()) : handle_(handle) {}
+  UniqueHandle(const UniqueHandle&) = delete;
+  UniqueHandle& operator=(const UniqueHandle&) = delete;
   UniqueHandle(UniqueHandle&& other) noexcept : handle_(other.release()) {}
   UniqueHandle& operator=(UniqueHandle&& other) noexcept {
     if (this != &other) {

@@ -30,7 +30,7 @@ std::wstring withResolvedRoot(const std::wstring& path) {
   if (!rest) {
     return path;
   }
-  const std::size_t rootLength = static_cast<std::size_t>(rest - path.c_str());
+  const auto rootLength = static_cast<std::size_t>(rest - path.c_str());
   const FileHandle root = openTarget(path.substr(0, rootLength));
   std::wstring place = root ? finalPath(root.get()) : std::wstring();
   if (place.empty()) {

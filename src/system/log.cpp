@@ -2,12 +2,12 @@
 
 #include <io.h>
 #include <share.h>
-#include <stdio.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cwchar>
 #include <ctime>
 #include <mutex>
@@ -117,6 +117,8 @@ class LogFile {
       file_ = nullptr;
     }
   }
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
 
   void write(LogLevel level, const wchar_t* format, va_list arguments) {
     const std::lock_guard<std::mutex> guard(lock_);

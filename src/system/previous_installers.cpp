@@ -248,6 +248,7 @@ void RemovePreviousInstallers() {
 
   const std::set<std::wstring> roots = findRoots();
   std::vector<std::wregex> patterns;
+  patterns.reserve(std::size(kNamePatterns));
   for (const wchar_t* pattern : kNamePatterns) {
     patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);
   }

@@ -1,9 +1,8 @@
 #include "system/registry.h"
 
-#include <stdio.h>
-
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 #include "system/log.h"
 #include "system/text_case.h"

@@ -1,6 +1,7 @@
 #include "system/registry_walk.h"
 
 #include <utility>
+#include <vector>
 
 #include "system/handles.h"
 #include "system/log.h"
@@ -49,7 +50,7 @@ struct OpenKey {
 class Walk {
  public:
   Walk(std::vector<std::wstring>& keys, std::vector<std::wstring>& values)
-      : keys_(keys), values_(values), valueName_(kValueNameCharacters, L'\0') {}
+      : keys_(keys), values_(values), valueName_(kValueNameCharacters) {}
 
   // True when all of it could be read.
   bool collect(HKEY key, HKEY root, const std::wstring& subkeyPath) {
@@ -139,7 +140,7 @@ class Walk {
       if (noteStatus(
               ::RegEnumValueW(current.key, index, valueName_.data(), &length, nullptr, nullptr, nullptr, nullptr))) {
         // Also below a root, whose values then have two backslashes: the deletion splits at the last one.
-        values_.append(prefix_ + current.subkey + L'\\' + valueName_.c_str());
+        values_.append(prefix_ + current.subkey + L'\\' + valueName_.data());
       }
     }
   }
@@ -147,7 +148,7 @@ class Walk {
   UniqueRows keys_;
   UniqueRows values_;
   std::wstring prefix_;
-  std::wstring valueName_;
+  std::vector<wchar_t> valueName_;
   bool complete_ = true;  // nothing of the current tree has failed to be read
 };
 

@@ -25,7 +25,7 @@ class WindowsFiles {
  private:
   struct Folder {
     std::wstring comparable;
-    bool isAskedAbout;
+    bool isAskedAbout = false;
   };
   const Folder& lookUp(const std::wstring& folder);
   bool isProtected(const std::wstring& file, unsigned long* error);
