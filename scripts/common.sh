@@ -8,7 +8,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What it takes to build the program and its tests, and what it takes to run them on a bench machine.
 build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libboost-dev googletest wixl msitools librsvg2-bin imagemagick)
-bench_packages=(wine wine64 python3 python3-pytest python3-pytest-xdist python3-rich xsltproc xvfb gcab)
+bench_packages=(wine wine64 python3 python3-pytest python3-pytest-xdist python3-rich python3-jsonschema xsltproc xvfb gcab)
 lint_packages=(clang-format flake8 shellcheck)
 
 say() { printf '== %s\n' "$*"; }
