@@ -41,7 +41,7 @@ def main() -> int:
         if "BENCH_DEVICES" in os.environ:
             give_devices(machine, Path(os.environ["BENCH_DEVICES"]), program.name)
         outcome = machine.wine(
-            rf"C:\bench\{program.name}", *sys.argv[2:], timeout=float(os.environ.get("BENCH_TIMEOUT", "120"))
+            rf"C:\bench\{program.name}", *sys.argv[2:], timeout=float(os.environ.get("BENCH_TIMEOUT", "240"))
         )
         sys.stdout.write(outcome.output)
         return outcome.status

@@ -22,12 +22,15 @@ scripts/lint.sh --quick || give_up
 
 # Both parts are run to their ends, so that one call shows everything. What an earlier call has left would pass for this one's.
 rm -f build/ctest.xml build/pytest.xml
+# A machine waits about as long as it computes: for its start, its end, and where a run waits for something.
+at_once=$((2 * $(nproc)))
 say "Running the unit tests (their whole output: build/ctest.log)"
 ctest_status=0
-ctest --preset mingw-debug --output-junit "$root/build/ctest.xml" >build/ctest.log 2>&1 || ctest_status=$?
+ctest --preset mingw-debug --parallel "$at_once" --output-junit "$root/build/ctest.xml" >build/ctest.log 2>&1 || ctest_status=$?
 grep -aE '^ *[0-9]+ - |tests passed' build/ctest.log || true
 say "Running the whole-machine runs and the tests of bench and tools"
 pytest_status=0
-bench_python -m pytest -n 2 --junit-xml build/pytest.xml || pytest_status=$?
+# By groups, of which each test is one here: without them a process is handed a dozen tests ahead, which others could run.
+bench_python -m pytest -n "$at_once" --dist loadgroup --junit-xml build/pytest.xml || pytest_status=$?
 
 bench_python scripts/count_tests.py "build/ctest.xml=$ctest_status" "build/pytest.xml=$pytest_status"

@@ -17,12 +17,32 @@ from bench.session import Build
 from case import Case, prepared_machine
 
 CASES = Path(os.environ.get("BENCH_CASES", BENCH_FOLDER / "cases"))
+# Those that take longest, in the order of their lengths: where several processes share the tests, they are to come first.
+LONGEST = (
+    "test_shipped_manifest",
+    "test_interactive_outcomes",
+    "test_interactive_run",
+    "test_what_resists",
+    "test_planted_libraries",
+    "test_swapped_files",
+)
 FAILED = pytest.StashKey[bool]()
 
 
 def pytest_configure() -> None:
     # Whoever ends the run early gets the machines ended too, as on Ctrl+C.
     signal.signal(signal.SIGTERM, signal.default_int_handler)
+
+
+def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
+    """Whole-machine runs come before all else, the longest of them first: what is left at the end is short."""
+
+    def rank(item: pytest.Item) -> int:
+        if item.path.parent != Path(__file__).parent:
+            return len(LONGEST) + 1
+        return LONGEST.index(item.name) if item.name in LONGEST else len(LONGEST)
+
+    items.sort(key=rank)
 
 
 @pytest.fixture(scope="session")
