@@ -9,6 +9,7 @@ from __future__ import annotations
 import filecmp
 import re
 import subprocess
+import sys
 from collections.abc import Iterable
 from dataclasses import dataclass
 from pathlib import Path
@@ -135,8 +136,10 @@ def repair(machine: Machine, products: Iterable[Product]) -> dict[str, bool]:
         file = machine.host_path(product.installed_file)
         if file.exists():
             file.unlink()
-            machine.wine(r"C:\bench\repair_product.exe", product.code)
+            outcome = machine.wine(r"C:\bench\repair_product.exe", product.code)
             works[product.name] = file.exists() and file.read_text() == product.payload
+            if not works[product.name]:
+                print(f"bench: the repair of {product.name} ended with {outcome.status}\n{outcome.output}", file=sys.stderr)
         else:
             works[product.name] = False
     machine.settle()
