@@ -18,6 +18,7 @@ HIGH_ENTROPY_VA = 0x0020
 DYNAMIC_BASE = 0x0040
 NX_COMPATIBLE = 0x0100
 TERMINAL_SERVER_AWARE = 0x8000
+MEBIBYTE = 1 << 20
 
 
 class ExecutableHeader(unittest.TestCase):
@@ -31,6 +32,7 @@ class ExecutableHeader(unittest.TestCase):
         optional = pe + 24
         cls.magic = struct.unpack_from("<H", image, optional)[0]
         cls.subsystem, cls.dll_characteristics = struct.unpack_from("<HH", image, optional + 68)
+        (cls.stack_reserve,) = struct.unpack_from("<Q", image, optional + 72)
 
     def test_is_a_64_bit_windows_program(self):
         self.assertEqual(self.signature, b"PE\0\0")
@@ -46,6 +48,10 @@ class ExecutableHeader(unittest.TestCase):
         self.assertTrue(self.dll_characteristics & HIGH_ENTROPY_VA)
         self.assertTrue(self.characteristics & LARGE_ADDRESS_AWARE)
         self.assertFalse(self.characteristics & RELOCATIONS_STRIPPED)
+
+    # The matcher of regular expressions takes stack for each character of a name.
+    def test_reserves_room_for_the_longest_names(self):
+        self.assertGreaterEqual(self.stack_reserve, 16 * MEBIBYTE)
 
     def test_executes_no_data(self):
         self.assertTrue(self.dll_characteristics & NX_COMPATIBLE)
