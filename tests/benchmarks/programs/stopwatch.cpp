@@ -2,6 +2,7 @@
 // Stops at the first line that cannot be carried out. Lines of LIST, cut at tabs:
 //
 //   run    COMMAND_LINE              not measured; must end with exit code 0
+//   pause  MILLISECONDS
 //   time   NAME COMMAND_LINE         from before the start of the program to its end, while nothing else is done here
 //   watch  NAME LOG COMMAND_LINE     the same, but the program is looked at every millisecond, which costs time
 //
@@ -173,6 +174,8 @@ int wmain(int argumentCount, wchar_t** arguments) {
   for (const BenchLine& line : readBenchList(arguments[1])) {
     if (line.verb() == L"run") {
       runUnmeasured(line);
+    } else if (line.verb() == L"pause") {
+      ::Sleep(static_cast<DWORD>(std::stoul(line.argument(0))));
     } else if (line.verb() == L"time") {
       runMeasured(line);
     } else if (line.verb() == L"watch") {
