@@ -53,16 +53,25 @@ def take_readme(display: str, work: Path) -> None:
     pictures = ROOT / "docs" / "pictures"
     shutil.copy(work / "windows" / "splash.png", pictures / "splash.png")
     shutil.copy(work / "windows" / "finish.png", pictures / "finish_dialog.png")
-    page, picture = work / "report.html", work / "report.png"
-    with page.open("wb") as output:
-        subprocess.run(["xsltproc", "--nonet", str(work / "windows" / "report.xml")], stdout=output, check=True)
-    subprocess.run(
-        ["wkhtmltoimage", "--quiet", "--width", "900", str(page), str(picture)], env={"DISPLAY": display}, check=True
-    )
-    subprocess.run(
-        ["convert", str(picture), "-flatten", "-colors", "64", "-strip", str(pictures / "report.png")], check=True
-    )
+    draw_report(work / "windows" / "report.xml", pictures / "report.png", work)
     machine.remove()
+
+
+def draw_report(report: Path, picture: Path, work: Path) -> None:
+    """The report as a browser shows it, on a page that is cut behind its last line."""
+    page, style, document, drawn = (work / name for name in ("report.html", "page.css", "report.pdf", "report"))
+    with page.open("wb") as output:
+        subprocess.run(["xsltproc", "--nonet", str(report)], stdout=output, check=True)
+    # Browsers let a table of such an old page begin its lines at the left, wherever it stands.
+    style.write_text(
+        "@page { size: 900px 2000px; margin: 8px } body { font: 16px 'DejaVu Serif' } table { text-align: left }",
+        encoding="utf-8",
+    )
+    draw = ["weasyprint", "--quiet", "--presentational-hints", "--stylesheet", str(style)]
+    subprocess.run([*draw, str(page), str(document)], check=True)
+    subprocess.run(["pdftoppm", "-r", "96", "-png", "-singlefile", str(document), str(drawn)], check=True)
+    cut = ["-flatten", "-trim", "-bordercolor", "white", "-border", "12"]
+    subprocess.run(["convert", f"{drawn}.png", *cut, "-colors", "64", "-strip", str(picture)], check=True)
 
 
 def take_language(locale: str, dpi: int, display: str, work: Path) -> None:
