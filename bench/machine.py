@@ -133,7 +133,8 @@ class Machine:
         """Sets registry values from the text of a .reg file."""
         file = self.drive / "bench_settings.reg"
         file.write_text(text, encoding="ascii")
-        self.wine("regedit", "/S", r"C:\bench_settings.reg", check=True)
+        # Not regedit, which is no program of the system folder: it would be started through a second and a third process.
+        self.wine("reg", "import", r"C:\bench_settings.reg", check=True)
         file.unlink()
 
     def put(self, source: Path, *places: str) -> None:
