@@ -19,7 +19,7 @@ from bench.expectation import SERVICES, TASKS, expected_gone
 from bench.facts import PROGRAMS
 from bench.products import known_products, makers, others
 from bench.rows import Row
-from bench.snapshot import Snapshot, Thing
+from bench.snapshot import Thing
 
 if TYPE_CHECKING:
     from bench.demo import Demo
@@ -174,12 +174,14 @@ def what_stayed(demo: Demo) -> Table:
         ("Protected", protected, "what the manifest protects"),
         ("Neighbours", neighbours, "same place, nearly the same name, on no list"),
     ):
-        table.add_row(name, str(len(things)), str(_untouched(demo, demo.before, things)), remark)
+        untouched = sum(demo.after.get(thing) == demo.before[thing] for thing in things)
+        table.add_row(name, str(len(things)), str(untouched), remark)
     beside = [state for path, state in demo.record.processes.items() if "\\running\\x" in path]
     table.add_row("Programs beside", str(len(beside)), str(beside.count("running")), "")
     remark = "files, folders, keys and values of Windows itself"
-    table.add_row("The machine", str(len(demo.bare)), str(_untouched(demo, demo.bare, demo.bare)), remark)
-    for thing in sorted(thing for thing in demo.bare if demo.after.get(thing) != demo.bare[thing]):
+    touched = sorted(thing for thing in demo.bare if demo.after.get(thing) != demo.bare[thing])
+    table.add_row("The machine", str(len(demo.bare)), str(len(demo.bare) - len(touched)), remark)
+    for thing in touched:
         table.add_row("", "", "", f"touched: {escape(str(thing))}")
     return table
 
@@ -268,10 +270,6 @@ def _outcome(device: Device, after: dict[str, Device]) -> str:
     if device.inf and not now.inf:
         return "driverless"
     return "hidden" if device.present and not now.present else "stays"
-
-
-def _untouched(demo: Demo, snapshot: Snapshot, things: Iterable[Thing]) -> int:
-    return sum(demo.after.get(thing) == snapshot[thing] for thing in things)
 
 
 def _places(demo: Demo) -> set[str]:

@@ -41,6 +41,19 @@ std::wstring readUnits(const std::wstring& key, const std::wstring& name, DWORD 
   return units;
 }
 
+// The names that RegEnumKeyExW or RegEnumValueW gives.
+std::vector<std::wstring> namesIn(const std::wstring& key, const auto& enumerate) {
+  std::vector<std::wstring> names;
+  const RegistryKey opened = openKey(key, KEY_READ);
+  wchar_t name[1024];
+  for (DWORD index = 0, length = 1024;
+       opened && enumerate(opened.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+       ++index, length = 1024) {
+    names.emplace_back(name, length);
+  }
+  return names;
+}
+
 std::wstring errorText(DWORD error) {
   wchar_t text[16];
   std::swprintf(text, 16, error < 0x10000 ? L"%lu" : L"0x%08lX", error);
@@ -54,27 +67,11 @@ bool keyExists(const std::wstring& key) {
 }
 
 std::vector<std::wstring> subkeysOf(const std::wstring& key) {
-  std::vector<std::wstring> names;
-  const RegistryKey opened = openKey(key, KEY_READ);
-  wchar_t name[256];
-  for (DWORD index = 0, length = 256; opened && ::RegEnumKeyExW(opened.get(), index, name, &length, nullptr, nullptr,
-                                                                nullptr, nullptr) == ERROR_SUCCESS;
-       ++index, length = 256) {
-    names.emplace_back(name, length);
-  }
-  return names;
+  return namesIn(key, ::RegEnumKeyExW);
 }
 
 std::vector<std::wstring> valuesOf(const std::wstring& key) {
-  std::vector<std::wstring> names;
-  const RegistryKey opened = openKey(key, KEY_READ);
-  wchar_t name[1024];
-  for (DWORD index = 0, length = 1024; opened && ::RegEnumValueW(opened.get(), index, name, &length, nullptr, nullptr,
-                                                                 nullptr, nullptr) == ERROR_SUCCESS;
-       ++index, length = 1024) {
-    names.emplace_back(name, length);
-  }
-  return names;
+  return namesIn(key, ::RegEnumValueW);
 }
 
 std::wstring readText(const std::wstring& key, const std::wstring& name) {

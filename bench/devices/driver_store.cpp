@@ -55,24 +55,20 @@ bool isFile(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// The devices that have had a driver node of that INF and are still on the machine, in the order of their numbers.
-std::vector<std::wstring> usersOf(const std::wstring& infName) {
+// The ids of the devices that have had a driver node of that INF and are still on the machine, by their numbers.
+std::map<DWORD, std::wstring> usersOf(const std::wstring& infName) {
   std::map<DWORD, std::wstring> users;
   for (const std::wstring& id : valuesOf(kUsersKey + infName)) {
     if (const DWORD number = readNumber(benchKey(id), L"DevInst"); number != 0) {
       users[number] = id;
     }
   }
-  std::vector<std::wstring> ids;
-  for (const auto& [number, id] : users) {
-    ids.push_back(id);
-  }
-  return ids;
+  return users;
 }
 
 // A device does not need to be present to have it in use.
 bool isInUse(const std::wstring& infName) {
-  for (const std::wstring& id : usersOf(infName)) {
+  for (const auto& [number, id] : usersOf(infName)) {
     for (const DriverNode& node : driverNodesOf(id)) {
       if (node.installed && equalsNoCase(fileNameOf(node.inf), infName)) {
         return true;
@@ -110,7 +106,7 @@ void installBestDriver(const std::wstring& deviceId) {
 enum class LeftDevices { Driverless, WithTheNextDriver };
 
 void takeNodesFromDevices(const std::wstring& infName, LeftDevices left) {
-  for (const std::wstring& id : usersOf(infName)) {
+  for (const auto& [number, id] : usersOf(infName)) {
     bool wasInstalled = false;
     for (const DriverNode& node : driverNodesOf(id)) {
       if (equalsNoCase(fileNameOf(node.inf), infName)) {
