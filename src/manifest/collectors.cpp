@@ -19,9 +19,6 @@ namespace {
 
 using Rows = std::vector<std::wstring>;
 
-template <class Package>
-using RowsOf = Rows Package::*;
-
 // Appends one list of each package, in the order of the packages.
 template <class Package>
 void appendFromPackages(const std::vector<Package>& packages, RowsOf<Package> list, UniqueRows& target) {

@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+// Which list of a record is meant.
+template <class Record>
+using RowsOf = std::vector<std::wstring> Record::*;
+
 // What a driver package and an application package share.
 struct PackageRecord {
   std::wstring Name;                      // key of the package in the manifest

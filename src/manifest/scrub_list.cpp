@@ -101,9 +101,6 @@ void fillDriverInfo(const wptree& package, DriverPackage* record) {
   record->BasicInf.emplace(load, infName);
 }
 
-template <class Package>
-using RowsOf = std::vector<std::wstring> Package::*;
-
 // Where the rows of one kind stand below a package, and where they go.
 template <class Package>
 struct PackageList {

@@ -28,12 +28,10 @@ constexpr wchar_t kTrackerFile[] = L"PKMTracker.JSON";
 constexpr wchar_t kCommandsKey[] = L"Commands";
 constexpr std::size_t kVariableCharacters = 260;
 
-using List = std::vector<std::wstring> ScrubListData::*;
-
 // Where the rows of a section go, and whether they are expanded here.
 struct TrackerSection {
   const wchar_t* key;
-  List list;
+  RowsOf<ScrubListData> list;
   bool expand;
 };
 
