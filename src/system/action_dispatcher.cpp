@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include "system/depth_order.h"
 #include "system/directory_walk.h"
 #include "system/file_operations.h"
 #include "system/handles.h"
@@ -39,10 +40,8 @@ bool isPattern(const std::wstring& name) {
   return true;
 }
 
-// Rows of files may come in turn from several folders, as the order by depth has it. Of directories only the one that
-// the row lies in is held, since each of them is a row itself sooner or later.
-constexpr std::size_t kMostFileFolders = 64;
-constexpr std::size_t kMostDirectoryFolders = 1;
+// Rows may come in turn from several folders, as the order by depth has it.
+constexpr std::size_t kMostFolders = 64;
 
 // Holds the key of the value that was deleted last: the values of one key stand together in a list, and opening the key
 // by its path costs more than deleting a value.
@@ -71,8 +70,8 @@ class ValueKey {
 // One list that is carried out.
 struct Execution {
   bool factoryResetMode = false;
-  RowFolders fileFolders = RowFolders(kMostFileFolders);
-  RowFolders directoryFolders = RowFolders(kMostDirectoryFolders);
+  RowFolders folders = RowFolders(kMostFolders);
+  std::size_t depth = 0;  // of the last row
   ValueKey valueKey;
   ServiceManager serviceManager;
 };
@@ -106,7 +105,7 @@ Outcome killProcess(const std::wstring& item, Execution&) {
 
 Outcome deleteFile(const std::wstring& item, Execution& execution) {
   LogDebug(L"%s", item.c_str());
-  switch (execution.fileFolders.hold(item)) {
+  switch (execution.folders.hold(item)) {
     case RowFolders::Answer::Held:
       return outcomeOf(FileOperation::Delete(item, !execution.factoryResetMode));
     case RowFolders::Answer::NotThere:
@@ -132,13 +131,30 @@ Outcome deleteRegistryValue(const std::wstring& item, Execution& execution) {
   return outcomeOf(execution.valueKey.deleteValue(ParseRootKey(rootName), subkey, valueName));
 }
 
+// A folder that is held cannot be removed. Rows of one depth do not lie in each other, but for a row that is spelled
+// with doubled backslashes, which has another depth than its place.
+bool removeDirectory(const std::wstring& item, const std::wstring& systemPath, RowFolders& folders) {
+  if (removeSingleEntry(systemPath)) {
+    return true;
+  }
+  if (::GetLastError() != ERROR_SHARING_VIOLATION) {
+    return false;
+  }
+  folders.release();
+  return folders.hold(item) != RowFolders::Answer::Refused && removeSingleEntry(systemPath);
+}
+
 Outcome deleteDirectory(const std::wstring& item, Execution& execution) {
   LogDebug(L"%s", item.c_str());
-  if (execution.directoryFolders.hold(item) == RowFolders::Answer::Refused) {
+  if (const std::size_t depth = CountBackslashes(item); execution.depth != depth) {
+    execution.folders.release();
+    execution.depth = depth;
+  }
+  if (execution.folders.hold(item) == RowFolders::Answer::Refused) {
     return Outcome::Failed;
   }
   const std::wstring systemPath = systemPathOf(item);
-  if (removeSingleEntry(systemPath)) {
+  if (removeDirectory(item, systemPath, execution.folders)) {
     return Outcome::Done;
   }
   const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());

@@ -1,7 +1,9 @@
 #include "system/directory_walk.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -27,7 +29,7 @@ constexpr FailureTexts kDeepWalk = {"recursive_directory_iterator::recursive_dir
 constexpr FailureTexts kDeepWalkBelow = {kDeepWalk.advance, kDeepWalk.advance};
 constexpr char kRemoveFailed[] = "remove_all";
 
-constexpr std::size_t kBufferBytes = std::size_t{32} * 1024;
+constexpr DWORD kBufferBytes = 32 * 1024;
 
 [[noreturn]] void raise(const char* text, const std::wstring& path, DWORD error) {
   throw std::filesystem::filesystem_error(text, path, std::error_code(static_cast<int>(error), std::system_category()));
@@ -66,19 +68,14 @@ class DirectoryReader {
       listed.reset();
     }
     handle_ = openFolder(directory_.systemPath, link == LinkInPlace::IsFollowed);
-    std::optional<OpenEntry> found;
-    if (handle_) {
-      // Only a link, which is not followed, leads to another volume.
-      found = askEntry(handle_.get(), listed ? std::optional(listed->volume) : std::nullopt);
-    }
-    if (!found) {
+    if (!handle_) {
       raise(texts_->open, directory_.path, ::GetLastError());
     }
-    if (!(found->attributes & FILE_ATTRIBUTE_DIRECTORY)) {
-      raise(texts_->open, directory_.path, ERROR_DIRECTORY);
-    }
-    folder_ = {directory_.systemPath, found->id};
-    if (found->isLink || (listed && found->id != *listed)) {
+    // Only a link, which is not followed, leads to another volume. What has the number of the entry is the directory
+    // that was listed; made into a link since, it has no entries.
+    if (listed && fileNumberOf(handle_.get()) == listed->number) {
+      folder_ = {directory_.systemPath, *listed};
+    } else if (!askWhatItIs(listed)) {
       handle_.reset();
       return;
     }
@@ -127,6 +124,19 @@ class DirectoryReader {
   }
 
  private:
+  // False when it is not to be read: a link, or not what was listed.
+  bool askWhatItIs(const std::optional<DirectoryId>& listed) {
+    const auto found = askEntry(handle_.get());
+    if (!found) {
+      raise(texts_->open, directory_.path, ::GetLastError());
+    }
+    if (!(found->attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+      raise(texts_->open, directory_.path, ERROR_DIRECTORY);
+    }
+    folder_ = {directory_.systemPath, found->id};
+    return !found->isLink && (!listed || found->id == *listed);
+  }
+
   // False at the end, and when the directory cannot be read, with the reason in GetLastError.
   bool fill() {
     bool filled = read(numbered_ ? FileIdBothDirectoryInfo : FileFullDirectoryInfo);
@@ -134,20 +144,20 @@ class DirectoryReader {
       numbered_ = false;  // not every file system knows numbers
       filled = read(FileFullDirectoryInfo);
     }
-    next_ = filled ? reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(buffer_.data()) : nullptr;
+    next_ = filled ? reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(buffer_.get()) : nullptr;
     return filled;
   }
 
   bool read(FILE_INFO_BY_HANDLE_CLASS kind) {
-    return ::GetFileInformationByHandleEx(handle_.get(), kind, buffer_.data(),
-                                          static_cast<DWORD>(buffer_.size() * sizeof(buffer_[0])));
+    return ::GetFileInformationByHandleEx(handle_.get(), kind, buffer_.get(), kBufferBytes);
   }
 
   WalkedPath directory_;
   const FailureTexts* texts_;
   FileHandle handle_;
   ListedFolder folder_;
-  std::vector<std::uint64_t> buffer_ = std::vector<std::uint64_t>(kBufferBytes / sizeof(std::uint64_t));
+  std::unique_ptr<std::uint64_t[]> buffer_ =
+      std::make_unique_for_overwrite<std::uint64_t[]>(kBufferBytes / sizeof(std::uint64_t));
   bool numbered_ = true;  // else the entries are FILE_FULL_DIR_INFO, which begins like the other and has no numbers
   const FILE_ID_BOTH_DIR_INFO* next_ = nullptr;  // in the buffer; null when that has been read to its end
 };
@@ -273,11 +283,9 @@ void walkDirectory(const WalkedPath& directory, const EntryVisitor& visit, LinkI
     return;
   }
   std::vector<DirectoryReader> way;
-  const auto enter = [&](DirectoryReader reader) {
+  std::size_t begun = 0;  // of the directories on the way; at most the last has not
+  const auto enter = [&way](DirectoryReader reader) {
     if (reader.isOpen()) {
-      if (begin) {
-        begin(reader.path(), reader.folder());
-      }
       way.push_back(std::move(reader));
     }
   };
@@ -301,7 +309,12 @@ void walkDirectory(const WalkedPath& directory, const EntryVisitor& visit, LinkI
     bool found = false;
     if (!step([&] { found = way.back().next(&entry); }) || !found) {
       way.pop_back();
+      begun = std::min(begun, way.size());
       continue;
+    }
+    if (begin && begun < way.size()) {
+      begin(way.back().path(), way.back().folder());
+      begun = way.size();
     }
     visit(entry);
     if (entry.isDirectory() && !entry.isLink()) {
@@ -323,9 +336,18 @@ bool isLink(const std::wstring& path) {
 }
 
 bool removeSingleEntry(const std::wstring& path) {
+  // Mostly it is a directory; only where that fails it matters what it is.
   const std::wstring systemPath = toSystemPath(path);
+  if (::RemoveDirectoryW(systemPath.c_str())) {
+    return true;
+  }
+  const DWORD error = ::GetLastError();
   const DWORD attributes = attributesOf(systemPath);
-  return attributes != INVALID_FILE_ATTRIBUTES && removeEntry(systemPath, attributes);
+  if (attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+    return ::DeleteFileW(systemPath.c_str());
+  }
+  ::SetLastError(error);
+  return false;
 }
 
 void removeTree(const WalkedPath& path) {

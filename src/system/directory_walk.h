@@ -37,7 +37,8 @@ struct WalkedPath {
 };
 
 using EntryVisitor = std::function<void(const DirectoryEntry&)>;
-// Called with the path of a directory, as the entries below it have it, when its entries begin.
+// Called with the path of a directory, as the entries below it have it, before the first of its entries. Of an empty
+// directory nothing is told.
 using FolderVisitor = std::function<void(const std::wstring& path, const ListedFolder& folder)>;
 
 // What a reparse point in the place of the walked directory itself, or above it, is. Followed shows what lies behind
@@ -50,9 +51,9 @@ enum class LinkInPlace { HasNoEntries, IsFollowed };
 void visitEntries(const WalkedPath& directory, const EntryVisitor& visit, LinkInPlace link = LinkInPlace::HasNoEntries);
 
 // Calls `visit` for every entry below `directory`, each directory before what lies in it, and `begin` for each
-// directory. All directories on the way to an entry are held while it is visited. `directory` itself is not an entry. A
-// directory that is no longer the one that was listed, or has gone, when its turn comes, is not entered. Throws
-// std::filesystem::filesystem_error with the system's code:
+// directory that has entries. All directories on the way to an entry are held while it is visited. `directory` itself
+// is not an entry. A directory that is no longer the one that was listed, or has gone, when its turn comes, is not
+// entered. Throws std::filesystem::filesystem_error with the system's code:
 // "recursive_directory_iterator::recursive_directory_iterator" when `directory` cannot be read,
 // "recursive_directory_iterator::operator++" when a folder below it cannot, or the reading breaks off. With
 // `passOver` the second kind of failure goes there instead, and the walk goes on behind what could not be read.

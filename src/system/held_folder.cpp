@@ -64,15 +64,13 @@ bool hasLinkOnTheWay(std::wstring systemPath) {
 // Empty where the file system does not answer both questions.
 std::optional<OpenEntry> askEntryOn(DWORD volume, HANDLE entry) {
   FILE_ATTRIBUTE_TAG_INFO tag = {};
-  FILE_INTERNAL_INFORMATION number = {};
-  IO_STATUS_BLOCK status = {};
-  if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag)) ||
-      ::NtQueryInformationFile(entry, &status, &number, sizeof(number), FileInternalInformation) < 0) {
+  if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag))) {
     return std::nullopt;
   }
-  return OpenEntry{tag.FileAttributes,
-                   isLinkTag(tag.FileAttributes, tag.ReparseTag),
-                   {volume, static_cast<std::uint64_t>(number.IndexNumber.QuadPart)}};
+  const auto number = fileNumberOf(entry);
+  return number ? std::optional(
+                      OpenEntry{tag.FileAttributes, isLinkTag(tag.FileAttributes, tag.ReparseTag), {volume, *number}})
+                : std::nullopt;
 }
 
 }  // namespace
@@ -102,7 +100,7 @@ bool isLinkAt(const std::wstring& systemPath, DWORD attributes) {
   return !entry || isLinkHandle(entry.get(), attributes);
 }
 
-FileHandle openFolder(const std::wstring& systemPath, bool throughLink) {
+FileHandle openFolder(const std::wstring& systemPath, bool throughLink, bool* isPinned) {
   const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (throughLink ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
   // Only a handle that may read what is in the directory keeps others from renaming it.
   const auto open = [&](DWORD sharing) {
@@ -110,10 +108,21 @@ FileHandle openFolder(const std::wstring& systemPath, bool throughLink) {
         ::CreateFileW(systemPath.c_str(), FILE_LIST_DIRECTORY, sharing, nullptr, OPEN_EXISTING, flags, nullptr));
   };
   FileHandle folder = open(FILE_SHARE_READ | FILE_SHARE_WRITE);
+  if (isPinned) {
+    *isPinned = static_cast<bool>(folder);
+  }
   if (!folder && ::GetLastError() == ERROR_SHARING_VIOLATION) {
     folder = open(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
   }
   return folder;
+}
+
+std::optional<std::uint64_t> fileNumberOf(HANDLE entry) {
+  FILE_INTERNAL_INFORMATION number = {};
+  IO_STATUS_BLOCK status = {};
+  return ::NtQueryInformationFile(entry, &status, &number, sizeof(number), FileInternalInformation) < 0
+             ? std::nullopt
+             : std::optional(static_cast<std::uint64_t>(number.IndexNumber.QuadPart));
 }
 
 std::optional<OpenEntry> askEntry(HANDLE entry, std::optional<DWORD> volume) {
@@ -142,20 +151,26 @@ HeldFolder::HeldFolder(const std::wstring& systemPath) {
   settle(isThere ? State::Held : State::Elsewhere);
 }
 
-HeldFolder::HeldFolder(const ListedFolder& folder) {
+HeldFolder::HeldFolder(const ListedFolder& folder, const HeldFolder* parent) {
   if (!open(folder.systemPath, false)) {
     return;
   }
-  if (const auto found = askEntry(handle_.get())) {
+  if (const auto found = askEntry(handle_.get(), parent ? parent->volumeBelow() : std::nullopt)) {
+    volume_ = found->id.volume;
     settle(found->id == folder.id && !found->isLink ? State::Held : State::Exchanged);
   } else {
     settle(State::Unknown, ::GetLastError());
   }
 }
 
+// Empty where it is not known.
+std::optional<DWORD> HeldFolder::volumeBelow() const {
+  return state_ == State::Held && isPinned_ ? volume_ : std::nullopt;
+}
+
 // False when the state is settled: nothing can be held.
 bool HeldFolder::open(const std::wstring& systemPath, bool throughLink) {
-  handle_ = openFolder(systemPath, throughLink);
+  handle_ = openFolder(systemPath, throughLink, &isPinned_);
   if (!handle_ && (::GetLastError() == ERROR_ACCESS_DENIED || ::GetLastError() == ERROR_SHARING_VIOLATION)) {
     // It may still be asked where it is, though not held.
     const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (throughLink ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);

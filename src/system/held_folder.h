@@ -35,8 +35,11 @@ bool isLinkHandle(HANDLE entry, DWORD attributes);
 bool isLinkAt(const std::wstring& systemPath, DWORD attributes);
 
 // Opens a directory to be listed and holds it: nobody can rename or remove it meanwhile, unless somebody has it open
-// for that already. A link in its place is opened itself, unless `throughLink`. CreateFileW.
-FileHandle openFolder(const std::wstring& systemPath, bool throughLink);
+// for that already; then `*isPinned` is false. A link in its place is opened itself, unless `throughLink`. CreateFileW.
+FileHandle openFolder(const std::wstring& systemPath, bool throughLink, bool* isPinned = nullptr);
+
+// The number of an open entry on its volume. Empty where the file system gives none. NtQueryInformationFile.
+std::optional<std::uint64_t> fileNumberOf(HANDLE entry);
 
 // What an open entry is.
 struct OpenEntry {
@@ -64,8 +67,9 @@ class HeldFolder {
   // A folder that must lie where its path, a full one in the extended form, says. 8.3 names, letter case, what a drive
   // stands for, and the links that Windows itself keeps for old programs ("C:\Users\All Users") make no other place.
   explicit HeldFolder(const std::wstring& systemPath);
-  // A folder that must be the one that was listed.
-  explicit HeldFolder(const ListedFolder& folder);
+  // A folder that must be the one that was listed. Where `parent` keeps the folder that it lies in from being replaced,
+  // the folder is on the same volume, which is then not asked for.
+  explicit HeldFolder(const ListedFolder& folder, const HeldFolder* parent = nullptr);
 
   State state() const { return state_; }
   DWORD error() const { return error_; }
@@ -73,8 +77,11 @@ class HeldFolder {
  private:
   bool open(const std::wstring& systemPath, bool throughLink);
   void settle(State state, DWORD error = ERROR_SUCCESS);
+  std::optional<DWORD> volumeBelow() const;
 
   FileHandle handle_;
+  bool isPinned_ = false;        // others cannot rename or remove it
+  std::optional<DWORD> volume_;  // of a listed folder
   State state_ = State::NotThere;
   DWORD error_ = ERROR_SUCCESS;
 };

@@ -32,6 +32,12 @@ const ListedFolder* listedFolderOf(const std::wstring& row) {
   return folder == listedFolders.end() ? nullptr : &folder->second;
 }
 
+// The system path of what the row names in its folder.
+std::wstring entryOf(const ListedFolder& folder, const std::wstring& row) {
+  const std::wstring& path = folder.systemPath;
+  return std::wstring(path).append(path.ends_with(L'\\') ? L"" : L"\\").append(nameOf(row));
+}
+
 // The line for a row that is not carried out.
 void logRefusal(const std::wstring& row, const HeldFolder& folder) {
   switch (folder.state()) {
@@ -59,13 +65,20 @@ void rememberListedEntry(const std::wstring& row, const std::wstring& systemPath
   listedEntries.insert_or_assign(row, systemPath);
 }
 
+std::wstring listedParentOf(const std::wstring& directory) {
+  const auto listed = listedFolders.find(directory);
+  const ListedFolder* const parent = listedFolderOf(directory);
+  return listed != listedFolders.end() && parent && listed->second.systemPath == entryOf(*parent, directory)
+             ? directory.substr(0, directory.find_last_of(L'\\'))
+             : std::wstring();
+}
+
 std::wstring systemPathOf(const std::wstring& row) {
   if (const auto entry = listedEntries.find(row); entry != listedEntries.end()) {
     return entry->second;
   }
   if (const ListedFolder* folder = listedFolderOf(row)) {
-    const std::wstring& path = folder->systemPath;
-    return std::wstring(path).append(path.ends_with(L'\\') ? L"" : L"\\").append(nameOf(row));
+    return entryOf(*folder, row);
   }
   return toSystemPath(row);
 }
@@ -76,7 +89,7 @@ RowFolders::Answer RowFolders::hold(const std::wstring& row) {
   if (held_.contains(path)) {
     return Answer::Held;
   }
-  HeldFolder folder = listed ? HeldFolder(*listed) : HeldFolder(path);
+  HeldFolder folder = listed ? holdListed(row, *listed) : HeldFolder(path);
   switch (folder.state()) {
     case HeldFolder::State::Held:
       break;
@@ -91,4 +104,25 @@ RowFolders::Answer RowFolders::hold(const std::wstring& row) {
   }
   held_.emplace(path, std::move(folder));
   return Answer::Held;
+}
+
+void RowFolders::release() {
+  held_.clear();
+  parentPath_.clear();
+  parent_ = HeldFolder();
+}
+
+HeldFolder RowFolders::holdListed(const std::wstring& row, const ListedFolder& folder) {
+  const ListedFolder* const parent = listedFolderOf(row.substr(0, row.find_last_of(L'\\')));
+  if (!parent || folderOf(folder.systemPath) != parent->systemPath) {
+    // Its folder may be the next row.
+    parentPath_.clear();
+    parent_ = HeldFolder();
+    return HeldFolder(folder);
+  }
+  if (parentPath_ != parent->systemPath) {
+    parent_ = HeldFolder(*parent);
+    parentPath_ = parent->systemPath;
+  }
+  return HeldFolder(folder, &parent_);
 }

@@ -16,6 +16,9 @@ void rememberListedFolder(const std::wstring& path, const ListedFolder& folder);
 // Remembers an entry that was read from a directory which was not listed as a whole.
 void rememberListedEntry(const std::wstring& row, const std::wstring& systemPath);
 
+// The directory that a listed directory was read from, as rows have it. Empty unless the walks have listed both.
+std::wstring listedParentOf(const std::wstring& directory);
+
 // The path by which the system's calls reach what a row names: exact for what was read from a directory, else as it was
 // written (toSystemPath).
 std::wstring systemPathOf(const std::wstring& row);
@@ -35,7 +38,15 @@ class RowFolders {
   // Makes sure of the folder that the row's last element lies in.
   Answer hold(const std::wstring& row);
 
+  // Gives up all that is held.
+  void release();
+
  private:
+  HeldFolder holdListed(const std::wstring& row, const ListedFolder& folder);
+
   std::size_t most_;
   std::unordered_map<std::wstring, HeldFolder> held_;  // by the folder's system path
+  // The folder that the one held last lies in: the next one most likely lies there too.
+  std::wstring parentPath_;
+  HeldFolder parent_;
 };

@@ -1,10 +1,14 @@
 #include "system/windows_files.h"
 
+#include <utility>
+#include <vector>
+
 #include <windows.h>
 
 #include "system/comparable_path.h"
 #include "system/log.h"
 #include "system/long_path.h"
+#include "system/row_folders.h"
 #include "system/text_case.h"
 
 namespace {
@@ -56,17 +60,34 @@ bool WindowsFiles::keep(const std::wstring& path) {
   return false;
 }
 
+// A directory that a walk has read from another lies in it under its own name, unless that is an 8.3 name: where it lies
+// need not be asked, only where the topmost of the walk lies.
 const WindowsFiles::Folder& WindowsFiles::lookUp(const std::wstring& folder) {
-  const auto [place, isNew] = folders_.try_emplace(folder);
-  if (isNew) {
-    if (windows_.empty()) {
-      windows_ = windowsFolder();
+  std::vector<std::wstring> below;
+  std::wstring top = withoutEnd(folder);
+  auto known = folders_.find(top);
+  while (known == folders_.end()) {
+    std::wstring parent = listedParentOf(top);
+    if (parent.empty() || top.find(L'~', parent.size()) != std::wstring::npos) {
+      known = add(top, comparablePath(top));
+      break;
     }
-    place->second.comparable = comparablePath(folder);
-    place->second.isAskedAbout =
-        about_ == AskWindows::AboutEachFile || isSameOrInside(place->second.comparable, windows_);
+    below.push_back(std::exchange(top, std::move(parent)));
+    known = folders_.find(top);
   }
-  return place->second;
+  for (; !below.empty(); below.pop_back()) {
+    const std::wstring& directory = below.back();
+    known = add(directory, known->second.comparable + directory.substr(directory.find_last_of(L'\\')));
+  }
+  return known->second;
+}
+
+WindowsFiles::Folders::iterator WindowsFiles::add(const std::wstring& folder, const std::wstring& comparable) {
+  if (windows_.empty()) {
+    windows_ = windowsFolder();
+  }
+  const bool isAskedAbout = about_ == AskWindows::AboutEachFile || isSameOrInside(comparable, windows_);
+  return folders_.emplace(folder, Folder{comparable, isAskedAbout}).first;
 }
 
 // False with an error when Windows cannot be asked.

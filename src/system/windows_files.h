@@ -27,11 +27,13 @@ class WindowsFiles {
     std::wstring comparable;
     bool isAskedAbout = false;
   };
+  using Folders = std::unordered_map<std::wstring, Folder>;  // without a backslash at their ends
   const Folder& lookUp(const std::wstring& folder);
+  Folders::iterator add(const std::wstring& folder, const std::wstring& comparable);
   bool isProtected(const std::wstring& file, unsigned long* error);
 
   AskWindows about_;
   std::wstring windows_;
-  std::unordered_map<std::wstring, Folder> folders_;
+  Folders folders_;
   LibraryHandle library_;
 };

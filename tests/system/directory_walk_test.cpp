@@ -131,6 +131,20 @@ TEST_F(DirectoryWalk, VisitsEachDirectoryRightBeforeWhatLiesInIt) {
   }
 }
 
+TEST_F(DirectoryWalk, TellsOfEachDirectoryBeforeItsFirstEntryAndOfNoEmptyOne) {
+  folder_.makeFile(L"a\\b\\file");
+  folder_.makeDirectory(L"a\\empty");
+  std::vector<std::wstring> calls;
+  walkDirectory(
+      folder_.path(), [&](const DirectoryEntry& entry) { calls.push_back(entry.path); }, LinkInPlace::HasNoEntries,
+      nullptr, [&](const std::wstring& path, const ListedFolder&) { calls.push_back(path + L"\\"); });
+  const std::wstring a = folder_ / L"a";
+  EXPECT_THAT(calls, ::testing::AnyOf(ElementsAre(folder_.path() + L"\\", a, a + L"\\", a + L"\\b", a + L"\\b\\",
+                                                  a + L"\\b\\file", a + L"\\empty"),
+                                      ElementsAre(folder_.path() + L"\\", a, a + L"\\", a + L"\\empty", a + L"\\b",
+                                                  a + L"\\b\\", a + L"\\b\\file")));
+}
+
 TEST_F(DirectoryWalk, LeavesThePathAsTheCallerGaveItInFrontOfTheNames) {
   folder_.makeFile(L"a\\file");
   EXPECT_THAT(walked(folder_ / L".\\a"), ElementsAre(folder_ / L".\\a\\file"));

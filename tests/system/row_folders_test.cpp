@@ -19,6 +19,7 @@
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/action_dispatcher.h"
+#include "system/depth_order.h"
 #include "system/directory_walk.h"
 #include "system/file_operations.h"
 #include "system/row_folders.h"
@@ -38,6 +39,7 @@ std::wstring driveStandsFor;       // what drive C: has been given to, with a ba
 std::wstring users, programData;   // where Windows says that these folders are
 std::wstring closedFolder;         // opening it in any way fails with ERROR_ACCESS_DENIED
 int openings = 0;                  // of files and folders, in whatever way
+int volumeQuestions = 0;           // about an open file or folder
 std::function<void()> atDeletion;  // called once, just before the next file is deleted
 
 }  // namespace
@@ -84,6 +86,12 @@ LINK_SEAM(HANDLE, CreateFileW,
   }
   return realFunction<decltype(&::CreateFileW)>(L"kernel32.dll", "CreateFileW")(path, access, sharing, security,
                                                                                 disposition, flags, pattern);
+}
+
+LINK_SEAM(BOOL, GetFileInformationByHandle, (HANDLE file, LPBY_HANDLE_FILE_INFORMATION answer)) {
+  ++volumeQuestions;
+  return realFunction<decltype(&::GetFileInformationByHandle)>(L"kernel32.dll", "GetFileInformationByHandle")(file,
+                                                                                                              answer);
 }
 
 LINK_SEAM(BOOL, DeleteFileW, (LPCWSTR path)) {
@@ -419,4 +427,52 @@ TEST_F(HeldFolders, AreOpenedOnceForAllTheirRows) {
   openings = 0;
   EXPECT_TRUE(deleteFiles(rows));
   EXPECT_LE(openings, 2 * kFolders + kWindowsFolder);
+}
+
+// Asking for the volume is the dearest question about a folder.
+TEST_F(HeldFolders, OfATreeAreAskedForTheirVolumeOncePerFolderAboveThem) {
+  constexpr int kFolders = 20;
+  for (int i = 0; i < kFolders; ++i) {
+    folder_.makeDirectory(L"tree\\above\\" + std::to_wstring(i) + L"\\below");
+  }
+  Rows rows = listed(folder_ / L"tree");
+  ASSERT_EQ(rows.size(), static_cast<std::size_t>(2 * kFolders + 1));
+  SortByDepth(rows);
+  volumeQuestions = 0;
+  EXPECT_TRUE(deleteDirectories(rows));
+  EXPECT_FALSE(pathExists(folder_ / L"tree\\above"));
+  EXPECT_LE(volumeQuestions, 3) << "of above, of tree for what lies in above, and of tree for above itself";
+}
+
+TEST_F(HeldFolders, OfDirectoryRowsInTurnAreOpenedOnce) {
+  constexpr int kFolders = 3;
+  constexpr int kDirectories = 30;
+  Rows rows;
+  for (int i = 0; i < kDirectories; ++i) {
+    rows.push_back(folder_.makeDirectory(std::to_wstring(i % kFolders) + L"\\" + std::to_wstring(i)));
+  }
+  openings = 0;
+  EXPECT_TRUE(deleteDirectories(rows));
+  constexpr int kWindowsFolder = 1;
+  EXPECT_LE(openings, 2 * kFolders + kWindowsFolder);
+  EXPECT_FALSE(pathExists(rows.back()));
+}
+
+TEST_F(HeldFolders, AreGivenUpForARowThatMeansOneOfThem) {
+  folder_.makeDirectory(L"tree\\held\\row");
+  listed(folder_ / L"tree");
+  // As deep as the row before it, by its spelling.
+  EXPECT_TRUE(deleteDirectories({folder_ / L"tree\\held\\row", folder_ / L"tree\\\\held"}));
+  EXPECT_THAT(failures_, IsEmpty());
+  EXPECT_FALSE(pathExists(folder_ / L"tree\\held"));
+}
+
+TEST_F(HeldFolders, AreTheListedOnesAlsoBelowAFolderThatWasExchanged) {
+  folder_.makeDirectory(L"tree\\above\\inner\\row");
+  const Rows rows = listed(folder_ / L"tree");
+  ASSERT_TRUE(::MoveFileW((folder_ / L"tree\\above").c_str(), (folder_ / L"away").c_str()));
+  const std::wstring kept = folder_.makeDirectory(L"tree\\above\\inner\\row");
+  EXPECT_FALSE(deleteDirectories({kept}));
+  EXPECT_TRUE(pathExists(kept));
+  EXPECT_THAT(log_.lines(), Contains(exchanged(kept)));
 }

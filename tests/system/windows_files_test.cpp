@@ -13,6 +13,7 @@
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/action_dispatcher.h"
+#include "system/file_operations.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -253,6 +254,38 @@ TEST_F(FilesElsewhere, AreNotAskedAboutAndCostOneLookAtEachFolder) {
   EXPECT_THAT(loads, IsEmpty());
   EXPECT_THAT(failures, IsEmpty());
   EXPECT_FALSE(pathExists(items.front()));
+}
+
+TEST_F(FilesElsewhere, OfATreeCostOneLookAtItsTop) {
+  constexpr int kFolders = 100;
+  Items items;
+  for (int number = 0; number < kFolders; ++number) {
+    items.push_back(folder.makeFile(L"tree\\" + std::to_wstring(number) + L"\\file"));
+  }
+  Items directories = {folder / L"tree"};
+  Items files;
+  ExpandDirectories(directories, files);
+  opened = 0;
+  EXPECT_TRUE(deleteFiles(items));
+  EXPECT_LT(opened, kFolders + 10) << "each folder is opened once, to be held";
+  EXPECT_THAT(asked, IsEmpty());
+  EXPECT_FALSE(pathExists(items.front()));
+}
+
+// A directory that was listed lies in its parent. What somebody has written below it may be a link.
+TEST_F(FilesOfWindows, BehindALinkInAListedDirectoryAreAskedAbout) {
+  const std::wstring file = makeSystemFile(L"protected.dll");
+  folder.makeFile(L"tree\\file");
+  folder.makeDirectoryLink(L"tree\\link", kSystem);
+  Items directories = {folder / L"tree"};
+  Items files;
+  ExpandDirectories(directories, files);
+  protectedFiles = {file};
+  const std::wstring row = folder / L"tree\\link\\protected.dll";
+  EXPECT_FALSE(deleteFiles({row}));
+  EXPECT_THAT(asked, ElementsAre(file));
+  EXPECT_THAT(failures, ElementsAre(row));
+  EXPECT_TRUE(pathExists(file));
 }
 
 TEST_F(FilesElsewhere, WithANameLikeWindowsAreNotBelowIt) {
