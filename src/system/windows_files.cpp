@@ -60,8 +60,8 @@ bool WindowsFiles::keep(const std::wstring& path) {
   return false;
 }
 
-// A directory that a walk has read from another lies in it under its own name, unless that is an 8.3 name: where it lies
-// need not be asked, only where the topmost of the walk lies.
+// A directory that a walk has read from another lies in it under its own name, unless that is an 8.3 name: where it
+// lies need not be asked, only where the topmost of the walk lies.
 const WindowsFiles::Folder& WindowsFiles::lookUp(const std::wstring& folder) {
   std::vector<std::wstring> below;
   std::wstring top = withoutEnd(folder);
