@@ -1,7 +1,7 @@
-"""The demo: a machine full of the maker's installed products, devices, leftovers, and of things that only look like them;
-one run of the shipped program by a user; and on one screen what went, what stayed, what failed and why.
+"""The demo: fills a machine with the maker's products, devices and leftovers, and with things that only look like them; runs
+the shipped program once as a user would; and prints what was removed, what stayed, what failed and why.
 
-On a terminal with a progress display and in colour, elsewhere and with NO_COLOR as plain lines.
+Shows progress and colours on a terminal; prints plain lines elsewhere or with NO_COLOR.
 """
 
 from __future__ import annotations
@@ -41,21 +41,21 @@ REFUSING_KEY = r"HKEY_LOCAL_MACHINE\SOFTWARE\ORV\HLX"
 
 @dataclass
 class Demo:
-    """What the demo has seen, for the screen at its end."""
+    """What the demo found, for the summary at its end."""
 
     facts: Facts
     products: list[Product]
     rows: list[Row]
-    bare: Snapshot  # the machine with others' products alone
-    of_products: set[Thing]  # what the maker's products have brought; goes with them, whether a row lists it or not
-    planted: Snapshot  # what was planted on top of products and devices
+    bare: Snapshot  # the machine with other makers' products only
+    of_products: set[Thing]  # what the maker's products installed; removed with them, whether a row lists it or not
+    planted: Snapshot  # planted in addition to products and devices
     before: Snapshot
     after: Snapshot
     record: Record
     log: RunLog
-    repaired: dict[str, bool]  # whether the products that stay still work
-    of_devices: set[Thing] = field(init=False)  # what is to go with devices and packages
-    of_rows: set[Thing] = field(init=False)  # what is to go by the rows
+    repaired: dict[str, bool]  # whether each kept product still works
+    of_devices: set[Thing] = field(init=False)  # expected to be removed with devices and packages
+    of_rows: set[Thing] = field(init=False)  # expected to be removed because of rows
 
     def __post_init__(self) -> None:
         self.of_devices = consequences(read_outcomes("silent"), self.before).gone
@@ -72,7 +72,7 @@ class Demo:
 
 
 class Stages:
-    """Tells what the demo does: a progress display on a terminal, else a line for each stage."""
+    """Shows the demo's progress: a live display on a terminal, otherwise one line per stage."""
 
     def __init__(self, console: Console) -> None:
         self._console = console
@@ -98,7 +98,7 @@ class Stages:
 
     @contextmanager
     def stage(self, text: str) -> Iterator[Callable[[float | None, str], None]]:
-        """One stage; yields what tells how far it is (0 to 1, or None when that is not known) and a detail."""
+        """One stage. Yields a function that reports its progress (0 to 1, or None if unknown) and a detail."""
         if self._progress is None:
             self._console.print(f"== {text}", highlight=False)
             yield lambda share, detail: None
@@ -184,13 +184,13 @@ def perform(stages: Stages) -> Demo:
 
 
 def build_programs(advance: Callable[[float | None, str], None]) -> None:
-    """scripts/build.sh, whose log tells how many of its steps are done."""
+    """Runs scripts/build.sh and reports progress from the steps in its log."""
     log = ROOT / "build" / "release" / "build.log"
     command = [str(ROOT / "scripts" / "build.sh"), "release", "ORVCleanupUtility", "bench_programs"]
     with following(log, lambda text: advance(*_build_share(text))):
         built = subprocess.run(command, capture_output=True, text=True, check=False)
     if built.returncode != 0:
-        raise BenchError(f"the build stopped\n{built.stdout}{built.stderr}")
+        raise BenchError(f"the build failed\n{built.stdout}{built.stderr}")
 
 
 def fresh_machine() -> Machine:
@@ -204,7 +204,7 @@ def fresh_machine() -> Machine:
 def run_with_user(
     machine: Machine, facts: Facts, images: Iterable[str], advance: Callable[[float | None, str], None]
 ) -> Record:
-    """A run by a user who declines safe mode, consents, and ends the finish dialog by its button."""
+    """A run by a user who declines safe mode, consents, and presses Finish in the finish dialog."""
     windows = "".join("\t".join(line) + "\n" for line in read_lines("windows_outcome.tsv"))
     (machine.bench / "windows.tsv").write_text(windows, encoding="utf-8")
     lines = [("start-process", rf"C:\bench\running\{name}") for name in images]
@@ -226,7 +226,7 @@ def keep_results(machine: Machine, facts: Facts) -> None:
 
 @contextmanager
 def following(file: Path, tell: Callable[[str], None]) -> Iterator[None]:
-    """Tells the end of a file that is being written, several times a second."""
+    """Calls `tell` several times a second with the end of a file that is being written."""
 
     def look() -> None:
         if file.exists():
@@ -245,7 +245,7 @@ def _build_share(text: str) -> tuple[float | None, str]:
 
 
 def _stage_of(text: str) -> str:
-    """The last line of hyphens of a log, in words."""
+    """The stage named in the last line of hyphens of a log."""
     stages = [line.rpartition("\t")[2].strip("-\r ") for line in text.splitlines() if "\t-" in line]
     return stages[-1] if stages else ""
 

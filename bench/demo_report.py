@@ -1,5 +1,5 @@
-"""The screen at the end of the demo. What became of things is read from the machine before and after; only the reasons come
-from the data that was planted."""
+"""The summary at the end of the demo. Outcomes are read from the machine before and after the run; only the reasons come from
+the planted data."""
 
 from __future__ import annotations
 
@@ -26,12 +26,12 @@ if TYPE_CHECKING:
 
 KINDS = ("Scheduled tasks", "Services", "Shortcuts", "Files", "Directories", "Registry values", "Registry keys")
 STYLES = {"removed": "red", "kept": "green", "no driver": "yellow", "hidden": "yellow"}
-# The maker's vendor numbers.
+# The maker's vendor ids.
 MAKERS = re.compile("VEN_7A11|VEN_7A2E")
 
 
 def show(demo: Demo, console: Console, folder: Path) -> bool:
-    """Prints everything; True when all went that should, and nothing else, and the products that stay still work."""
+    """Prints everything. True if exactly the expected things were removed and the kept products still work."""
     console.print(what_went(demo))
     console.print(products(demo))
     tree, differences = devices(demo)
@@ -51,7 +51,7 @@ def show(demo: Demo, console: Console, folder: Path) -> bool:
 
 
 def kinds(things: Iterable[Thing]) -> Counter[str]:
-    """How many there are of what a person would call each kind."""
+    """How many things there are of each kind, as a person would count them."""
     return Counter(kind for kind in map(_kind_of, things) if kind)
 
 
@@ -69,8 +69,8 @@ def what_went(demo: Demo) -> Table:
 
 
 def products(demo: Demo) -> Table:
-    """Each product by name. How one went stands in the log: a package that failed in the first pass has a line, and so has a
-    product that was removed by force."""
+    """Each product by name, and how it was removed. The log tells which: it has a line for each package that failed in the
+    first pass and for each product that was removed by force."""
     known = known_products(demo.after)
     ways: dict[str, list[str]] = {}
     for product in makers(demo.products):
@@ -94,8 +94,8 @@ def products(demo: Demo) -> Table:
 
 
 def devices(demo: Demo) -> tuple[Tree, list[str]]:
-    """One tree with what became of each device and why, and where an outcome is not the expected one. Drawn are the devices
-    that have become something else, those of the maker, and what these hang on; the others are counted."""
+    """A tree with the outcome of each device and the reason, and the outcomes that differ from the expected ones. The tree
+    shows the devices that changed, those of the maker, and their parents; the others are only counted."""
     before = _all_devices(device_tree(demo.before))
     after = {device.id: device for device in _all_devices(device_tree(demo.after))}
     reasons = read_reasons()
@@ -135,17 +135,17 @@ def devices(demo: Demo) -> tuple[Tree, list[str]]:
 
 
 def packages(demo: Demo) -> str:
-    """One line for the driver packages."""
+    """A line about the driver packages."""
     files = [thing for thing in demo.before if re.fullmatch(r"c:\\windows\\inf\\oem\d+\.inf", thing.place.lower())]
     gone = [thing for thing in files if thing not in demo.after]
     return (
-        f"  Driver packages: {len(gone)} of {len(files)} removed; kept are those of others, of the chipset, and what no list "
-        "names"
+        f"  Driver packages: {len(gone)} of {len(files)} removed; those of other makers, of the chipset, and those that "
+        "no list names were kept"
     )
 
 
 def surroundings(demo: Demo) -> Table:
-    """What stands around the removal, as the log tells it."""
+    """Install manager, restore point and the like, according to the log."""
     messages = demo.log.messages
     launched = [message for message in messages if message.startswith("handlePKMTrackerBinaries -- launch process ")]
     codes = [message.rpartition(" ")[2] for message in messages if re.match(r"Process .* completed with exit code", message)]
@@ -156,8 +156,8 @@ def surroundings(demo: Demo) -> Table:
     table = _table("Around the removal", "")
     table.add_row(
         "Install manager",
-        f"{len(launched)} commands: {len(codes) - still_at_work} ended, {still_at_work} outlived its time, "
-        f"{len(launched) - len(codes)} not there",
+        f"{len(launched)} commands: {len(codes) - still_at_work} ended, {still_at_work} timed out, "
+        f"{len(launched) - len(codes)} missing",
     )
     table.add_row("Old installers", f"{folders} gone, spared: {' '.join(spared)}")
     table.add_row("Update cache", f"gone: {' '.join(cabinets)}")
@@ -165,7 +165,7 @@ def surroundings(demo: Demo) -> Table:
 
 
 def what_stayed(demo: Demo) -> Table:
-    """Things count as untouched when they are there with the same details: content, mode, data."""
+    """A thing is untouched if it is still there with the same details: content, mode, data."""
     as_listed = [Row("listed", row.kind, row.text, row.name) for row in demo.rows if row.fate == "kept"]
     protected = expected_gone(as_listed, demo.before, demo.facts)
     neighbours = demo.planted.keys() - demo.of_rows - demo.of_products - protected
@@ -187,8 +187,8 @@ def what_stayed(demo: Demo) -> Table:
 
 
 def what_resisted(demo: Demo) -> Table:
-    """What is still there is told by name. What the lists name and the machine did not hold, or no more when its turn came,
-    counts as failed too; of that only the numbers are told."""
+    """Things that are still there are listed by name. Listed things that the machine did not have, or no longer had when their
+    turn came, count as failed too; they are only counted."""
     failures: list[tuple[str, str]] = []
     header = ""
     for message in demo.log.messages:
@@ -205,7 +205,7 @@ def what_resisted(demo: Demo) -> Table:
     table = _table("What could not be removed at once", "")
     absent: Counter[str] = Counter()
     for header, name in failures:
-        # Processes and packages are no part of a snapshot and count as there.
+        # Processes and packages are not in a snapshot; assume that they are still there.
         if re.search("Processes|Drivers|Tasks", header) or _registry_place(demo, name.lower()) in there:
             table.add_row(header, name)
         else:
@@ -273,7 +273,7 @@ def _outcome(device: Device, after: dict[str, Device]) -> str:
 
 
 def _places(demo: Demo) -> set[str]:
-    """What is still there, as the log would name it."""
+    """The things that are still there, named as in the log."""
     places = set()
     for thing in demo.after:
         place = thing.place.lower()

@@ -1,8 +1,8 @@
-"""What becomes of devices and driver packages: the outcomes that a run is expected to have, what they mean for a snapshot,
-and the tree of devices that a snapshot holds.
+"""Outcomes of devices and driver packages: those that a run is expected to have, what they mean for a snapshot, and the device
+tree in a snapshot.
 
-The model of device installation (bench/devices) keeps its devices in the machine's registry as Windows lays them out, and
-what Windows has nowhere to look at in a subkey Bench of each.
+The model of device installation (bench/devices) keeps its devices in the machine's registry in Windows' layout, with a subkey
+Bench for what Windows does not keep in the registry.
 """
 
 from __future__ import annotations
@@ -26,40 +26,40 @@ CATALOGS = "c:\\windows\\system32\\catroot\\{f750e6c3-38ee-11d1-85e5-00c04fc295e
 # The columns of data/devices_expected.tsv.
 RUNS = {"silent": 2, "factory reset": 3, "gpu": 4}
 
-# What and name (`device` with its id, `package` with its file, `service`, or a kind of thing with its place) -> gone, stays,
-# driverless (a device that loses its driver), hidden (a device below one that goes).
+# Kind and name (`device` with its id, `package` with its file, `service`, or a kind of thing with its place) -> gone, stays,
+# driverless (a device that loses its driver), hidden (a child of a removed device).
 Outcomes = dict[tuple[str, str], str]
 
 
 def read_outcomes(run: str) -> Outcomes:
-    """The outcomes of data/devices.tsv in a run, as data/devices_expected.tsv has them."""
+    """The outcomes of data/devices.tsv in a run, according to data/devices_expected.tsv."""
     return {(row[0], row[1]): row[RUNS[run]] for row in read_table(DATA / "devices_expected.tsv")}
 
 
 def read_reasons() -> dict[str, str]:
-    """Why each device of data/devices.tsv goes or stays, by its id."""
+    """Why each device of data/devices.tsv is removed or stays, by its id."""
     return {row[1]: row[5] for row in read_table(DATA / "devices_expected.tsv") if row[0] == "device"}
 
 
 @dataclass
 class Consequences:
     gone: set[Thing] = field(default_factory=set)
-    changed: Snapshot = field(default_factory=dict)  # values that are to have other data, with that data
-    unknown: list[str] = field(default_factory=list)  # names for which the snapshot has nothing
+    changed: Snapshot = field(default_factory=dict)  # values whose data changes, with the new data
+    unknown: list[str] = field(default_factory=list)  # names that match nothing in the snapshot
 
 
 def consequences(outcomes: Outcomes, snapshot: Snapshot) -> Consequences:
     """What the outcomes mean for the things of a snapshot.
 
-    A device goes with its key, the software key of its driver, and the hardware's key when no instance is left. A package
-    goes with its files and its catalog, and devices that stay lose its driver: they get the best of their others, or none. A
-    device below one that goes is hidden: it stays installed and counts as not plugged in.
+    A removed device loses its key, its driver's software key, and the hardware's key if no instance is left. A removed package
+    loses its files and its catalog, and devices that stay lose its driver: they get the best of their remaining ones, or none.
+    A child of a removed device is hidden: it stays installed and counts as not plugged in.
     """
     found = _Devices(snapshot)
     goes = _places_of_what_goes(outcomes, found)
     lost_values: set[tuple[str, str]] = set()
     driverless: set[str] = set()
-    next_driver: dict[str, str] = {}  # by device the number of the driver node
+    next_driver: dict[str, str] = {}  # the number of the driver node, by device
     gone_packages = {name.lower() for (what, name), outcome in outcomes.items() if (what, outcome) == ("package", "gone")}
     for (device, node), inf in found.nodes.items():
         if inf not in gone_packages or device in goes:
@@ -67,10 +67,10 @@ def consequences(outcomes: Outcomes, snapshot: Snapshot) -> Consequences:
         goes.add(f"{device}\\bench\\drivers\\{node}")
         if found.installed.get(device) != node:
             continue
-        # They are numbered from the best down.
+        # Numbered from the best down.
         left = [other for key, other in found.nodes if key == device and found.nodes[key, other] not in gone_packages]
         if left:
-            # The software key of the driver is made anew in the place of the old one.
+            # The driver's software key is created again in place of the old one.
             next_driver[f"{device}\\bench"] = min(left)
         else:
             goes.add(CLASSES + found.driver[device])
@@ -97,7 +97,7 @@ def consequences(outcomes: Outcomes, snapshot: Snapshot) -> Consequences:
 
 
 def model_calls(snapshot: Snapshot) -> list[str]:
-    """What the model of device installation was asked to change, in order."""
+    """The changes requested from the model of device installation, in order."""
     return texts_at(snapshot, "HKEY_LOCAL_MACHINE\\Software\\Bench Devices", "Calls")
 
 
@@ -112,7 +112,7 @@ class Device:
 
 
 def device_tree(snapshot: Snapshot) -> list[Device]:
-    """The devices at the root of the tree. A device whose parent is gone stands at the root."""
+    """The devices at the root of the tree, including those whose parent is gone."""
     found = _Devices(snapshot)
     devices = {
         key: Device(
@@ -132,7 +132,7 @@ def device_tree(snapshot: Snapshot) -> list[Device]:
 
 
 class _Devices:
-    """What a snapshot knows of devices, by their keys in small letters."""
+    """The devices in a snapshot, by their keys in lower case."""
 
     def __init__(self, snapshot: Snapshot) -> None:
         self.names: dict[str, str] = {}

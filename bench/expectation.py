@@ -1,12 +1,12 @@
-"""The expected machine: of the things that a machine holds, those that a full run has to remove. Everything else stays.
+"""The expected result: which things on a machine a full run has to remove. Everything else stays.
 
 The rules, which docs/manifest.md explains to the manifest's authors:
 
-- A row means what it names and all that lies in it.
-- What a `kept` row names stays with all that lies in it.
-- What stays keeps the folders and keys around it, since they are not empty.
-- An `empty-key` goes when no key is left below it, a `bare-key` when nothing is left in it at all.
-- Windows does not tell names apart by case.
+- A row covers what it names and everything in it.
+- What a `kept` row names stays with everything in it.
+- The folders and keys around something that stays also stay, since they are not empty.
+- An `empty-key` is removed if no key is left below it, a `bare-key` if nothing at all is left in it.
+- Windows names are not case sensitive.
 """
 
 from __future__ import annotations
@@ -23,7 +23,7 @@ TASKS = r"c:\windows\system32\tasks"
 
 
 class Expectation:
-    """What rows mean for a machine: `goes` are the things that are to go, `unused` the listed rows that mean nothing."""
+    """What rows mean for a machine: `goes` are the things to remove, `unused` the listed rows that match nothing."""
 
     def __init__(self, rows: Iterable[Row], snapshot: Snapshot, facts: Facts) -> None:
         self._facts = facts
@@ -55,13 +55,13 @@ class Expectation:
         elif row.kind == "task":
             places.add("file", f"{TASKS}\\{place}", row)
         elif row.kind == "shortcut":
-            # The link's folder goes with it, whatever else lies there.
+            # The link's folder is removed with it, whatever else it contains.
             places.add("folder", f"{PROGRAMS.lower()}\\{_parent(place)}", row)
         else:
             places.add(row.kind, place, row)
 
     def _registry_place(self, key: str) -> str:
-        # One key has several names: the classes' root, the user's own, and the 32-bit view of the classes.
+        # One key has several names: through the classes root, through the user's own hive, and the 32-bit view of the classes.
         for beginning, meaning in (
             ("hkey_classes_root\\", "hkey_local_machine\\software\\classes\\"),
             (f"hkey_users\\{self._facts.sid.lower()}\\", "hkey_current_user\\"),
@@ -90,7 +90,7 @@ class Expectation:
             for key, kind in self._empty_keys.items()
             if key not in with_keys and (kind == "empty-key" or key not in with_values)
         }
-        # Without an empty key its values go too.
+        # The values of an empty key are removed with it.
         result = {thing for thing in goes if thing.kind == "value" or thing.place.lower() not in held}
         result |= {thing for thing in snapshot if thing.kind in ("key", "value") and thing.place.lower() in may_go}
         return result
@@ -101,12 +101,12 @@ def expected_gone(rows: Iterable[Row], snapshot: Snapshot, facts: Facts) -> set[
 
 
 def unused_rows(rows: Iterable[Row], snapshot: Snapshot, facts: Facts) -> list[Row]:
-    """The listed rows that mean nothing on the machine."""
+    """The listed rows that match nothing on the machine."""
     return Expectation(rows, snapshot, facts).unused
 
 
 class _Places:
-    """Places that rows of one fate name, in small letters, and which of the rows have meant something."""
+    """The places named by rows of one fate, in lower case, and which of these rows matched something."""
 
     def __init__(self) -> None:
         self._rows: dict[tuple[str, str], Row] = {}
@@ -123,7 +123,7 @@ class _Places:
         if thing.kind == "key":
             return self._around("key", place)
         if thing.kind == "value":
-            # Both are asked, so that each row that means the value counts as used.
+            # Evaluate both, so that each row that covers the value counts as used.
             return bool(self._named("value", f"{place}\\{thing.name.lower()}") | self._around("key", place))
         found = self._around("folder", place)
         if thing.kind == "folder":
@@ -145,12 +145,12 @@ class _Places:
         return row is not None
 
     def _around(self, kind: str, place: str) -> bool:
-        # A list, so that no row is left unasked.
+        # A list rather than a generator, so that every row is checked.
         return any([self._named(kind, around) for around in _from(place, ())])
 
 
 def _from(place: str, known: Iterable[str]) -> Iterator[str]:
-    """The place and what is around it, up to one that is known."""
+    """The place and its parents, up to one that is known."""
     while place and place not in known:
         yield place
         place = _parent(place)

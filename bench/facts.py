@@ -1,4 +1,4 @@
-"""What a machine says of itself. Wine's versions differ in where things lie; nothing of that is assumed elsewhere."""
+"""Facts read from a machine. Wine versions put things in different places; no other module makes assumptions about them."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ from dataclasses import asdict, dataclass
 
 from bench.machine import BenchError, Machine
 
-# All users' Start Menu; in the same place on every Windows since Vista.
+# The common Start Menu, in the same place on every Windows since Vista.
 PROGRAMS = r"C:\ProgramData\Microsoft\Windows\Start Menu\Programs"
 
 
@@ -23,7 +23,7 @@ class Facts:
 
     @property
     def work_folder(self) -> str:
-        """Where the program leaves its log and its report."""
+        """Where the program writes its log and its report."""
         return self.temp + r"\CleanUp"
 
     @property
@@ -36,7 +36,7 @@ class Facts:
 
 
 def facts_of(machine: Machine) -> Facts:
-    """Asks the machine; the answer is kept beside it, and goes along with its copies."""
+    """Asks the machine. The answer is stored beside it and copied along when it is cloned."""
     file = machine.folder / "facts.json"
     if file.exists():
         return Facts(**json.loads(file.read_text()))

@@ -1,4 +1,4 @@
-"""A bench machine: a Wine prefix of its own, cloned from one template, used for one purpose and deleted."""
+"""A test machine: a Wine prefix that is cloned from a template, used for one purpose and deleted."""
 
 from __future__ import annotations
 
@@ -13,11 +13,11 @@ from pathlib import Path
 
 from bench import BENCH_FOLDER
 
-# Wine asks for packages that a machine does without, and would put menu entries into the host's desktop.
+# Wine would ask to install packages that a machine does not need, and add menu entries to the host's desktop.
 DLL_OVERRIDES = "mscoree=;mshtml=;winemenubuilder.exe="
 
-# Windows 10 without a screen, on which a crashed program ends at once instead of waiting for a debugger. The drivers that
-# bring the host's joysticks and USB devices are not started: no machine has a use for them, and each start would wait.
+# Windows 10 without a screen, on which a crashed program ends at once instead of waiting for a debugger. The drivers for the
+# host's joysticks and USB devices are disabled: no machine needs them, and each start would wait for them.
 SETTINGS = r"""REGEDIT4
 
 [HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\AeDebug]
@@ -35,7 +35,7 @@ SETTINGS = r"""REGEDIT4
 "Start"=dword:00000004
 """
 
-# Where Debian's packages keep Wine's own Windows files, by version and architecture.
+# Where Debian's packages install Wine's own Windows files, by version and architecture.
 BUILTIN_FOLDERS = (
     "/usr/lib/x86_64-linux-gnu/wine/x86_64-windows",
     "/usr/lib/wine/x86_64-windows",
@@ -44,18 +44,18 @@ BUILTIN_FOLDERS = (
 
 
 class BenchError(Exception):
-    """The bench itself could not do its part; says nothing about the program under test."""
+    """A failure of the bench itself. Says nothing about the program under test."""
 
 
 @dataclass
 class Outcome:
-    status: int  # the exit code's low eight bits
+    status: int  # the low eight bits of the exit code
     output: str
 
 
 @dataclass
 class Machine:
-    """One machine. `folder` is the prefix; the rest are settings of its programs' environment."""
+    """One machine. `folder` is the prefix; the rest are environment settings for its programs."""
 
     folder: Path
     locale: str = "C.UTF-8"
@@ -65,16 +65,16 @@ class Machine:
 
     @property
     def drive(self) -> Path:
-        """The folder that is the machine's drive C:."""
+        """The host's folder for the machine's drive C:."""
         return self.folder / "drive_c"
 
     @property
     def bench(self) -> Path:
-        """C:\\bench, where the bench's own programs and files lie; no part of a snapshot."""
+        """C:\\bench, with the bench's own programs and files; not part of a snapshot."""
         return self.drive / "bench"
 
     def host_path(self, windows_path: str) -> Path:
-        """Where a path on drive C: lies on the host, whatever the letter case of what is there."""
+        """The host's path for a path on drive C:, matched without regard to case."""
         if windows_path[:3].lower() != "c:\\":
             raise BenchError(f"{windows_path} is not on the machine's drive")
         path = self.drive
@@ -83,11 +83,12 @@ class Machine:
         return path
 
     def wine(self, *command: str, timeout: float = 120, check: bool = False) -> Outcome:
-        """Runs a Windows command and waits for its end. With `check`, anything but exit code 0 is a BenchError.
+        """Runs a Windows command and waits until it ends. With `check`, an exit code other than 0 is a BenchError.
 
-        The output goes through a file: services that the command starts keep a pipe open long after it has ended.
+        The output goes through a file, because services that the command starts would keep a pipe open long after it has
+        ended.
         """
-        # A machine that is still being made has no drive.
+        # A machine that is still being created has no drive.
         here = self.drive if self.drive.exists() else self.folder
         with tempfile.TemporaryFile() as output:
             process = subprocess.Popen(
@@ -107,19 +108,19 @@ class Machine:
         return outcome
 
     def settle(self, timeout: float = 120) -> None:
-        """Waits until every program of the machine has ended and its registry is on disk; a BenchError when one goes on."""
+        """Waits until every program on the machine has ended and its registry is on disk. A BenchError if one does not end."""
         try:
             subprocess.run(["wineserver", "-w"], env=self._env(), timeout=timeout, check=False, capture_output=True)
         except subprocess.TimeoutExpired:
             raise BenchError(f"programs of the machine did not end within {timeout:.0f} seconds") from None
 
     def stop(self) -> None:
-        """Ends every program of the machine."""
+        """Ends every program on the machine."""
         subprocess.run(["wineserver", "-k"], env=self._env(), check=False, capture_output=True)
 
     def restart(self) -> None:
-        """What a restart does to a machine: pending renames and deletions, and RunOnce, are carried out."""
-        # The first program after the start of a new server finds the pending work done.
+        """Does what a restart does to a machine: carries out pending renames and deletions, and RunOnce."""
+        # Wine does the pending work when a new server starts, before the first program runs.
         self.wine("cmd.exe", "/c", "exit", check=True)
         self.settle()
 
@@ -133,22 +134,22 @@ class Machine:
         """Sets registry values from the text of a .reg file."""
         file = self.drive / "bench_settings.reg"
         file.write_text(text, encoding="ascii")
-        # Not regedit, which is no program of the system folder: it would be started through a second and a third process.
+        # Not regedit: it is not in the system folder and would be started through a second and a third process.
         self.wine("reg", "import", r"C:\bench_settings.reg", check=True)
         file.unlink()
 
     def put(self, source: Path, *places: str) -> None:
-        """Brings a file of the host to each place, a Windows path, in the stead of what is there."""
+        """Copies a file from the host to each of the places, which are Windows paths, replacing what is there."""
         for place in places:
             target = self.host_path(place)
             target.parent.mkdir(parents=True, exist_ok=True)
             target.unlink(missing_ok=True)
-            # Running programs that are one file on the host may all go by one of their names.
+            # If several running programs were one file on the host, all of them might show under the same name.
             if target.name != source.name or not _link(source, target):
                 shutil.copy(source, target)
 
     def _env(self) -> dict[str, str]:
-        # A machine sees none of the host's settings but these.
+        # The only settings of the host that a machine sees.
         env = {
             "PATH": os.environ["PATH"],
             "HOME": str(self.folder),
@@ -164,17 +165,17 @@ class Machine:
 
 
 def new_machine(folder: Path) -> Machine:
-    """A machine in `folder`, which must not exist. Makes the template on the way if there is none."""
+    """A new machine in `folder`, which must not exist. Creates the template first if there is none."""
     return _copy(make_template(), folder)
 
 
 def copy_of(machine: Machine, folder: Path) -> Machine:
-    """The same machine once more, in `folder`, which must not exist. The machine must have settled."""
+    """A copy of the machine in `folder`, which must not exist. The machine must have settled."""
     return _copy(machine.folder, folder)
 
 
 def make_template(bench_folder: Path = BENCH_FOLDER) -> Path:
-    """The machine that all others are copies of; made once. Several processes may ask at the same time."""
+    """The machine that all others are copied from. Created once; several processes may call this at the same time."""
     bench_folder.mkdir(parents=True, exist_ok=True)
     template = bench_folder.resolve() / "template"
     with (bench_folder / "template.lock").open("w") as lock:
@@ -203,7 +204,7 @@ def _copy(source: Path, folder: Path) -> Machine:
 
 
 def _close_doors(machine: Machine) -> None:
-    # A new machine has ways out of its folder: a drive Z: that is the host's root, and user folders that are links into
+    # A new machine has paths out of its folder: a drive Z: for the host's root, and user folders that are links into
     # the host's home. A program that deletes files must not find them.
     for drive in (machine.folder / "dosdevices").iterdir():
         if drive.name != "c:":
@@ -217,7 +218,7 @@ def _close_doors(machine: Machine) -> None:
 
 
 def _slim(machine: Machine) -> None:
-    # System files that equal Wine's own become links to them, so that a clone is small and takes a moment.
+    # System files that are identical to Wine's own become links to them, so that clones are small and quick.
     builtin = next((Path(folder) for folder in BUILTIN_FOLDERS if Path(folder).is_dir()), None)
     if builtin is None:
         return

@@ -1,5 +1,5 @@
-"""For each driver package of a manifest a device that the package means and the driver package behind it; and beside each a
-device of another maker, whose id or description differs by one letter."""
+"""For each driver package of a manifest, a device that the package matches, with its driver package; and next to it a device
+of another maker whose id or description differs by one letter."""
 
 from __future__ import annotations
 
@@ -25,7 +25,7 @@ CLASSES = {
 BUS = r"ACPI\PNP0A08\0"
 BUS_DRIVER = ("pci.inf", "Microsoft", "(Standard system devices)", "10.0.22621.1")
 MAKER = "Orvane Devices, Inc."
-# The numbers of the planted packages: the maker's from here on, another maker's a hundred behind.
+# The numbers of the planted packages start here; another maker's are a hundred higher.
 FIRST_PACKAGE = 100
 
 
@@ -33,7 +33,7 @@ FIRST_PACKAGE = 100
 class ManifestDevices:
     lines: list[Line] = field(default_factory=list)  # to be planted
     outcomes: Outcomes = field(default_factory=dict)
-    credited: set[str] = field(default_factory=set)  # packages that a removed device counts for
+    credited: set[str] = field(default_factory=set)  # packages for which a removed device counts
     spared: set[str] = field(default_factory=set)  # packages whose devices stay
 
 
@@ -64,7 +64,7 @@ def manifest_devices(manifest: Manifest) -> ManifestDevices:
 
 
 def _winners_of_classes(packages: Manifest, considered: set[str]) -> dict[str, str]:
-    """Packages that have nothing but a class share its devices, and the first one gets them all."""
+    """Packages with nothing but a class share its devices, and the first one gets them all."""
     winners: dict[str, str] = {}
     for name, package in packages.items():
         info = package["Info"]
@@ -77,8 +77,8 @@ def _add_package(result: ManifestDevices, number: int, name: str, package: Manif
     info = package["Info"]
     description = info["DeviceDesc"] or f"Orvane {name}"
     device, neighbour = _ids(info, number)
-    # Each has a port of its own, for a device is compared with all that are beside it. A companion is beside the display
-    # device, whose port is the first.
+    # Each device has a port of its own, because a device is compared with all its siblings. A companion is a sibling of the
+    # display device, which is on the first port.
     is_companion = bool(info["SibblingClassName"])
     port = rf"PCI\VEN_1234&DEV_1450&SUBSYS_14501234&REV_00\3&0&0&{FIRST_PACKAGE if is_companion else number:04d}"
     if not is_companion:
@@ -104,7 +104,7 @@ def _add_package(result: ManifestDevices, number: int, name: str, package: Manif
 
 
 def _ids(info: Manifest, number: int) -> tuple[str, str]:
-    """The device that a package means, and its neighbour."""
+    """The device that a package matches, and its neighbour."""
     if info["DeviceID"]:
         return info["DeviceID"] + r"\0000", near(info["DeviceID"]) + r"\0000"
     hardware = info["ID"].split(",")[0] or rf"PCI\VEN_7A11&DEV_{number + 7000:04d}"
@@ -118,8 +118,8 @@ def _hardware(device: str) -> str:
 
 def _device(device: str, info: Manifest, description: str, parent: str, fields: list[str]) -> list[Line]:
     class_name, guid = CLASSES[info["ClassName"].lower()]
-    # The machine's start rewrites what it finds below Enum\ROOT, with its GUID in capitals; and of the display devices
-    # elsewhere it deletes those whose class is written so.
+    # When it starts, Wine rewrites the keys below Enum\ROOT with the GUID in capitals. Elsewhere it deletes display devices
+    # whose class is written like that.
     guid = guid if device.startswith("ROOT") else guid.lower()
     return [("device", device, class_name, description, f"parent={parent}", f"guid={guid}", *fields)]
 

@@ -1,9 +1,9 @@
-"""Pictures of the running program's windows.
+"""Screenshots of the running program's windows.
 
     python3 -m bench.pictures                     docs/pictures: splash, finish dialog and report, for the README
     python3 -m bench.pictures languages [LOCALE]  build/pictures: each window in other languages (German, Japanese and Thai
-                                                  unless locales are named) at 96, 120, 144 and 192 DPI, to be looked at for
-                                                  texts that are cut
+                                                  unless locales are named) at 96, 120, 144 and 192 DPI, to check for
+                                                  truncated texts
 """
 
 from __future__ import annotations
@@ -58,11 +58,11 @@ def take_readme(display: str, work: Path) -> None:
 
 
 def draw_report(report: Path, picture: Path, work: Path) -> None:
-    """The report as a browser shows it, on a page that is cut behind its last line."""
+    """The report as a browser shows it, on a page that is cropped after its last line."""
     page, style, document, drawn = (work / name for name in ("report.html", "page.css", "report.pdf", "report"))
     with page.open("wb") as output:
         subprocess.run(["xsltproc", "--nonet", str(report)], stdout=output, check=True)
-    # Browsers let a table of such an old page begin its lines at the left, wherever it stands.
+    # For a page this old, browsers align the text of a table to the left even in a centred parent.
     style.write_text(
         "@page { size: 900px 2000px; margin: 8px } body { font: 16px 'DejaVu Serif' } table { text-align: left }",
         encoding="utf-8",
@@ -86,7 +86,7 @@ def take_language(locale: str, dpi: int, display: str, work: Path) -> None:
 
 
 def start_machine(locale: str, dpi: int, display: str, work: Path) -> Machine:
-    """A machine whose user has that locale, with a screen, and work for a run so that the splash stays for a while."""
+    """A machine with a screen and that user locale, and with enough work for a run that the splash window stays a while."""
     machine = new_machine(work / "machine")
     build = Build()
     prepare(machine, build)
@@ -99,8 +99,8 @@ def start_machine(locale: str, dpi: int, display: str, work: Path) -> Machine:
 
 
 def fonts_and_dpi(locale: str, dpi: int) -> list[Line]:
-    """One font for all windows, whatever else the host has, and others for the letters that it lacks. Thai letters are not
-    taken from another font, so that its users have one that holds them."""
+    """Sets one font for all windows, whatever else the host has, and others for the letters that it lacks. Wine does not take
+    Thai letters from another font, so Thai users get a font that has them."""
     own = "Loma" if locale.startswith("th") else "DejaVu Sans"
     links = "wqy-microhei.ttc,WenQuanYi Micro Hei|DejaVuSans.ttf,DejaVu Sans"
     lines: list[Line] = [("texts", FONT_LINKS, font, links) for font in ("DejaVu Sans", "DejaVu Sans Bold", "Loma")]
@@ -116,7 +116,7 @@ def take_whole_run(machine: Machine, folder: Path) -> None:
 
 
 def take_other_outcomes(machine: Machine, folder: Path, work: Path) -> None:
-    """The finish dialog with warnings, then with a failure."""
+    """The finish dialog with a warning, then with a failure."""
     products = read_products("product_that_resists.tsv")
     make_packages(products, load_manifest(), work / "packages")
     install(machine, makers(products), work / "packages")
@@ -134,7 +134,7 @@ def take_refusals(machine: Machine, folder: Path) -> None:
 
 
 def take(machine: Machine, folder: Path, windows: Sequence[Line], *lines: Line) -> None:
-    """A run by a user who does what the list says; the pictures that it names, each cut to its window."""
+    """A run by a user who follows the list. Takes the screenshots that it names, each cropped to its window."""
     text = "".join("\t".join(line) + "\n" for line in windows)
     (machine.bench / "windows.tsv").write_text(text, encoding="utf-8")
     pictures = machine.folder.parent / "whole_screens"

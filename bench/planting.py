@@ -1,4 +1,4 @@
-"""What is planted on a machine: lines for bench/programs/plant.cpp, whose columns are told there."""
+"""What is planted on a machine: lines for bench/programs/plant.cpp, which documents the columns."""
 
 from __future__ import annotations
 
@@ -29,19 +29,19 @@ def plant(machine: Machine, lines: Iterable[Sequence[str]]) -> None:
 
 
 def lines_for(rows: Iterable[Row]) -> list[Line]:
-    """For each row the thing that it names, with something in it where it can hold something."""
+    """For each row the thing that it names, with some content where possible."""
     return [line for row in rows for line in _thing(row)]
 
 
 def lines_with_neighbours(rows: Iterable[Row]) -> list[Line]:
-    """The same, and beside each thing neighbours that no row means: the same name with another last character in the same
-    place, a value beside a key, a key beside a value, a file beside a folder."""
+    """The same, and next to each thing neighbours that no row covers: a name that differs in its last character, a value
+    beside a key, a key beside a value, a file beside a folder."""
     rows = list(rows)
     return lines_for(rows) + [line for row in rows for line in _neighbours(row)]
 
 
 def near(name: str) -> str:
-    """A name that differs in its last character alone."""
+    """A name that differs in its last character only."""
     return name[:-1] + ("y" if name.endswith("x") else "x")
 
 
@@ -86,7 +86,7 @@ def _neighbours(row: Row) -> Iterator[Line]:
             yield "file", text + ".neighbour.txt"
         case "key":
             yield "value", near(text), "Text", f"Neighbour of {text}"
-            # A root takes no values of ours; only below it is there a place beside the key.
+            # Nothing is planted in a root itself, so a key directly below a root gets no value beside it.
             if "\\" in _parent(text):
                 yield "value", _parent(text), _leaf(text) + " value", f"Neighbour of {text}"
         case "value":

@@ -1,7 +1,6 @@
 """Real installer products on a machine, made at run time from data/products.tsv and product.wxs.
 
-The packages go from the machine once they are installed, so that only the installer's own copies can serve a repair or a
-removal.
+The packages are deleted once they are installed, so that repairs and removals can only use the installer's own copies.
 """
 
 from __future__ import annotations
@@ -23,14 +22,14 @@ from bench.snapshot import Snapshot
 
 @dataclass(frozen=True)
 class Product:
-    """A line of data/products.tsv, which tells the columns."""
+    """A line of data/products.tsv, which documents the columns."""
 
-    number: int  # its place in the list, which gives the product its codes
+    number: int  # its position in the list, from which its codes are made
     package: str
     name: str
     maker: str
     folder: str
-    behind: str  # the application of the manifest behind whose upgrade code it is; "-" for none
+    behind: str  # the application of the manifest whose upgrade code it has; "-" for none
     removal: str
 
     @property
@@ -52,7 +51,7 @@ class Product:
 
     @property
     def payload(self) -> str:
-        """What stands in its one file."""
+        """The content of its single file."""
         return f"The file of {self.name}.\n"
 
     @property
@@ -76,7 +75,7 @@ def others(products: Iterable[Product]) -> list[Product]:
 
 
 def make_packages(products: Iterable[Product], manifest: Manifest, folder: Path) -> None:
-    """Makes a Windows Installer package for each product."""
+    """Builds a Windows Installer package for each product."""
     folder.mkdir(parents=True, exist_ok=True)
     for product in products:
         (folder / f"{product.package}.txt").write_text(product.payload, encoding="ascii")
@@ -101,7 +100,7 @@ def make_packages(products: Iterable[Product], manifest: Manifest, folder: Path)
 def install(machine: Machine, products: Iterable[Product], packages: Path) -> None:
     """Installs the products and waits until the machine has settled."""
     products = list(products)
-    # All in one batch, since a machine takes a while to start.
+    # All in one batch, since starting a machine takes a while.
     batch = "".join(f"@msiexec /i C:\\bench\\{product.package}.msi /qn\r\n" for product in products)
     (machine.bench / "install.cmd").write_text(batch, newline="")
     for product in products:
@@ -130,7 +129,7 @@ def known_products(snapshot: Snapshot) -> list[str]:
 
 
 def repair(machine: Machine, products: Iterable[Product]) -> dict[str, bool]:
-    """Takes each product's file away and lets the installer put it back: whether it could, by the product's name."""
+    """Deletes each product's file and lets the installer repair it. Whether that worked, by the product's name."""
     works: dict[str, bool] = {}
     for product in products:
         file = machine.host_path(product.installed_file)
@@ -147,7 +146,7 @@ def repair(machine: Machine, products: Iterable[Product]) -> dict[str, bool]:
 
 
 def _removal_steps(product: Product) -> list[str]:
-    """What happens when the product is removed, as changes of the package's tables."""
+    """What happens when the product is removed, as changes to the package's tables."""
     custom_action = "INSERT INTO CustomAction (Action, Type, Source, Target) VALUES"
     if product.removal in ("works", "no-package"):
         return []

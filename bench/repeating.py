@@ -1,4 +1,4 @@
-"""Something that is done again and again beside other work: no event of a machine reaches the host."""
+"""Repeats an action in the background. Needed because no event of a machine reaches the host."""
 
 from __future__ import annotations
 
@@ -9,7 +9,7 @@ from contextlib import contextmanager
 
 @contextmanager
 def repeating(seconds: float, action: Callable[[], None]) -> Iterator[None]:
-    """Calls the action in a thread of its own, with that pause before each call, until the block ends."""
+    """Calls the action in a thread of its own, with the given pause before each call, until the block ends."""
     done = threading.Event()
 
     def work() -> None:

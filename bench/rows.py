@@ -1,7 +1,7 @@
-"""Rows: what is to go from a machine, what is protected, and what only looks as if it were meant.
+"""Rows: what a run should remove, what is protected, and what only looks like either.
 
-The cleanup manifest's rows become full paths here, as docs/manifest.md explains them, on a machine whose install folder is
-the usual one. Rows for what the program removes by rules of its own stand in data/*_rows.tsv.
+Expands the cleanup manifest's rows to full paths, as docs/manifest.md explains them, for a machine with the usual install
+folder. Rows for what the program removes by rules of its own are in data/*_rows.tsv.
 """
 
 from __future__ import annotations
@@ -19,7 +19,7 @@ from bench.facts import Facts
 INSTALL_FOLDER = r"C:\Program Files\ORV"
 INSTALL_FOLDER_32 = r"C:\Program Files (x86)\ORV"
 
-# Stands in registry rows for a user's identifier, which nothing puts in: such a row means nothing.
+# A placeholder for a user's identifier in registry rows. Nothing replaces it, so such a row matches nothing.
 ANY_USER = "S-1-5-21-***"
 # Always considered, whether the manifest's inclusion list names them or not.
 DISPLAY_DRIVERS = ("DisplayDriver", "DisplayDriver64")
@@ -29,10 +29,10 @@ Manifest = dict[str, Any]
 
 @dataclass(frozen=True)
 class Row:
-    """`kind` is one of file, folder, key, empty-key (goes when no key is left below it), bare-key (goes when it is empty),
-    value, path-value (its name, which is a path, stands in `name`), service, task, process, shortcut."""
+    """`kind` is one of file, folder, key, empty-key (removed if no key is left below it), bare-key (removed if it is empty),
+    value, path-value (a value whose name is a path, given in `name`), service, task, process, shortcut."""
 
-    fate: str  # listed: is to go; kept: is protected; beside: only looks as if a row meant it
+    fate: str  # listed: to be removed; kept: protected; beside: only resembles a row
     kind: str
     text: str  # the full path or the name; of a shortcut the path below the Start Menu's Programs folder
     name: str = ""
@@ -46,7 +46,7 @@ def load_manifest(file: Path = MANIFEST) -> Manifest:
 
 
 def generic_rows(manifest: Manifest, facts: Facts) -> list[Row]:
-    """The rows that go on every run, those that are protected on every run, and what resembles the odd ones."""
+    """The rows that are removed on every run, those that are protected on every run, and things that resemble the odd ones."""
     generic = manifest["Generic"]
     exclusions = manifest["ExclusionList"]
     rows = list(_rows_of(generic, "listed", facts))
@@ -55,7 +55,7 @@ def generic_rows(manifest: Manifest, facts: Facts) -> list[Row]:
     rows += [Row("listed", "empty-key", text) for text in generic["RegistryKeysEmpty"]]
     rows += _rows_of(exclusions, "kept", facts)
     rows += [Row("kept", "task", text) for text in exclusions["ScheduledTasks"]]
-    # Only two variables name a folder, and a user's identifier cannot be left open.
+    # Only two variables name a folder, and a row without its user identifier matches nothing.
     for kind, list_name in (("folder", "Directories"), ("file", "Files")):
         for text in generic[list_name]:
             if text.lower().startswith("%systemroot%"):
@@ -67,13 +67,13 @@ def generic_rows(manifest: Manifest, facts: Facts) -> list[Row]:
 
 
 def package_rows(manifest: Manifest, fates: Mapping[str, str], facts: Facts) -> list[Row]:
-    """The rows of all packages. `fates` gives that of a package's rows by its name; others are only `beside`."""
+    """The rows of all packages. `fates` maps a package's name to the fate of its rows; all others are `beside`."""
     rows: list[Row] = []
     considered = considered_drivers(manifest)
     for group in ("ORVDrivers", "ORVApplications"):
         for name, package in manifest["Packages"][group].items():
             rows += _rows_of({**package, "Services": []}, fates.get(name, "beside"), facts)
-            # A run takes the services of the drivers that it considers, whether it finds a device or not.
+            # A run removes the services of the drivers that it considers, whether it finds a device or not.
             fate = "listed" if name in considered else "kept"
             rows += [Row(fate, "service", text) for text in package.get("Services", []) if text]
     return [row for row in rows if row.text]
@@ -90,7 +90,7 @@ def considered_driver_services(manifest: Manifest) -> set[str]:
 
 
 def read_rows(name: str) -> list[Row]:
-    """The rows of a file of bench/data: columns cut at tabs, comments with a # in front."""
+    """The rows of a file in bench/data: tab-separated columns, comments after #."""
     return [Row(*fields) for fields in read_table(DATA / name)]
 
 
@@ -100,16 +100,16 @@ def read_table(file: Path) -> list[list[str]]:
 
 
 def texts(rows: Iterable[Row], kind: str, fate: str = "listed") -> list[str]:
-    """What the rows of a kind and fate name, in their order."""
+    """What the rows of that kind and fate name, in order."""
     return [row.text for row in rows if row.kind == kind and row.fate == fate]
 
 
 def full_path(row: str, facts: Facts) -> str:
-    """A file or directory row as the path that it means."""
+    """The path that a file or directory row means."""
     variable = re.fullmatch(r"%(.*)%([^%]*)", row, re.DOTALL)
     if variable:
         folders = {"localappdata": facts.local_app_data, "appdata": facts.roaming_app_data}
-        # Another variable is passed over: what is behind it is taken from the root of the drive.
+        # Any other variable is ignored: the rest is taken from the root of the drive.
         return folders.get(variable[1].lower(), "C:") + variable[2]
     for prefix, folder in (("INSTALL_DIR32", INSTALL_FOLDER_32), ("INSTALL_DIR", INSTALL_FOLDER)):
         if row.startswith(prefix):

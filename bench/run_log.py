@@ -1,4 +1,4 @@
-"""The log of a run of the program, read back."""
+"""Reads the log of a run."""
 
 from __future__ import annotations
 
@@ -7,32 +7,32 @@ from dataclasses import dataclass
 from pathlib import Path
 
 _LINE = re.compile(r"Thread Id:\d+\t(\d{4}:\d\d:\d\d-\d\d:\d\d:\d\d)\t(DEBUG|ERROR)\t(.*)", re.DOTALL)
-# A message may go on in lines that are indented by seven tabs.
+# A message may continue in lines that are indented by seven tabs.
 _CONTINUED = "\t" * 7
-# What follows a list of the log and belongs to none: lines about the clock, which a machine may not tell in the words of a
-# locale, about the restart, and about the devices behind that of the spared graphics devices.
+# Lines that may follow a list in the log without belonging to it: about the clock, whose time a machine may be unable to
+# format for a locale, about the restart, and about further devices after the list of kept graphics devices.
 _BEHIND_A_LIST = re.compile(r"-|Devices to Uninstall |Call to Get|Reboot is required to finish cleanup\.$")
 
 
 @dataclass(frozen=True)
 class RunLog:
     file: Path
-    lines: list[str]  # without their ends
-    messages: list[str]  # without thread, time and level
-    odd_lines: list[str]  # what has not the form of a log line
+    lines: list[str]  # without line endings
+    messages: list[str]  # without thread id, time and level
+    odd_lines: list[str]  # lines that do not look like log lines
 
     @property
     def stages(self) -> list[str]:
-        """The lines that open and close a stage or a list."""
+        """The lines that mark the start and end of a stage or a list."""
         return [message for message in self.messages if message.startswith("-")]
 
     @property
     def stages_without_devices(self) -> list[str]:
-        """The same without the lines about single devices, which have nine hyphens."""
+        """The same without the lines about individual devices, which have nine hyphens."""
         return [stage for stage in self.stages if not re.match(r"-{9}[^-]", stage)]
 
     def section(self, header: str) -> list[str]:
-        """The messages between a header and what follows its list; [] when there is no such header."""
+        """The messages of the list under a header; [] if there is no such header."""
         found: list[str] = []
         inside = False
         for message in self.messages:

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """run_on_machine.py PROGRAM.EXE [ARGUMENT...] - runs one program on a machine of its own and deletes the machine.
 
-The build uses it to start every test program. From the environment: BENCH_KEEP=1 keeps the machine and says where it is;
-BENCH_DEVICES=FOLDER gives the program the model of device installation whose libraries are in that folder; BENCH_BESIDE,
-files that the program needs beside it, cut at blanks; and BENCH_TIMEOUT, in seconds.
+The build uses it to start every test program. Environment variables: BENCH_KEEP=1 keeps the machine and prints where it is;
+BENCH_DEVICES=FOLDER gives the program the model of device installation whose libraries are in that folder; BENCH_BESIDE lists
+files that the program needs beside it, separated by blanks; BENCH_TIMEOUT is in seconds.
 """
 
 from __future__ import annotations
@@ -22,7 +22,7 @@ from bench.session import give_devices  # noqa: E402
 
 
 def main() -> int:
-    # Whoever ends this script early leaves no machine behind either.
+    # If the script is terminated, delete the machine all the same.
     signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(128 + number))
     program = Path(sys.argv[1])
     beside = [Path(file) for file in os.environ.get("BENCH_BESIDE", "").split()]
@@ -34,8 +34,8 @@ def main() -> int:
     if keep:
         print(f"bench: the machine stays in {machine.folder}", file=sys.stderr)
     try:
-        # A machine has no drive that leads to the build folder, so the program comes to the machine, with what lies
-        # beside it.
+        # No drive of the machine leads to the build folder, so the program is copied to the machine, with the files that
+        # it needs.
         for file in [program, *beside]:
             machine.put(file, rf"C:\bench\{file.name}")
         if "BENCH_DEVICES" in os.environ:

@@ -1,4 +1,4 @@
-"""A screen for a machine, so that its windows can be looked at, and pictures of it. Needs Xvfb and ImageMagick."""
+"""A virtual screen for a machine, and screenshots of its windows. Needs Xvfb and ImageMagick."""
 
 from __future__ import annotations
 
@@ -16,8 +16,8 @@ SIZE = "1100x700"
 
 @contextmanager
 def screen(size: str = SIZE) -> Iterator[str]:
-    """An X server of its own; yields the name of its display."""
-    # The server picks a free number itself and writes it when it is ready.
+    """Starts an X server and yields the name of its display."""
+    # The server picks a free display number itself and writes it once it is ready.
     reading, writing = os.pipe()
     server = subprocess.Popen(
         ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{size}x24", "-nolisten", "tcp"],
@@ -38,7 +38,7 @@ def screen(size: str = SIZE) -> Iterator[str]:
 
 
 def connect(machine: Machine, display: str, size: str = SIZE) -> None:
-    """Has the machine use the screen, with a desktop that draws the windows' frames."""
+    """Makes the machine use the screen, with a desktop that draws window frames."""
     machine.display = display
     (machine.bench / "pictures").mkdir(parents=True, exist_ok=True)
     machine.import_registry(
@@ -47,15 +47,15 @@ def connect(machine: Machine, display: str, size: str = SIZE) -> None:
         '[HKEY_CURRENT_USER\\Software\\Wine\\Explorer]\n"Desktop"="Bench"\n\n'
         f'[HKEY_CURRENT_USER\\Software\\Wine\\Explorer\\Desktops]\n"Bench"="{size}"\n'
     )
-    # A first program with a window leaves what a machine notes down about its screen.
+    # The first program with a window makes Wine write what it stores about the screen.
     machine.wine("reg", "query", r"HKCU\Software\Wine\Drivers", check=True)
     machine.settle()
 
 
 @contextmanager
 def photographer(machine: Machine, pictures: Path) -> Iterator[None]:
-    """Takes the pictures that window_driver asks for: NAME.png, the whole screen, and NAME.places, where the window is on it,
-    in a second line the area within its frame, and then each control with a text: its place and number."""
+    """Takes the screenshots that window_driver asks for: NAME.png, the whole screen, and NAME.places, with the position of the
+    window in the first line, of the area within its frame in the second, and then of each control with a text, with its id."""
     pictures.mkdir(parents=True, exist_ok=True)
     wishes = machine.bench / "pictures"
 
@@ -69,7 +69,7 @@ def photographer(machine: Machine, pictures: Path) -> Iterator[None]:
 
 
 def crop(pictures: Path, name: str, target: Path, line: int = 1, part: str = "") -> None:
-    """Cuts the place in that line of NAME.places out of a picture; with a `part` (an ImageMagick geometry), that of it."""
+    """Crops a screenshot to the position in that line of NAME.places, or to a `part` of it (an ImageMagick geometry)."""
     place = places(pictures, name)[line - 1].partition("\t")[0]
     cut = ["-crop", place, "+repage"] + (["-crop", part, "+repage"] if part else [])
     subprocess.run(["convert", str(pictures / f"{name}.png"), *cut, str(target)], check=True)
@@ -81,8 +81,8 @@ def places(pictures: Path, name: str) -> list[str]:
 
 
 def unreadable_controls(pictures: Path, name: str) -> list[str]:
-    """The controls with a text of a window on whose picture nothing stands out; none may be so. A window without a control
-    that has a text is a BenchError."""
+    """The controls of a window whose text does not stand out in the screenshot; there should be none. A window without any
+    control that has a text is a BenchError."""
     controls = places(pictures, name)[2:]
     if not controls:
         raise BenchError(f"the window of the picture {name} has no text")
@@ -98,20 +98,20 @@ def unreadable_controls(pictures: Path, name: str) -> list[str]:
 
 
 def _contrast(picture: Path) -> int:
-    """How far light and dark are apart in a picture, out of a hundred. The frame of a control and the dots of its focus,
-    which could be taken for a text, are left out."""
+    """The contrast of a screenshot in percent. The frame of a control and its focus rectangle, which could be taken for text,
+    are left out."""
     command = ["convert", str(picture), "-shave", "4x4", "-colorspace", "Gray"]
     command += ["-format", "%[fx:round(100*(maxima-minima))]", "info:"]
     return int(subprocess.run(command, check=True, capture_output=True).stdout)
 
 
 def colours(picture: Path) -> int:
-    """How many colours a picture has; an empty window has a handful."""
+    """How many colours an image has; an empty window has a handful."""
     return int(subprocess.run(["identify", "-format", "%k", str(picture)], check=True, capture_output=True).stdout)
 
 
 def _take(display: str, file: Path) -> None:
-    # Two pictures in a row that are the same: everything is drawn.
+    # Everything is drawn once two screenshots in a row are identical.
     command = ["import", "-display", display, "-window", "root", str(file)]
     subprocess.run(command, check=True)
     for _ in range(10):

@@ -1,5 +1,5 @@
-"""A session at a machine: programs are brought to it, things are held open, the program under test runs, and what can only
-be seen while the machine is on is written down (bench/programs/machine_session.cpp, where the lines are told)."""
+"""A user session on a machine: copies programs to it, holds things open, runs the program under test, and records what can
+only be seen while the machine is running (bench/programs/machine_session.cpp, which documents the lines)."""
 
 from __future__ import annotations
 
@@ -15,14 +15,14 @@ PROGRAM = "ORVCleanupUtility.exe"
 RUN_SILENT = ("run", rf"C:\bench\{PROGRAM} silent")
 REBOOT_REQUIRED = (r"HKEY_LOCAL_MACHINE\SOFTWARE\ORVCleanupUtility", "RebootRequired")
 
-# The model of device installation, of System Restore and of the protection of Windows' own files (bench/devices).
+# Stub DLLs that model device installation, System Restore and the protection of Windows' own files (bench/devices).
 STAND_INS = ("setupapi", "cfgmgr32", "newdev", "srclient", "sfc")
 SYSTEM_FOLDER = r"C:\windows\system32"
 
 
 @dataclass(frozen=True)
 class Build:
-    """The built programs that a machine gets."""
+    """The built programs for a machine."""
 
     program: Path = ROOT / "build" / "release" / PROGRAM
     bench: Path = ROOT / "build" / "release" / "bench"
@@ -32,7 +32,7 @@ class Build:
 
 
 def prepare(machine: Machine, build: Build) -> None:
-    """Brings the shipped program, the bench's own and the model of device installation to the machine."""
+    """Copies the shipped program, the bench's own programs and the model of device installation to the machine."""
     for program in build.bench.glob("*.exe"):
         machine.put(program, rf"C:\bench\{program.name}")
     machine.put(build.program, rf"C:\bench\{PROGRAM}")
@@ -40,10 +40,10 @@ def prepare(machine: Machine, build: Build) -> None:
 
 
 def give_devices(machine: Machine, libraries: Path, program: str) -> None:
-    """Gives one program, named by its file, the model whose libraries are in that folder of the host.
+    """Gives one program, named by its file, the stub DLLs in that folder of the host.
 
-    They lie in the system folder, where a program finds Windows' own, and are for that program alone: Windows' own services
-    on the machine keep what they have. What the model hands on goes to the machine's own setupapi, which stays there under
+    They are installed in the system folder, where a program finds Windows' own libraries, but for that program only: the
+    services on the machine keep using Wine's. Calls that the model forwards go to Wine's setupapi, which stays there under
     another name.
     """
     own = machine.host_path(SYSTEM_FOLDER + r"\setupapi.dll")
@@ -58,14 +58,14 @@ def give_devices(machine: Machine, libraries: Path, program: str) -> None:
 
 @dataclass
 class Record:
-    """What a session has written down."""
+    """What a session recorded."""
 
     exits: list[int] = field(default_factory=list)
     values: dict[tuple[str, str], str] = field(default_factory=dict)  # by key and name; "absent" where there is none
     services: dict[str, str] = field(default_factory=dict)
     processes: dict[str, str] = field(default_factory=dict)  # by path: running or ended
     ended: dict[str, int] = field(default_factory=dict)  # by path: the exit code
-    pending: list[str] = field(default_factory=list)  # what the next restart is to delete
+    pending: list[str] = field(default_factory=list)  # what the next restart will delete
 
     @property
     def reboot_required(self) -> str:
@@ -73,21 +73,21 @@ class Record:
 
 
 def hold(machine: Machine, lines: Iterable[Sequence[str]], timeout: float = 300) -> Record:
-    """Carries out the lines and waits until the machine has settled. A line that cannot be carried out is a BenchError."""
+    """Carries out the lines and waits until the machine has settled. A line that fails is a BenchError."""
     outcome, recorded = _carry_out(machine, lines, timeout)
     if outcome.status != 0:
-        # What the session has left running would be waited for in vain.
+        # What the session left running might never end.
         machine.stop()
         machine.settle()
-        raise BenchError(f"the session at the machine broke off\n{outcome.output}\nIts record:\n{recorded}")
+        raise BenchError(f"the session on the machine failed\n{outcome.output}\nIts record:\n{recorded}")
     machine.settle()
     return read_record(recorded)
 
 
 def hold_until_restart(machine: Machine, lines: Iterable[Sequence[str]], timeout: float = 300) -> Record:
-    """The same with a session at whose end a program restarts the machine: it ends there, with every other program, and what
-    is pending is carried out, as at the next start. When something still runs, that is a BenchError."""
-    # How the session itself ends says nothing: it is ended.
+    """The same for a session in which a program finally restarts the machine. This ends the session and every other program,
+    and pending work is carried out as at the next start. If something still runs, that is a BenchError."""
+    # The restart ends the session, so its own exit status says nothing.
     _, recorded = _carry_out(machine, lines, timeout)
     try:
         machine.settle()
@@ -98,7 +98,7 @@ def hold_until_restart(machine: Machine, lines: Iterable[Sequence[str]], timeout
 
 
 def _carry_out(machine: Machine, lines: Iterable[Sequence[str]], timeout: float) -> tuple[Outcome, str]:
-    """How the session ended, and what it has written down."""
+    """How the session ended, and what it recorded."""
     text = "".join("\t".join(line) + "\n" for line in lines)
     (machine.bench / "session.tsv").write_text(text, encoding="utf-8")
     record = machine.bench / "record.tsv"

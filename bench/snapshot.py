@@ -1,7 +1,7 @@
-"""What a machine holds at one moment: every file, folder, link, registry key and value, and what differs between two.
+"""Snapshots of a machine (every file, folder, link, registry key and value) and their differences.
 
-The machine must have settled: the registry is read from the files that it leaves. Its folder C:\\bench is the bench's own
-and no part of a snapshot.
+The machine must have settled, because the registry is read from its files. The folder C:\\bench is the bench's own and not
+part of a snapshot.
 """
 
 from __future__ import annotations
@@ -28,20 +28,20 @@ class Thing(NamedTuple):
         return f"{self.kind} {self.place}" + (f"  [{self.name}]" if self.kind == "value" else "")
 
 
-# A thing with its details: of a file size, mode and SHA-256; of a folder its mode; of a link where it points, in the
-# host's notation; of a value its data.
+# Each thing with its details: for a file its size, mode and SHA-256; for a folder its mode; for a link its target, in the
+# host's notation; for a value its data.
 Snapshot = dict[Thing, str]
 
 HIVES = (("system.reg", "HKEY_LOCAL_MACHINE"), ("user.reg", "HKEY_CURRENT_USER"), ("userdef.reg", "HKEY_USERS\\.Default"))
 
-# What Wine writes by itself whenever a machine starts: the list of the host's fonts (values that name a file of the host),
-# the date of its display driver, and the driver keys of the display and monitor classes, of which it keeps none but its own.
+# What Wine writes by itself whenever a machine starts: the list of the host's fonts (values that name a file of the host), the
+# date of its display driver, and the driver keys of the display and monitor classes, where it deletes all others.
 _OWN_KEYS = re.compile(r"\\Control\\Class\\\{4D36E96[8E]-E325-11CE-BFC1-08002BE10318\}\\", re.IGNORECASE)
 _OWN_VALUE = "DriverDateData"
 _HOST_FILE = '"\\\\??\\\\unix\\\\'
 
-# Programs know the control set by this name. On Windows and with newer versions of Wine it is a link to another key, which
-# holds what is in it.
+# Programs use this name for the control set. On Windows and with newer versions of Wine it is a link to the key that has the
+# content.
 _CONTROL_SET = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet"
 
 
@@ -77,12 +77,12 @@ def without(snapshot: Snapshot, unwanted: Callable[[Thing], bool]) -> Snapshot:
 
 
 def holds(snapshot: Iterable[Thing], kind: str, place: str) -> bool:
-    """Whether something of that kind is at that place; Windows does not tell names apart by case."""
+    """Whether something of that kind is at that place, ignoring case."""
     return any(thing.kind == kind and thing.place.lower() == place.lower() for thing in snapshot)
 
 
 def texts_at(snapshot: Snapshot, key: str, name: str) -> list[str]:
-    """The texts of a value that holds a list of them; none when there is no such value."""
+    """The texts of a value that is a list of texts; none if there is no such value."""
     data = snapshot.get(Thing("value", key, name))
     return texts_of(data) if data else []
 

@@ -1,5 +1,5 @@
-"""What of the maker's stands around a removal: its install manager with a tracker file, folders that old installers have
-left on the drive, and a driver package in Windows Update's download cache, each with neighbours."""
+"""What else of the maker's a run deals with: the install manager with a tracker file, folders that old installers left on the
+drive, and a driver package in the download cache of Windows Update, each with neighbours."""
 
 from __future__ import annotations
 
@@ -15,7 +15,7 @@ from bench.rows import Row, read_rows
 from bench.session import Build
 
 UPDATE_CACHE = r"C:\windows\SoftwareDistribution\Download"
-# A file of the cache is looked into when it is larger.
+# Only larger files of the cache are examined.
 BOUND = 250_000_000
 HOST = r"C:\Program Files\Tracker Host"
 
@@ -25,21 +25,21 @@ def surrounding_rows() -> list[Row]:
 
 
 def surrounding_lines() -> list[Line]:
-    """A plant list for the rows, and for what stands beside them."""
-    # Most rows get the neighbours that their names give. Beside what installers have left such a neighbour would be an
-    # installer's too, and a folder that has to be empty is none with something in it: the list itself has them.
+    """A plant list for the rows and their neighbours."""
+    # Most rows get neighbours made from their names. Next to an old installer's folder, such a neighbour would count as an
+    # installer's too, and a folder that has to be empty must not get content: for these, the list itself has the neighbours.
     by_installers = [row for row in surrounding_rows() if row.text.startswith("C:\\ORV")]
     ordinary = [row for row in surrounding_rows() if row not in by_installers and "Tracked Empty" not in row.text]
     return read_lines("around_leftovers.tsv") + lines_with_neighbours(ordinary) + lines_for(by_installers)
 
 
 def give_expand(machine: Machine, build: Build) -> None:
-    """Wine's own expand cannot list what is in a cabinet; one that can takes its place."""
+    """Replaces Wine's expand, which cannot list the contents of a cabinet, with one that can."""
     machine.put(build.bench_program("cabinet_lister"), r"C:\windows\system32\expand.exe")
 
 
 def put_surroundings(machine: Machine, build: Build) -> None:
-    """Brings the programs, the tracker file and the packages of the cache to the machine."""
+    """Copies the programs, the tracker file and the packages of the cache to the machine."""
     machine.put(build.bench_program("recorder"), rf"{HOST}\stop.exe")
     waiting = build.bench_program("waiting_program")
     machine.put(waiting, rf"{HOST}\hang.exe", r"C:\bench\running\tracked.exe", r"C:\bench\running\xtracked.exe")
@@ -51,7 +51,7 @@ def put_surroundings(machine: Machine, build: Build) -> None:
 
 
 def put_cached_driver(machine: Machine) -> str:
-    """Puts a driver package of the maker's into the cache; where it is."""
+    """Puts a driver package of the maker's into the cache and returns its path."""
     cache = machine.host_path(UPDATE_CACHE)
     cache.mkdir(parents=True, exist_ok=True)
     _make_cabinet(cache / "driver.cab", BOUND + 1, "orvgpukg.sys")
@@ -59,7 +59,7 @@ def put_cached_driver(machine: Machine) -> str:
 
 
 def _make_cabinet(file: Path, size: int, content: str) -> None:
-    """A cabinet with one file of that name, made large without writing the bytes."""
+    """Creates a cabinet with one file of that name, extended to the size without writing the bytes."""
     with tempfile.TemporaryDirectory() as folder:
         Path(folder, content).write_text("a driver\n")
         subprocess.run(["gcab", "-c", "-n", "package.cab", content], cwd=folder, check=True, capture_output=True)

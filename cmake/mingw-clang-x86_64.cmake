@@ -1,24 +1,23 @@
-# Toolchain file: Clang as a second opinion of the sources, with the C++ library, the headers and the binutils of
-# mingw-w64's compiler.
+# Toolchain file: Clang as a second opinion on the sources, with the C++ library, headers and binutils of mingw-w64's GCC.
 include(${CMAKE_CURRENT_LIST_DIR}/mingw-w64-x86_64.cmake)
 
 set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
-# CMake would take those of LLVM, whose dlltool makes no delayed libraries.
+# CMake would pick LLVM's tools, whose dlltool cannot make import libraries for delay loading.
 foreach(tool AR RANLIB DLLTOOL)
   string(TOLOWER ${tool} name)
   set(CMAKE_${tool} x86_64-w64-mingw32-${name})
 endforeach()
 
-# What GCC does by itself here, and its C++ library relies on.
+# GCC's defaults for this target, which its C++ library relies on.
 set(CMAKE_CXX_FLAGS_INIT -femulated-tls)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -pthread)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -pthread)
 
-# Clang looks for the compiler's folder by a version number, and Debian's is called 12-posix: a folder of our own shows it
-# under the number. Being the root of everything, it also keeps the host's headers away.
+# Clang looks for GCC's folder by version number, but Debian's is called 12-posix. A sysroot of our own presents it under the
+# number, and keeps the host's headers away.
 execute_process(COMMAND x86_64-w64-mingw32-g++-posix -dumpversion
   OUTPUT_VARIABLE gcc_version OUTPUT_STRIP_TRAILING_WHITESPACE)
 string(REGEX MATCH "^[0-9.]+" gcc_version ${gcc_version})

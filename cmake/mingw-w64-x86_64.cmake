@@ -1,5 +1,5 @@
 # Toolchain file: cross-builds for 64-bit Windows on Linux with mingw-w64's posix-thread compiler.
-# Used through the presets; programs that the build itself wants to run go to a bench machine.
+# Used through the presets. Programs that the build itself runs are run on a test machine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 

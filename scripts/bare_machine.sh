@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# bare_machine.sh SUITE COMMAND... - runs a command as a newcomer would: on a Debian of that suite (bookworm, trixie) that has
-# git and bash and nothing else, in a fresh clone of this repository's HEAD. The system is a folder, build/bare/SUITE, made
-# anew for each call; the command's exit status is the script's. Needs root, for chroot.
+# bare_machine.sh SUITE COMMAND... - runs a command as a newcomer would: on a minimal Debian of that suite (bookworm, trixie)
+# with only git and bash added, in a fresh clone of this repository's HEAD. The system is a folder, build/bare/SUITE, which
+# each call creates anew. The script exits with the command's status. Needs root, for chroot.
 #
 #   scripts/bare_machine.sh trixie scripts/test.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-[ $# -ge 2 ] || fail "bare_machine.sh takes a suite and a command" "say for instance: scripts/bare_machine.sh trixie scripts/test.sh"
-[ "$(id -u)" -eq 0 ] || fail "only root can change into another system" "start it with sudo"
+[ $# -ge 2 ] || fail "bare_machine.sh takes a suite and a command" "for example: scripts/bare_machine.sh trixie scripts/test.sh"
+[ "$(id -u)" -eq 0 ] || fail "only root may use chroot" "run it with sudo"
 suite=$1
 shift
 
@@ -18,7 +18,7 @@ if [ ! -f "$bare/$suite.base/complete" ]; then
     say "Making a bare Debian ($suite)"
     rm -rf "$bare/$suite.base"
     debootstrap --variant=minbase --include=git,ca-certificates "$suite" "$bare/$suite.base" >"$bare/$suite.log" 2>&1 ||
-        fail "the bare system could not be made" "look at $bare/$suite.log"
+        fail "the bare system could not be created" "look at $bare/$suite.log"
     touch "$bare/$suite.base/complete"
 fi
 system=$bare/$suite
@@ -28,7 +28,7 @@ cp /etc/resolv.conf "$system/etc/resolv.conf"
 git clone --quiet --no-local "$root" "$system/root/clone"
 
 say "Running in $system: $*"
-# Mounts and processes of the command end with it: both are in namespaces of their own.
+# Namespaces of its own end the command's mounts and processes together with it.
 status=0
 # shellcheck disable=SC2016  # the inner shell expands
 unshare --mount --pid --fork --kill-child --mount-proc="$system/proc" bash -c '

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# benchmark.sh [--quick] [--rounds NUMBER] [--only ROW]... - measures the shipped program on bench machines, beside a
-# program that does nothing but the removing and beside a script (tests/benchmarks/measure.py): tables of ratios.
-# Takes about an hour, --quick some minutes. Nothing else should run on the host meanwhile.
+# benchmark.sh [--quick] [--rounds NUMBER] [--only ROW]... - measures the shipped program on test machines, compared with a
+# program that only deletes and with a script (tests/benchmarks/measure.py), and prints tables of ratios.
+# Takes about an hour, or a few minutes with --quick. Nothing else should run on the host meanwhile.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 

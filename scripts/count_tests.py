@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """count_tests.py REPORT.XML=STATUS... - adds up the tests of several JUnit reports.
 
-STATUS is the exit status of the program that was to write the report. The last line is `N passed, N failed`; status 0 only
-when something has passed and nothing failed. A report that is missing or tells of no tests, and a program that failed without
-a failed test, count as one failure."""
+STATUS is the exit status of the program that should have written the report. The last line is `N passed, N failed`; the status
+is 0 only if something passed and nothing failed. A report that is missing or contains no tests, and a program that failed
+without a failed test, each count as one failure."""
 
 from __future__ import annotations
 
@@ -13,11 +13,11 @@ from pathlib import Path
 
 
 def count(report: Path, status: int) -> tuple[int, int]:
-    """How many tests have passed and failed. A test that was not run has done neither."""
+    """How many tests passed and failed. A test that was not run did neither."""
     try:
         cases = list(tree.parse(report).iter("testcase"))
     except (OSError, tree.ParseError) as reason:
-        print(f"FAILED: there is no report {report}: {reason}")
+        print(f"FAILED: the report {report} cannot be read: {reason}")
         return 0, 1
     bad = sum(
         case.find("failure") is not None or case.find("error") is not None or case.get("status") == "fail"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# lint.sh [--quick | FILE...] - the form of the sources: clang-format, shellcheck, flake8 and the direction of includes, then
-# a build of the executable with Clang and clang-tidy over src, or over the named files alone. --quick leaves these two out.
-# Prints nothing when clean.
+# lint.sh [--quick | FILE...] - checks the sources with clang-format, shellcheck, flake8 and for the direction of includes,
+# then builds the executable with Clang and runs clang-tidy over src, or over the named files only. --quick skips the last two.
+# Prints nothing if all is clean.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 
@@ -17,13 +17,13 @@ files=("$@")
     mapfile -t files < <(git ls-files 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' 'bench/*.cpp' 'bench/*.h')
 clang-format --dry-run --Werror "${files[@]}" || fail "some files are not formatted" "run clang-format -i on them"
 mapfile -t shell_scripts < <(git ls-files '*.sh' .ci/run)
-shellcheck -x "${shell_scripts[@]}" || fail "shellcheck has found something" "look at the lines above"
+shellcheck -x "${shell_scripts[@]}" || fail "shellcheck found problems" "look at the lines above"
 mapfile -t python_files < <(git ls-files '*.py' tools/manifest-lint tools/mutate)
-bench_python -m flake8 "${python_files[@]}" || fail "flake8 has found something" "look at the lines above"
+bench_python -m flake8 "${python_files[@]}" || fail "flake8 found problems" "look at the lines above"
 bench_python tools/include_direction.py || fail "an include points the wrong way" "look at the lines above"
 [ -z "$quick" ] || exit 0
 
-# The same sources for a second compiler; clang-tidy then reads from its build how each file is compiled.
+# A second compiler checks the same sources, and clang-tidy takes each file's compile command from that build.
 scripts/build.sh clang >/dev/null
 
 install_packages clang-tidy
@@ -32,5 +32,5 @@ mapfile -t sources < <(printf '%s\n' "${files[@]}" | grep '^src/.*\.cpp$')
 log=build/clang/tidy.log
 printf '%s\0' "${sources[@]}" | xargs -0 -P "$(nproc)" -n 1 clang-tidy -p build/clang --quiet >"$log" 2>&1 || {
     grep -vE '^[0-9]+ warnings?( treated as errors?| generated)|^Suppressed|^Use -header' "$log" >&2
-    fail "clang-tidy has found something" "look at the lines above"
+    fail "clang-tidy found problems" "look at the lines above"
 }

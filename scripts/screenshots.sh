@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# screenshots.sh [languages [LOCALE...]] - takes pictures of the running program's windows (bench/pictures.py): those of the
-# README, or every window in other languages and DPIs, to be looked at. The README's are taken on Debian 13: the report has its
-# date only where Wine knows the system's locale.
+# screenshots.sh [languages [LOCALE...]] - takes screenshots of the running program's windows (bench/pictures.py): those in the
+# README, or every window in other languages and DPIs for visual inspection. Take the README's on Debian 13: the report shows
+# its date only if Wine knows the system's locale.
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 
