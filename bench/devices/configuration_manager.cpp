@@ -1,4 +1,4 @@
-// configuration_manager - the calls on the device tree.
+// configuration_manager - the calls that work on the device tree.
 
 #include <cwchar>
 #include <optional>
@@ -21,7 +21,7 @@ void requireNoFlags(ULONG flags, const char* call) {
   }
 }
 
-// The planned result for a device, or for the root.
+// The planted result for a device, or for the root.
 CONFIGRET plannedResult(DEVINST device, const wchar_t* call) {
   const std::wstring id = idOf(device);
   return id.empty() ? 0 : plannedFailure(device == kRootNumber ? kDevicesKey : benchKey(id), call);
@@ -100,7 +100,7 @@ CONFIGRET WINAPI CM_Get_Device_ID_Size(PULONG length, DEVINST device, ULONG flag
   if (const CONFIGRET planned = plannedResult(device, L"CM_Get_Device_ID_Size"); planned != CR_SUCCESS) {
     return planned;
   }
-  *length = static_cast<ULONG>(id.size());  // without the end
+  *length = static_cast<ULONG>(id.size());  // without the terminator
   return CR_SUCCESS;
 }
 
@@ -119,7 +119,7 @@ CONFIGRET WINAPI CM_Get_Device_IDW(DEVINST device, PWCHAR buffer, ULONG length, 
   if (length < id.size()) {
     return CR_BUFFER_SMALL;
   }
-  // The end is written only where there is room for it.
+  // The terminator is written only if there is room for it.
   std::wcsncpy(buffer, id.c_str(), length);
   return CR_SUCCESS;
 }

@@ -165,7 +165,7 @@ DWORD plantDevice(const PlantedDevice& device) {
   writeNumber(bench, L"NeedReboot", device.rebootFlags);
   writeNumber(bench, L"NeedRebootFallback", device.fallbackNeedsReboot);
   if (device.installedDriver >= 0) {
-    // Becomes the installed driver when it is planted, be it now or later.
+    // Becomes the installed driver when it is planted, now or later.
     writeText(bench, L"Installed", numbered(L"%02d", device.installedDriver));
   }
   for (const PlantedDriver& driver : device.drivers) {

@@ -27,7 +27,7 @@ void writeValue(const std::wstring& key, const std::wstring& name, DWORD type, c
   require(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name.c_str(), type, data, static_cast<DWORD>(bytes)), key);
 }
 
-// The raw text of a value, with the zeroes in it.
+// The raw text of a value, including its terminators.
 std::wstring readUnits(const std::wstring& key, const std::wstring& name, DWORD wantedType) {
   const RegistryKey opened = openKey(key, KEY_READ);
   DWORD type = 0;
@@ -41,7 +41,7 @@ std::wstring readUnits(const std::wstring& key, const std::wstring& name, DWORD 
   return units;
 }
 
-// The names that RegEnumKeyExW or RegEnumValueW gives.
+// The names that RegEnumKeyExW or RegEnumValueW returns.
 std::vector<std::wstring> namesIn(const std::wstring& key, const auto& enumerate) {
   std::vector<std::wstring> names;
   const RegistryKey opened = openKey(key, KEY_READ);

@@ -1,5 +1,4 @@
-// device_sets - what stands behind the handles of device information sets, and how each call looks up what it was
-// given.
+// device_sets - the objects behind the handles of device information sets, and how calls look up their arguments.
 #pragma once
 
 #include <list>
@@ -17,11 +16,11 @@ namespace bench {
 
 struct ListedDriver {
   DriverNode node;
-  ULONG_PTR tag;  // in SP_DRVINFO_DATA_W.Reserved: which of the listed drivers a caller means
+  ULONG_PTR tag;  // in SP_DRVINFO_DATA_W.Reserved: identifies a listed driver
 };
 
-// One device in one set. A device that is removed through the set is listed in it no more; its installation parameters
-// can still be read, as a caller wants to know from them whether a restart is needed.
+// One device in one set. A device that was removed through the set is no longer listed in it, but its installation
+// parameters can still be read, since they tell the caller whether a restart is needed.
 struct SetElement {
   DWORD number;
   std::wstring id;
@@ -32,7 +31,7 @@ struct SetElement {
   std::vector<ListedDriver> compatibleDrivers;
   ULONG_PTR selected = 0;  // tag of a listed driver
   bool removed = false;
-  DWORD installParamsFailure = 0;  // planned for the time after the removal
+  DWORD installParamsFailure = 0;  // takes effect after the removal
 
   std::vector<ListedDriver>& drivers(DWORD type) {
     return type == SPDIT_CLASSDRIVER ? classDrivers : compatibleDrivers;
@@ -42,34 +41,34 @@ struct SetElement {
 struct ModelSet {
   std::list<SetElement> elements;
   std::unordered_map<DWORD, SetElement*> byNumber;
-  // Where the listing by index has come to: callers count upwards.
+  // The position of the last listing by index, since callers count upwards.
   DWORD listedIndex = 0;
   std::list<SetElement>::iterator listed;
 
-  // The element that a caller means who lists the set; the end behind the last.
+  // The element with that index when listing the set; the end iterator after the last.
   std::list<SetElement>::iterator at(DWORD index);
-  // Has the elements counted anew: at the start, and when one is listed no more.
+  // Restarts the counting: at the start, and when an element is no longer listed.
   void listFromStart();
 };
 
-// Sets the last error and returns whether it is none.
+// Sets the last error and returns whether it is ERROR_SUCCESS.
 BOOL answer(DWORD error);
 
 HDEVINFO openSet(std::list<SetElement> elements);
 bool closeSet(HDEVINFO handle);
-// Null, with the last error set, for a handle that is none.
+// Null, with the last error set, for an invalid handle.
 ModelSet* findSet(HDEVINFO handle);
 
-// The device that a call is about. Null, with the last error set, when the set or the device's structure is not valid.
+// The device that a call refers to. Null, with the last error set, if the set or the device's structure is not valid.
 SetElement* findElement(HDEVINFO set, const SP_DEVINFO_DATA* data);
-// The same for the call of that name, which needs a device that is still on the machine and may be planned to fail.
+// The same for the call of that name, which needs a device that is still on the machine and may be planted to fail.
 SetElement* findDevice(HDEVINFO set, const SP_DEVINFO_DATA* data, const wchar_t* call);
 
-// What DIF_REMOVE, SetupDiRemoveDevice and DiUninstallDevice do, under the name by which it may be planned to fail. The
-// last error is set.
+// What DIF_REMOVE, SetupDiRemoveDevice and DiUninstallDevice do, under the name by which it may be planted to fail.
+// Sets the last error.
 bool removeElement(HDEVINFO set, const SP_DEVINFO_DATA* data, const wchar_t* call);
 
-// Adds the target paths of a driver's files to a queue. False when the handle is none.
+// Adds the target paths of a driver's files to a queue. False if the handle is invalid.
 bool queueFiles(HSPFILEQ queue, const std::vector<std::wstring>& files);
 bool isQueue(HSPFILEQ queue);
 

@@ -11,8 +11,7 @@ namespace bench {
 
 namespace {
 
-// What was read of the tree. Ids and parents of devices do not change, so that only the list itself is kept between two
-// readings.
+// A cache of the tree. Ids and parents of devices do not change, so only the list itself can be out of date.
 struct ReadTree {
   std::map<DWORD, TreeDevice> devices;
   std::map<std::wstring, std::set<DWORD>> children;  // by the parent's id in upper case
@@ -39,7 +38,7 @@ std::optional<TreeDevice> findIn(const ReadTree& tree, DWORD number) {
   return found == tree.devices.end() ? std::nullopt : std::optional(found->second);
 }
 
-// The known children of a device behind a number, in their order.
+// The known children of a device with numbers above the given one, in order.
 std::vector<TreeDevice> childrenBehind(const std::wstring& parent, DWORD number) {
   const std::shared_ptr<const ReadTree> tree = knownTree();
   std::vector<TreeDevice> devices;
@@ -52,7 +51,7 @@ std::vector<TreeDevice> childrenBehind(const std::wstring& parent, DWORD number)
   return devices;
 }
 
-// A device that is not in the list may have come since it was read.
+// A device that is not in the list may have been added since the list was read.
 std::optional<TreeDevice> find(DWORD number) {
   std::optional<TreeDevice> device = findIn(*knownTree(), number);
   if (!device) {
@@ -62,7 +61,7 @@ std::optional<TreeDevice> find(DWORD number) {
   return device && isStillThere(*device) ? device : std::nullopt;
 }
 
-// The first present child of a parent that stands behind a number.
+// The first present child of a parent with a number above the given one.
 std::optional<DWORD> childBehind(const std::wstring& parent, DWORD number) {
   for (const TreeDevice& device : childrenBehind(parent, number)) {
     if (isStillThere(device) && isPresent(device.id)) {
@@ -141,7 +140,7 @@ void removeDevice(const std::wstring& id) {
     deleteTree(kClassKey + driver);
   }
   deleteTree(deviceKey(id));
-  // The hardware's own key goes with its last instance; the call refuses it while there is another.
+  // The hardware's own key is deleted with its last instance; while there is another, this call fails.
   ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, deviceKey(id).substr(0, deviceKey(id).rfind(L'\\')).c_str());
 }
 

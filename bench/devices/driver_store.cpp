@@ -55,7 +55,8 @@ bool isFile(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// The ids of the devices that have had a driver node of that INF and are still on the machine, by their numbers.
+// The ids of the devices that ever had a driver node of that INF and are still on the machine, in the order of their
+// numbers.
 std::map<DWORD, std::wstring> usersOf(const std::wstring& infName) {
   std::map<DWORD, std::wstring> users;
   for (const std::wstring& id : valuesOf(kUsersKey + infName)) {
@@ -66,7 +67,7 @@ std::map<DWORD, std::wstring> usersOf(const std::wstring& infName) {
   return users;
 }
 
-// A device does not need to be present to have it in use.
+// A device that is not present counts as using the package too.
 bool isInUse(const std::wstring& infName) {
   for (const auto& [number, id] : usersOf(infName)) {
     for (const DriverNode& node : driverNodesOf(id)) {
@@ -78,7 +79,7 @@ bool isInUse(const std::wstring& infName) {
   return false;
 }
 
-// What becomes of a device whose installed driver goes: it has no driver then.
+// The device loses its installed driver and has none.
 void leaveDriverless(const std::wstring& deviceId) {
   const std::wstring bench = benchKey(deviceId);
   deleteTree(kClassKey + readText(deviceKey(deviceId), L"Driver"));
@@ -88,7 +89,7 @@ void leaveDriverless(const std::wstring& deviceId) {
   writeNumber(bench, L"Problem", kProblemNoDriver);
 }
 
-// The device is installed with the first of its driver nodes.
+// Installs the device with the first of its driver nodes.
 void installBestDriver(const std::wstring& deviceId) {
   const std::vector<DriverNode> nodes = driverNodesOf(deviceId);
   const std::wstring classGuid = readText(deviceKey(deviceId), L"ClassGUID");

@@ -1,5 +1,5 @@
-// driver_store - the driver packages of the bench machine: oemN.inf files with what belongs to them, and the devices
-// that use them.
+// driver_store - the driver packages of the test machine: oemN.inf files, what belongs to them, and the devices that
+// use them.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 namespace bench {
 
 struct DriverNode {
-  std::wstring key;  // its subkey of Drivers; what is read from it is below
+  std::wstring key;  // its subkey of Drivers, from which the other fields are read
   std::wstring inf;
   std::wstring provider;
   std::wstring manufacturer;
@@ -21,7 +21,7 @@ struct DriverNode {
   DWORDLONG version;
   FILETIME date;
   bool installed;
-  bool excluded;  // from being selected by hand
+  bool excluded;  // from selection by hand
 
   bool operator==(const DriverNode& other) const {
     return inf == other.inf && section == other.section && hardwareId == other.hardwareId;
@@ -31,9 +31,9 @@ struct DriverNode {
 // The nodes of a device, the best first.
 std::vector<DriverNode> driverNodesOf(const std::wstring& deviceId);
 
-// SetupUninstallOEMInfW and DiUninstallDriverW: take a package from the machine; devices lose its driver nodes. Both
-// take one that is in use, the first by force only. The second gives the devices the best driver that is left for them,
-// and no driver where none is. 0 or the error.
+// SetupUninstallOEMInfW and DiUninstallDriverW: remove a package from the machine, and its driver nodes from the
+// devices. Both remove a package in use, the first only by force. The second gives the devices the best remaining
+// driver, if there is one. They return 0 or the error.
 DWORD uninstallOemInf(const std::wstring& fileName, bool force);
 DWORD uninstallDriver(const std::wstring& infPath, bool* needsReboot);
 

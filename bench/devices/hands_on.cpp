@@ -1,1 +1,1 @@
-// hands_on - a library that defines nothing itself: its .def file names what another one exports.
+// hands_on - a library without definitions of its own: its .def file forwards everything to another library.

@@ -1,4 +1,4 @@
-// neighbours - calls that the model does not cover and that a program would reach for next: it is told so.
+// neighbours - related calls that the model does not cover, so that a program that uses one fails with its name.
 
 #include "not_covered.h"
 

@@ -1,12 +1,12 @@
-// not_covered - how the model of device installation refuses what it has no honest answer for.
+// not_covered - ends the program when it calls something that the model of device installation does not cover.
 #pragma once
 
 namespace bench {
 
-// The exit code of a program that has asked for something that the model does not cover.
+// The exit code of a program that called something that the model does not cover.
 constexpr unsigned kNotCoveredExitCode = 99;
 
-// Names the call or flag on standard error and ends the process: a made-up answer could let a test pass.
+// Prints the call or flag to standard error and ends the process. An invented result could let a test pass.
 [[noreturn]] void notCovered(const char* what);
 
 }  // namespace bench

@@ -1,4 +1,5 @@
-// setupapi_devices - the calls on device information sets: listing devices, their properties and parameters, removal.
+// setupapi_devices - the calls that work on device information sets: listing devices, reading their properties and
+// parameters, removal.
 
 #include <cstring>
 
@@ -18,14 +19,14 @@ namespace {
 
 constexpr DWORD kCoveredFlags = DI_NOVCP | DI_ENUMSINGLEINF | DI_DIDCOMPAT | DI_DIDCLASS | DI_NEEDREBOOT |
                                 DI_NEEDRESTART | DI_CLASSINSTALLPARAMS | DI_QUIETINSTALL;
-// Set by the calls that build and destroy lists of drivers; a caller cannot change them.
+// Set by the calls that build and destroy driver lists; a caller cannot change them.
 constexpr DWORD kReadOnlyFlags = DI_DIDCOMPAT | DI_DIDCLASS;
 constexpr DWORD kCoveredFlagsEx = DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS;
 
 struct Property {
   DWORD code;
   const wchar_t* value;
-  bool ofBench;  // kept below the model's own key
+  bool ofBench;  // stored below the model's own key
 };
 
 constexpr Property kProperties[] = {
@@ -73,7 +74,7 @@ std::list<SetElement> elementsOf(const GUID* classGuid, bool presentOnly) {
   return elements;
 }
 
-// Puts the files of the selected driver into the caller's queue.
+// Adds the files of the selected driver to the caller's queue.
 BOOL installDeviceFiles(HDEVINFO set, PSP_DEVINFO_DATA data) {
   SetElement* const element = findDevice(set, data, L"DIF_INSTALLDEVICEFILES");
   if (!element) {
@@ -157,7 +158,7 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dat
   if (found != ERROR_SUCCESS) {
     return answer(ERROR_INVALID_DATA);
   }
-  // RegGetValueW asks for room for terminators that it may have to add: what it has then written is the size.
+  // RegGetValueW asks for room for terminators that it might add. The true size is what it has written.
   std::vector<BYTE> value(size);
   ::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), property.value, RRF_RT_ANY, nullptr, value.data(), &size);
   if (type) {

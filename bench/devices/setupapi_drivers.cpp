@@ -1,4 +1,4 @@
-// setupapi_drivers - the calls on the lists of drivers that fit a device.
+// setupapi_drivers - the calls that work on lists of drivers that fit a device.
 
 #include <algorithm>
 #include <cstddef>
@@ -30,8 +30,8 @@ void copyText(wchar_t (&target)[size], const std::wstring& text) {
   target[size - 1] = L'\0';
 }
 
-// The device's own drivers, and for the list of its class those of the other devices of the class behind them.
-// Those that are excluded from being selected by hand are there only when asked for.
+// The device's own drivers and, for a class list, those of the other devices of its class after them. Drivers that
+// are excluded from selection by hand are included only on request.
 std::vector<DriverNode> fittingNodes(const SetElement& element, DWORD type) {
   std::vector<DriverNode> nodes = driverNodesOf(element.id);
   const auto hideExcluded = [&element, &nodes] {
@@ -76,8 +76,8 @@ const ListedDriver* findListed(SetElement& element, ULONG_PTR tag) {
   return nullptr;
 }
 
-// Each listing of a driver has a tag of its own, so that what a caller keeps of a destroyed list is not taken for a
-// driver.
+// Each listing of a driver has a unique tag, so that an entry that a caller keeps from a destroyed list is not
+// accepted.
 ULONG_PTR nextTag() {
   static LONG last = 0;
   return static_cast<ULONG_PTR>(::InterlockedIncrement(&last));
@@ -94,7 +94,7 @@ BOOL WINAPI SetupDiBuildDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA data, DWOR
   if (!element) {
     return FALSE;
   }
-  // A list that was built holds all there is to say, whatever has changed since: it stays until it is destroyed.
+  // A list that was built is kept until it is destroyed, whatever has changed since.
   const DWORD built = type == SPDIT_CLASSDRIVER ? DI_DIDCLASS : DI_DIDCOMPAT;
   if (!(element->install.Flags & built)) {
     for (const DriverNode& node : fittingNodes(*element, type)) {
@@ -149,7 +149,7 @@ BOOL WINAPI SetupDiGetDriverInfoDetailW(HDEVINFO set, PSP_DEVINFO_DATA data, PSP
   if (detail ? size < sizeof(*detail) || detail->cbSize != sizeof(*detail) : size != 0) {
     return answer(ERROR_INVALID_USER_BUFFER);
   }
-  // The hardware id with its end, and the end of an empty list of compatible ids.
+  // The hardware id with its terminator, and the terminator of an empty list of compatible ids.
   const DriverNode& node = listed->node;
   const size_t idBytes = (node.hardwareId.size() + 2) * sizeof(wchar_t);
   const size_t needed =

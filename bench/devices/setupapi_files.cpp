@@ -1,4 +1,4 @@
-// setupapi_files - file queues, and the reading of INF files, which the machine's own library does.
+// setupapi_files - file queues, and INF reading, which is forwarded to the machine's own library.
 
 #include <algorithm>
 #include <memory>
@@ -33,7 +33,7 @@ QueuedFiles* findQueue(HSPFILEQ handle) {
   return nullptr;
 }
 
-// A function of the machine's own library, which this one has taken the place of: the bench keeps it under another name
+// A function of the machine's own library, which this one replaces. The bench keeps it under another name
 // (bench/session.py).
 template <class Function>
 Function* ownFunction(const char* name) {

@@ -1,7 +1,6 @@
-// sfc - the bench machine's word on which files are Windows' own. It is kept in the registry, below
-// HKLM\SOFTWARE\Bench Protected Files: Files, their full paths, compared as they are spelled but for case; Error, a
-// number, with which every question fails instead; Asked, what has been asked about. Where the key is missing nothing
-// is protected and nothing is noted.
+// sfc - tells which files of the test machine are Windows' own. The answer is in the registry, in HKLM\SOFTWARE\Bench
+// Protected Files: Files, their full paths, compared without case; Error, a number, with which every query fails
+// instead; Asked, the paths that were queried. Without the key nothing is protected and nothing is recorded.
 
 #include <algorithm>
 #include <string>
@@ -24,7 +23,7 @@ extern "C" BOOL WINAPI SfcIsFileProtected(HANDLE server, const wchar_t* file) {
   if (server || !file) {
     notCovered("a server of SfcIsFileProtected, or no file");
   }
-  DWORD error = ERROR_FILE_NOT_FOUND;  // what Windows says of a file that is not its own
+  DWORD error = ERROR_FILE_NOT_FOUND;  // Windows' answer for a file that is not its own
   bool isProtected = false;
   if (keyExists(kFilesKey)) {
     std::vector<std::wstring> asked = readTexts(kFilesKey, L"Asked");

@@ -1,6 +1,6 @@
-// srclient - the bench machine's System Restore: restore points are kept in the registry, below HKLM\SOFTWARE\Bench
-// Restore Points\<number>: Description, and Ended (a number) once the change is over. A value State of the key above is
-// the error that System Restore answers with instead.
+// srclient - the test machine's System Restore. Restore points are kept in HKLM\SOFTWARE\Bench Restore Points\<number>:
+// Description, and Ended (a number) once the change has ended. A value State in the parent key is the error that System
+// Restore returns instead.
 
 #include <string>
 

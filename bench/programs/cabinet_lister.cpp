@@ -1,5 +1,5 @@
-// cabinet_lister CABINET -d - prints the names in a cabinet's directory, a line each with the cabinet's name before it.
-// It stands in for `expand`, which on the bench machine cannot list. What is no cabinet prints nothing.
+// cabinet_lister CABINET -d - prints the names in a cabinet's directory, one per line after the cabinet's name. It
+// replaces `expand`, which cannot list on the test machine. For a file that is not a cabinet it prints nothing.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -13,14 +13,14 @@
 
 namespace {
 
-// Where things are in a cabinet's header and in the entry of a file, in bytes.
+// Offsets in a cabinet's header and in a file entry, in bytes.
 constexpr std::size_t kSignature = 0;
 constexpr std::size_t kFirstEntry = 16;
 constexpr std::size_t kFileCount = 28;
 constexpr std::size_t kHeaderEnd = 36;
 constexpr std::size_t kNameInEntry = 16;
 
-// The directory comes first; a cabinet may be large.
+// The directory comes first, so a large cabinet need not be read whole.
 constexpr std::size_t kReadBytes = 65'536;
 
 template <class Number>
@@ -65,8 +65,8 @@ int wmain(int argumentCount, wchar_t** arguments) {
     std::printf("%s: %s\r\n", cabinet.c_str(), bytes.substr(name, end - name).c_str());
     entry = end + 1;
   }
-  // The flush comes back when a pipe's reader has taken everything: one that stops looking when this process has ended
-  // could miss the last of it.
+  // The flush returns once the reader of the pipe has taken everything. A reader that stops when this process ends
+  // could otherwise miss the end.
   std::fflush(stdout);
   ::FlushFileBuffers(::GetStdHandle(STD_OUTPUT_HANDLE));
   return 0;

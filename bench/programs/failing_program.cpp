@@ -1,5 +1,5 @@
-// failing_program FILE - ends with 1 once for each byte of the file, and with 0 from then on: what calls it fails so
-// many times. Each call takes a byte off the file's end; without the file it ends with 0.
+// failing_program FILE - exits with 1 as many times as the file has bytes, and with 0 from then on. Each call removes a
+// byte from the end of the file. Without the file it exits with 0.
 #include <cstdio>
 
 #include <windows.h>

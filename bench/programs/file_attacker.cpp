@@ -1,6 +1,5 @@
-// file_attacker - stands in for bcdedit: while the batch file that calls it runs, it tries to change that file, to put
-// another in its place and to delete it, and writes to C:\\bench\\attack.log what came of it. Another in its place
-// would call C:\\bench\\recorder.exe.
+// file_attacker - replaces bcdedit. While the batch file that calls it runs, it tries to change, replace and delete
+// that file, and writes the results to C:\\bench\\attack.log. The replacement would call C:\\bench\\recorder.exe.
 #include <cstdio>
 #include <string>
 

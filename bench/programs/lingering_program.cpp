@@ -1,5 +1,5 @@
-// lingering_program - says in C:\\bench\\lingering.log that it is at work, and stays until it is ended from outside.
-// Stands in for a system tool that takes longer than the program that has called it.
+// lingering_program - writes to C:\\bench\\lingering.log that it is running, and runs until it is terminated. Replaces
+// a system tool that takes longer than the program that called it.
 #include <windows.h>
 
 #include "system/handles.h"

@@ -1,27 +1,27 @@
-// machine_session LIST RECORD - one session at a bench machine: sets the stage, runs programs, and writes down what can
-// only be seen while the machine is on. At its end it takes away what it has set up, so that the machine can settle.
+// machine_session LIST RECORD - a user session on a test machine: prepares it, runs programs, and records what can only
+// be seen while the machine is running. At the end it undoes the preparations, so that the machine can settle.
 //
 //   start-service  NAME              starts a planted service and waits until it runs
-//   start-process  PATH              starts a program that stays
-//   start-driver   PATH              starts a program that answers what the runs ask (window_driver): when it fails
-//                                    the session breaks off, since the runs would wait for ever
+//   start-process  PATH              starts a program that keeps running
+//   start-driver   PATH              starts the program that answers the dialogs of the runs (window_driver). If it
+//                                    fails, the session is aborted, since the runs would wait forever
 //   wait-process   PATH              waits until a program of the two lines above has ended by itself
-//   hold-file      PATH              keeps a file open without letting anybody delete it
-//   refuse-delete  KEY               takes every right to a key away; with a subkey it then refuses deletion
-//   run            COMMAND_LINE      runs a program until it and everything that it has started have ended
-//   run-twice      COMMAND_LINE      the same with two of them at once
-//   run-until      FILE TEXT COMMAND_LINE   runs a program that does not end by itself until the file holds the text,
-//                                    then ends it and waits for the end of all that it has started
-//   run-leaving    FILE TEXT COMMAND_LINE   runs a program until the file holds the text, then ends it alone: what
-//                                    it has started goes on until the end of the session
-//   enter          FOLDER            the current directory of the programs to come
-//   set-variable   NAME VALUE        an environment variable of the programs to come
+//   hold-file      PATH              keeps a file open without delete sharing
+//   refuse-delete  KEY               removes all access rights to a key; if it has a subkey, it then refuses deletion
+//   run            COMMAND_LINE      runs a program until it and everything that it started have ended
+//   run-twice      COMMAND_LINE      the same with two instances at once
+//   run-until      FILE TEXT COMMAND_LINE   runs a program that does not end by itself until the file contains the
+//                                    text, then terminates it and waits until everything that it started has ended
+//   run-leaving    FILE TEXT COMMAND_LINE   runs a program until the file contains the text, then terminates only the
+//                                    program; what it started keeps running until the end of the session
+//   enter          FOLDER            the current directory of the following programs
+//   set-variable   NAME VALUE        an environment variable of the following programs
 //   record-value   KEY NAME
 //   record-service NAME
-//   record-processes                 whether the programs of start-process and start-driver still run
-//   record-pending                   what the next restart is to delete
+//   record-processes                 whether the programs of start-process and start-driver are still running
+//   record-pending                   what the next restart will delete
 //
-// RECORD gets lines cut at tabs: `exit CODE`, `value KEY NAME DATA` (DATA is `absent` where there is none), `service
+// RECORD gets tab-separated lines: `exit CODE`, `value KEY NAME DATA` (DATA is `absent` if there is none), `service
 // NAME STATE`, `process PATH running|ended`, `ended PATH CODE`, `pending PATH`.
 
 #include <cstdio>
@@ -73,7 +73,7 @@ void startProcess(const BenchLine& line) {
   startedProcesses.push_back({line.argument(0), std::move(process)});
 }
 
-// Nobody but the driver could tell the run that it waits for to go on. The host ends what is left on the machine.
+// Only the driver could make the run continue. The host ends what is left on the machine.
 void breakOffWhenItFails(HANDLE driver) {
   ::WaitForSingleObject(driver, INFINITE);
   DWORD exitCode = 0;
@@ -119,7 +119,7 @@ void startService(const BenchLine& line) {
   if (!service || !::StartServiceW(service.get(), 0, nullptr)) {
     failLine(line, "the service cannot be started", ::GetLastError());
   }
-  // There is no event for this; the service reports that it runs within some milliseconds.
+  // There is no event for this; the service reports that it is running within milliseconds.
   constexpr DWORD kPollMilliseconds = 20;
   constexpr int kPolls = 500;
   for (int poll = 0; serviceState(service.get()) != SERVICE_RUNNING; ++poll) {
@@ -160,10 +160,10 @@ void refuseDelete(const BenchLine& line) {
   }
 }
 
-// How long a program may take for what is waited for.
+// How long a program may take until the awaited text appears.
 constexpr DWORD kLimitMilliseconds = 60'000;
 
-// Holds programs and whatever they start.
+// A job object with programs and everything that they start.
 class Job {
  public:
   explicit Job(const BenchLine& line)
@@ -182,7 +182,7 @@ class Job {
     }
   }
 
-  // Waits until everything in it has ended. False when nothing has come or gone for so long.
+  // Waits until everything in it has ended. False if no process starts or ends for the given time.
   bool waitUntilEmpty(DWORD limitMilliseconds) {
     DWORD message = 0;
     do {
@@ -202,7 +202,7 @@ class Job {
   KernelHandle port_;
 };
 
-// Starts `count` programs at once and waits until they and whatever they have started have ended.
+// Starts `count` programs at once and waits until they and everything that they started have ended.
 void runPrograms(const BenchLine& line, int count) {
   Job job(line);
   std::vector<KernelHandle> processes;
@@ -253,7 +253,7 @@ void runUntilTheFileHoldsTheText(const BenchLine& line, Job& job) {
   ::TerminateProcess(process.get(), 0);
 }
 
-// What the program has started ends by itself before anything is ended: a tool may still be at work.
+// What the program started must end by itself before anything is terminated, since a tool may still be at work.
 void runUntil(const BenchLine& line) {
   Job job(line);
   runUntilTheFileHoldsTheText(line, job);
@@ -311,7 +311,7 @@ void recordProcesses() {
   }
 }
 
-// The value holds pairs of texts: what is to be moved, and where to; an empty second text means deletion.
+// The value contains pairs of texts: source and target. An empty target means deletion.
 void recordPending() {
   DWORD size = 0;
   constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
@@ -331,8 +331,8 @@ void recordPending() {
   }
 }
 
-// A service that still runs is ended with its process, since it would keep the machine from settling; it may be marked
-// for deletion by now and no longer be there for the asking.
+// Terminates the process of a service that is still running, since it would keep the machine from settling. By now the
+// service may be marked for deletion and can no longer be opened.
 void endServices() {
   for (const KernelHandle& process : serviceProcesses) {
     ::TerminateProcess(process.get(), 0);
@@ -401,8 +401,8 @@ int wmain(int argumentCount, wchar_t** arguments) {
     std::fprintf(stderr, "bench: %ls cannot be written (%lu)\n", arguments[2], ::GetLastError());
     return 2;
   }
-  // The first program that needs a desktop starts the program that keeps it. It must not be one of those that are
-  // waited for, since the desktop stays for as long as this session does.
+  // The first program that needs a desktop starts the desktop process, which lives as long as this session. It must
+  // not count among the processes to wait for.
   ::GetDesktopWindow();
   for (const BenchLine& line : readBenchList(arguments[1])) {
     doLine(line);

@@ -1,9 +1,9 @@
-// plant LIST - makes on the machine what a list names: files, folders, registry keys and values, services, scheduled
-// tasks, shortcuts. Made through Windows calls, so that a name lands where Windows would put it, whatever its case and
-// however long its path. Stops at the first line that cannot be carried out.
+// plant LIST - creates what a list names: files, folders, registry keys and values, services, scheduled tasks,
+// shortcuts. Uses Windows calls, so that everything lands where Windows would put it, whatever the case and length of
+// its path. Stops at the first line that fails.
 //
 //   folder         PATH
-//   file           PATH [TEXT]         with its folders; a read-only-file the same, with the attribute
+//   file           PATH [TEXT]         with its parent folders; read-only-file is the same with the attribute
 //   key            KEY
 //   value          KEY NAME DATA       REG_SZ; an empty NAME is the key's default value
 //   number         KEY NAME DECIMAL    REG_DWORD
@@ -13,17 +13,15 @@
 //   task           NAME
 //   shortcut       PATH TARGET
 //
-// Devices and driver packages (bench/devices/device_plan.h). The fields behind the fixed columns are NAME=VALUE in any
-// order, lists cut at |; what is left out is absent or takes what fits.
-//   device         ID CLASS DESCRIPTION [FIELD...]      hwids, compatible, filters, parent (planted before it),
-//   friendly,
+// Devices and driver packages (bench/devices/device_plan.h). After the fixed columns, fields are NAME=VALUE in any
+// order, with | between the items of lists. A missing field is absent or has a default.
+//   device         ID CLASS DESCRIPTION [FIELD...]      hwids, compatible, filters, parent (planted before), friendly,
 //                                                       maker, guid, absent=1, status, problem, reboot,
 //                                                       fallback-reboot=1, installed (index of the driver node; -1 for
 //                                                       none)
-//   driver-node    ID INF PROVIDER MAKER VERSION [FIELD...]   a driver of the device, the best first; INF is a file
-//   name
-//                                                       in the INF folder: description, section, hwid, date, files,
-//                                                       excluded=0 or 1 (from being selected by hand)
+//   driver-node    ID INF PROVIDER MAKER VERSION [FIELD...]   a driver of the device, the best first. INF is a file in
+//                                                       the INF folder. Fields: description, section, hwid, date,
+//                                                       files, excluded=0 or 1 (from selection by hand)
 //   package        OEMN.INF CLASS PROVIDER CATALOG [FIELD...]  guid, driver-ver, reboot=1
 //   device-fails   ID CALL CODE [TIMES]                 numbers are decimal or 0x...
 //   package-fails  OEMN.INF CALL CODE [TIMES]
@@ -46,7 +44,7 @@
 
 namespace {
 
-// The form of a path that Windows takes at any length.
+// The extended form of a path, which may have any length.
 std::wstring unlimited(const std::wstring& path) {
   return L"\\\\?\\" + path;
 }
@@ -64,7 +62,7 @@ void plantFile(const BenchLine& line, const std::wstring& path, const std::wstri
   plantFolder(line, path.substr(0, path.rfind(L'\\')));
   const FileHandle file(
       ::CreateFileW(unlimited(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, attributes, nullptr));
-  // A file without a text of its own holds its path: no two planted files are equal.
+  // A file without a given text contains its path, so that no two planted files are equal.
   const std::string content = toUtf8(text.empty() ? path : text);
   DWORD written = 0;
   if (!file || !::WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr)) {
@@ -179,7 +177,7 @@ DWORD numberOf(const std::wstring& text) {
   return text.empty() ? 0 : static_cast<DWORD>(std::stoul(text, nullptr, 0));
 }
 
-// The NAME=VALUE columns of a line. Each must be asked for: one that nobody knows is a slip of the pen.
+// The NAME=VALUE columns of a line. Each must be used: an unknown one is a typing error.
 class Fields {
  public:
   Fields(const BenchLine& line, size_t fixedColumns) : line_(line) {
@@ -270,7 +268,7 @@ void plantPackageLine(const BenchLine& line) {
   plantDriverPackage(package);
 }
 
-// False for a verb that has nothing to do with devices.
+// False for a verb that does not concern devices.
 bool plantedForDevices(const BenchLine& line) {
   const std::wstring& verb = line.verb();
   if (verb == L"device") {

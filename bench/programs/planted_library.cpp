@@ -1,5 +1,5 @@
-// planted_library - writes to C:\\bench\\loaded.log where it was loaded from. Lies under the names of system libraries
-// in places where none must be found.
+// planted_library - writes to C:\\bench\\loaded.log where it was loaded from. Copied under the names of system
+// libraries to places from which none may be loaded.
 #include <string>
 
 #include <windows.h>

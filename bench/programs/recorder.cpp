@@ -1,5 +1,5 @@
-// recorder - writes its own path and command line to C:\bench\commands.log and ends with 0. Stands in, under their
-// names, for system tools that the bench machine lacks, so that a test sees how they were called.
+// recorder - writes its own path and command line to C:\bench\commands.log and exits with 0. Replaces system tools,
+// under their names, so that a test sees how they were called.
 #include <cstdio>
 #include <string>
 
@@ -12,7 +12,7 @@ int wmain() {
   wchar_t path[MAX_PATH];
   ::GetModuleFileNameW(nullptr, path, MAX_PATH);
   const std::string line = toUtf8(std::wstring(path) + L"\t" + ::GetCommandLineW()) + "\n";
-  // Appending in one write keeps the lines of two recorders at once apart.
+  // Appending with a single write keeps the lines of concurrent recorders apart.
   const FileHandle file(::CreateFileW(L"C:\\bench\\commands.log", FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   DWORD written = 0;

@@ -1,6 +1,5 @@
-// repair_product CODE - has the installer repair a product from its own copy of the package, as `msiexec /fa` does
-// where that is there: missing files and registry entries come back. Ends with 0 when the installer says that it is
-// done.
+// repair_product CODE - makes the installer repair a product from its cached package, like `msiexec /fa` on Windows:
+// missing files and registry entries are restored. Exits with 0 if the installer succeeds.
 #include <cstdio>
 
 #include <windows.h>

@@ -1,12 +1,12 @@
-// service_program [hang] - a real service: reports that it runs, stops when it is told to. With `hang` it reports that
-// it is about to stop and never does.
+// service_program [hang] - a real service: reports that it is running and stops on request. With `hang` it reports a
+// pending stop and never stops.
 #include <string>
 
 #include <windows.h>
 
 namespace {
 
-// How long a waiting program is to sleep between two looks at a pending stop.
+// The wait hint: how long a program that waits for the stop should sleep between two queries.
 constexpr DWORD kWaitHintMilliseconds = 1000;
 
 SERVICE_STATUS_HANDLE statusHandle;

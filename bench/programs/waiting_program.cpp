@@ -1,4 +1,4 @@
-// waiting_program - runs until it is ended from outside. Copied under the image names that a test wants to see running.
+// waiting_program - runs until it is terminated. Copied under the image names that a test needs.
 #include <windows.h>
 
 int wmain() {

@@ -1,19 +1,19 @@
-// window_driver - sits at a bench machine in a user's place: waits for windows, writes down what they show, presses
-// their buttons. Reads C:\bench\windows.tsv, writes C:\bench\windows_record.tsv; ends with 1 when something is late.
+// window_driver - plays the user on a test machine: waits for windows, records what they show, presses their buttons.
+// Reads C:\bench\windows.tsv, writes C:\bench\windows_record.tsv. Exits with 1 when a wait times out.
 //
-//   window   NAME IDS         waits for a dialog that shows a text in each control of IDS (cut at commas) and none in
-//                             those with a minus before them; the next lines mean it. Recorded: `window NAME TITLE`,
-//                             and a `control ID TEXT` for each
-//   changes  ID               waits until the control has another text; recorded: `changed ID`
-//   picture  NAME             wants a picture of the screen (bench/screen.py) and waits until it is taken
+//   window   NAME IDS         waits for a dialog that shows a text in each control of IDS (separated by commas) and
+//                             none in those with a minus sign; the next lines refer to it. Recorded: `window NAME
+//                             TITLE`, and `control ID TEXT` for each
+//   changes  ID               waits until the control's text changes; recorded: `changed ID`
+//   picture  NAME             requests a screenshot (bench/screen.py) and waits until it is taken
 //   press    ID               presses a button
 //   key      CODE             presses a key, by its virtual key code
-//   command  NUMBER           chooses from the menu of the program that the window belongs to; that menu may be hidden
+//   command  NUMBER           chooses a menu item of the program that the window belongs to; the menu may be hidden
 //   start    COMMAND_LINE     starts another program
 //   ended                     waits until that program has ended; recorded: `ended CODE`
-//   stays                     asks whether the window is still on the screen; recorded: `stays yes|no`
-//   gone                      waits until it is not any more; recorded: `gone`
-//   file     PATH             waits until there is a file
+//   stays                     checks whether the window is still on the screen; recorded: `stays yes|no`
+//   gone                      waits until the window is gone; recorded: `gone`
+//   file     PATH             waits until the file exists
 
 #include <cstdio>
 #include <cstdlib>
@@ -41,7 +41,7 @@ void record(const std::wstring& text) {
   ::WriteFile(recordFile.get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
 }
 
-// No event tells one program of another one's windows, so this asks again and again.
+// No event tells one program about another one's windows, so this polls.
 template <class Condition>
 void waitUntil(const BenchLine& line, const char* what, Condition condition) {
   const ULONGLONG end = ::GetTickCount64() + kLimitMilliseconds;
@@ -66,7 +66,7 @@ bool shows(HWND dialog, int control) {
   return window && ::IsWindowVisible(window) && !textOf(window).empty();
 }
 
-// What a dialog must show, and with a minus what it must not: one dialog may have all the controls of another.
+// Controls that a dialog must show and, with a minus sign, must not: one dialog may have all the controls of another.
 struct Search {
   std::vector<int> controls;
   HWND found = nullptr;
@@ -88,9 +88,9 @@ BOOL CALLBACK matchDialog(HWND window, LPARAM parameter) {
   return FALSE;
 }
 
-// What a control has for a user to read; empty when it cannot be seen.
+// The visible text of a control; empty if the control is not visible.
 std::wstring readableText(HWND control) {
-  // Before the number of its resource, which is the text of an icon.
+  // The text of an icon is the number of its resource after this character.
   constexpr wchar_t kResourceMark = 0xFFFF;
   const std::wstring text = ::IsWindowVisible(control) ? textOf(control) : std::wstring();
   return text.empty() || text.front() == kResourceMark ? std::wstring() : text;
@@ -200,8 +200,8 @@ BOOL CALLBACK addPlaceOfControl(HWND control, LPARAM places) {
   return TRUE;
 }
 
-// Where on the screen the window, the area within its frame and its controls with a text are, in its own program's
-// pixels: a window that leaves it to the system to scale it is not scaled on a bench machine.
+// The positions on the screen of the window, the area within its frame and its controls with a text, in the window's
+// own pixels: a window that leaves scaling to the system is not scaled on a test machine.
 std::string places() {
   ::SetThreadDpiAwarenessContext(::GetWindowDpiAwarenessContext(current));
   RECT window{};
@@ -215,7 +215,8 @@ std::string places() {
   return places;
 }
 
-// The host takes the picture and the wish away. A wish holds the window's places; it gets its name when it is whole.
+// The host takes the screenshot and deletes the request. A request contains the window's positions, and gets its final
+// name once it is complete.
 void wantPicture(const BenchLine& line) {
   const std::wstring wish = L"C:\\bench\\pictures\\" + line.argument(0) + L".wanted";
   const std::wstring draft = wish + L".draft";

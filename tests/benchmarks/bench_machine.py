@@ -1,4 +1,4 @@
-"""A bench machine for the benchmark: cloned, given programs, measured on, listed and thrown away.
+"""A test machine for the benchmark: cloned, given programs, measured on, listed and thrown away.
 
 What a machine is stands in the package bench, which does the work.
 """
@@ -105,7 +105,7 @@ def read_record(path: Path) -> Record:
 
 
 class Machine:
-    """One bench machine, which is a folder."""
+    """One test machine, which is a folder."""
 
     def __init__(self, folder: Path) -> None:
         self.folder = folder

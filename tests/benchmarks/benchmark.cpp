@@ -1,5 +1,5 @@
 // benchmark - shows how the work on long lists grows with the number of rows. No test runs it: a shared machine's clock
-// decides nothing. By hand, on a bench machine:
+// decides nothing. By hand, on a test machine:
 //
 //   cmake --preset mingw-release
 //   cmake --build build/release --target benchmark

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures the shipped program on bench machines, beside the floor of what it does and beside a script.
+"""Measures the shipped program on test machines, beside the floor of what it does and beside a script.
 
     measure.py [--quick] [--only NAME]... [--rounds NUMBER]
 
@@ -414,7 +414,7 @@ def check_manifest() -> None:
 
 def main() -> None:
     """Carries out the command line."""
-    parser = argparse.ArgumentParser(description="Measures the shipped program on bench machines.")
+    parser = argparse.ArgumentParser(description="Measures the shipped program on test machines.")
     parser.add_argument("--quick", action="store_true", help="small sizes, two rounds")
     parser.add_argument("--rounds", type=int, help="how often each column is measured (3)")
     parser.add_argument("--only", action="append", help="one row alone: start, files, keys, devices, ...")

@@ -79,7 +79,7 @@ LINK_SEAM(BOOL, GetFileInformationByHandleEx,
   return TRUE;
 }
 
-// The bench machine's own call reaches through a link to the directory behind it. Windows removes the link.
+// The test machine's own call reaches through a link to the directory behind it. Windows removes the link.
 LINK_SEAM(BOOL, RemoveDirectoryW, (LPCWSTR path)) {
   const DWORD attributes = ::GetFileAttributesW(path);
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {

@@ -1,5 +1,5 @@
 // link_seam - lets a test program take the place of a Windows function. The test defines the function, the linker takes
-// it instead of the import, and product code calls it without knowing. Use it only for what the bench machine cannot be
+// it instead of the import, and product code calls it without knowing. Use it only for what the test machine cannot be
 // made to do, and call through to the real function by default: the C++ library comes this way too.
 //
 //   LINK_SEAM(BOOL, DeleteService, (SC_HANDLE service)) {

@@ -1,4 +1,4 @@
-// msi_products - real installer products on the bench machine: installs them, looks what the installer knows of them,
+// msi_products - real installer products on the test machine: installs them, looks what the installer knows of them,
 // and lets their removal fail.
 #pragma once
 
@@ -43,7 +43,7 @@ std::wstring cachedPackageOf(const MsiProduct& product);
 void letRemovalFail(const std::wstring& productName);
 void letRemovalAskForRestart(const std::wstring& productName);
 
-// The bench machine drops an upgrade code's whole list with the first product that is removed. Windows drops that one
+// The test machine drops an upgrade code's whole list with the first product that is removed. Windows drops that one
 // product's entry: this puts those of the others back. A test calls it after each removal that it watches.
 void mendUpgradeCodes();
 

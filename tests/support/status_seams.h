@@ -1,5 +1,5 @@
 // status_seams - places of which the system cannot say whether they are there, and links that lead nowhere, neither of
-// which the bench machine has. To be included by one source file of a program, since it takes the place of Windows
+// which the test machine has. To be included by one source file of a program, since it takes the place of Windows
 // functions.
 #pragma once
 

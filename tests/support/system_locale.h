@@ -1,4 +1,4 @@
-// system_locale - lets the clock tell its time by the name of the system's locale, which the bench machine does not
+// system_locale - lets the clock tell its time by the name of the system's locale, which the test machine does not
 // know: without it each report that a test has written logs two failures. A test can also have the clock stand still,
 // or fail. Include it in one file of a test program.
 #pragma once

@@ -32,13 +32,13 @@ bool isLink(const std::wstring& path) {
 // The host's name of a path on the machine's own drive. A link may lead to no other place.
 std::wstring hostPath(const std::wstring& path) {
   if (!path.starts_with(L"C:\\") || path.find(L"..") != std::wstring::npos) {
-    throw std::invalid_argument("a test's link has to stay on the bench machine's drive");
+    throw std::invalid_argument("a test's link has to stay on the test machine's drive");
   }
   using ToHostPath = char*(CDECL*)(const wchar_t*);
   const auto toHostPath = reinterpret_cast<ToHostPath>(
       reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
   if (!toHostPath) {
-    throw std::runtime_error("directory links can be made on a bench machine only");
+    throw std::runtime_error("directory links can be made on a test machine only");
   }
   char* const narrow = toHostPath(path.c_str());
   require(narrow != nullptr, "wine_get_unix_file_name");
@@ -153,7 +153,7 @@ std::wstring TestFolder::makeDirectoryLink(const std::wstring& relative, const s
   const std::wstring path = *this / relative;
   const DWORD attributes = ::GetFileAttributesW(unlimited(target).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-    throw std::invalid_argument("a bench machine shows no link without a directory behind it");
+    throw std::invalid_argument("a test machine shows no link without a directory behind it");
   }
   changeLinkOnHost(LR"(\\?\unix\bin\ln)", L"ln -s -- \"" + hostPath(target) + L"\" \"" + hostPath(path) + L"\"", path,
                    true);

@@ -1,4 +1,4 @@
-// test_folder - a folder of a test's own on the bench machine's drive C:, and files in it.
+// test_folder - a folder of a test's own on the test machine's drive C:, and files in it.
 #pragma once
 
 #include <string>
@@ -31,7 +31,7 @@ class TestFolder {
   std::wstring path_;
 };
 
-// Removes a link to a directory and leaves what lies behind it. The bench machine's RemoveDirectoryW cannot do that: it
+// Removes a link to a directory and leaves what lies behind it. The test machine's RemoveDirectoryW cannot do that: it
 // takes the directory behind the link when that is empty, and fails when it is not.
 void removeDirectoryLink(const std::wstring& path);
 // Whether anything is there.

@@ -1,4 +1,4 @@
-// load - plants a number of things of one kind on a bench machine, for the benchmark to remove again.
+// load - plants a number of things of one kind on a test machine, for the benchmark to remove again.
 //
 //   load files PATH COUNT           a hundred to a folder
 //   load directories PATH COUNT     empty ones, ten to a folder

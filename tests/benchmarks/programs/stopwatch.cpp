@@ -1,4 +1,4 @@
-// stopwatch LIST RECORD - runs programs on a bench machine, one after the other, and writes down how long each took.
+// stopwatch LIST RECORD - runs programs on a test machine, one after the other, and writes down how long each took.
 // Stops at the first line that cannot be carried out. Lines of LIST, cut at tabs:
 //
 //   run    COMMAND_LINE              not measured; must end with exit code 0
