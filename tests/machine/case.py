@@ -1,5 +1,5 @@
-"""One whole-machine case: a machine of its own, what is planted on it, the run of the shipped program, and what the machine
-was before and after."""
+"""One whole-machine case: its machine, what is planted on it, the run of the shipped program, and snapshots of the machine
+before and after."""
 
 from __future__ import annotations
 
@@ -19,13 +19,13 @@ from bench.session import REBOOT_REQUIRED, RUN_SILENT, Build, Record, hold, hold
 from bench.snapshot import Difference, Snapshot, Thing, difference, holds, take_snapshot
 
 SYSTEM_INFORMATION = r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\SystemInformation"
-# What each session tells of the machine at its end.
+# What each session records at its end.
 RECORD_ALL = (("record-processes",), ("record-pending",), ("record-value", *REBOOT_REQUIRED))
 
 
 @dataclass
 class Run:
-    """What a run of the program has left behind."""
+    """The results of a run of the program."""
 
     before: Snapshot
     after: Snapshot
@@ -42,12 +42,12 @@ class Run:
 
 
 def use_own(*programs: str) -> list[Line]:
-    """A machine takes its own tools instead of the files in their places unless it is told not to."""
+    """Wine uses its built-in tools instead of the files in their places unless it is told not to."""
     return [("value", r"HKEY_CURRENT_USER\Software\Wine\DllOverrides", program, "native") for program in programs]
 
 
 def prepared_machine(folder: Path, build: Build) -> Machine:
-    """A machine with all that every case has on it, in `folder`: a case's own is a copy."""
+    """A machine in `folder` with everything that every case needs. Each case gets a copy."""
     machine = new_machine(folder)
     facts_of(machine)
     prepare(machine, build)
@@ -72,16 +72,17 @@ class Case:
         plant(self.machine, lines)
 
     def plant_all_leftovers(self) -> None:
-        """Something for every generic row and every rule of the program, and beside each what only resembles it."""
+        """Plants something for every generic row and every rule of the program, and next to each something that only
+        resembles it."""
         self.plant(self.leftover_lines())
 
     def leftover_lines(self) -> list[Line]:
         return read_lines("program_leftovers.tsv") + lines_with_neighbours(self.manifest_rows)
 
     def put_waiting_programs(self, images: Iterable[str]) -> list[Line]:
-        """Puts a program under each name, and one beside each that is called nearly the same: the lines that start them.
+        """Copies a program under each name and under a similar one, and returns the lines that start them.
 
-        They lie outside the listed folders: the file of a running program could not be deleted.
+        They are outside the listed folders, because the file of a running program cannot be deleted.
         """
         names = [name for image in images for name in (image, f"x{image}")]
         places = [rf"C:\bench\running\{name}" for name in names]
@@ -97,19 +98,19 @@ class Case:
         return take_snapshot(self.machine)
 
     def run(self, *lines: Sequence[str]) -> Run:
-        """Holds a session with these lines, by default a silent run, between two snapshots."""
+        """Carries out a session with these lines, by default a silent run, between two snapshots."""
         before = self.snapshot()
         record = hold(self.machine, [*(lines or [RUN_SILENT]), *RECORD_ALL])
         return Run(before, self.snapshot(), record, self.log())
 
     def run_until_restart(self, *lines: Sequence[str]) -> Run:
-        """The same with a session whose program restarts the machine: every program of the machine must end then."""
+        """The same for a session in which the program restarts the machine, which must end every program."""
         before = self.snapshot()
         record = hold_until_restart(self.machine, [*lines, *RECORD_ALL])
         return Run(before, self.snapshot(), record, self.log())
 
     def run_with_user(self, windows: Iterable[Sequence[str]], *lines: Sequence[str]) -> Run:
-        """A session: the further lines, then a run by a user who does what the list says (window_driver.cpp)."""
+        """A session with the given lines and a run by a user who follows the list (window_driver.cpp)."""
         text = "".join("\t".join(line) + "\n" for line in windows)
         (self.machine.bench / "windows.tsv").write_text(text, encoding="utf-8")
         with photographer(self.machine, self.pictures):
@@ -125,21 +126,21 @@ class Case:
         return self.folder / "pictures"
 
     def windows_seen(self) -> list[str]:
-        """What the user of the last run has seen, one line an event."""
+        """What the user saw during the last run, one line per event."""
         return (self.machine.bench / "windows_record.tsv").read_text(encoding="utf-8").splitlines()
 
     def commands(self, tool: str = "") -> list[str]:
-        """The command lines that the recording program got, of all tools or of one, in the order of their coming."""
+        """The command lines that the recording program received, for all tools or one, in order."""
         return [command for path, command in self.calls() if path.lower().endswith(tool.lower())]
 
     def calls(self) -> list[list[str]]:
-        """The calls of the recording program: from which place, with which command line."""
+        """The calls of the recording program: its path and command line."""
         file = self.machine.bench / "commands.log"
         lines = file.read_text(encoding="utf-8").splitlines() if file.exists() else []
         return [line.split("\t", 1) for line in lines]
 
     def record_calls_of(self, *tools: str) -> None:
-        """The recording program takes the places of the tools, given below the system folder."""
+        """Replaces these tools, given by their paths below the system folder, with the recording program."""
         places = [rf"C:\windows\system32\{tool}" for tool in tools]
         self.machine.put(self.build.bench_program("recorder"), *places)
 
@@ -147,21 +148,21 @@ class Case:
         return read_log(self.machine.host_path(self.facts.log))
 
     def restart(self) -> Snapshot:
-        """Restarts the machine; what it is afterwards."""
+        """Restarts the machine and returns a snapshot of it."""
         self.machine.restart()
         return self.snapshot()
 
     def listed(self, kind: str) -> list[str]:
-        """What the manifest's generic rows of a kind name."""
+        """What the manifest's generic rows of that kind name."""
         return texts(self.manifest_rows, kind)
 
     def listed_folders_that_stay(self, after: Snapshot) -> list[str]:
-        """Those that the machine still holds, since something in them stays."""
+        """Those that still exist, because something in them stays."""
         return [folder for folder in self.listed("folder") if holds(after, "folder", folder)]
 
     def absent_driver_services(self, before: Snapshot) -> list[str]:
-        """Those of the considered driver packages that the machine did not hold. They cannot be stopped, which the log
-        lists as failed."""
+        """Services of the considered driver packages that the machine did not have. They cannot be stopped, so the log lists
+        them as failed."""
         services = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services"
         names = considered_driver_services(self.manifest)
         return [name for name in names if not holds(before, "key", rf"{services}\{name}")]

@@ -1,4 +1,4 @@
-"""What the whole-machine cases assert. A check that fails says what was expected and what was found."""
+"""The assertions of the whole-machine cases. A failed check prints what was expected and what was found."""
 
 from __future__ import annotations
 
@@ -18,7 +18,7 @@ from case import Case, Run
 EXPECTED = Path(__file__).parent / "expected"
 MOST_LINES = 40
 
-# Further stages of some runs, and behind which ones they come.
+# Additional stages of some runs, and the stages that they follow.
 IN_SAFE_MODE = ("run silently", "---------------------CleanUp will run in safe mode--------------------")
 ON_A_VIRTUAL_MACHINE = ("Parsing JSON", "------------------ VM Detected -----------------")
 
@@ -28,47 +28,47 @@ PENDING_RENAMES = Thing(
 )
 
 
-# Added or changed, then kind, place and name of what may be so.
+# Added or changed, then the kind, place and name of the thing.
 AllowedChange = tuple[str, str, str, str]
 
 
 def allowed_changes(facts: Facts) -> list[AllowedChange]:
-    """What a run may leave or change on a machine beyond what it removes: added or changed, kind, place, name; with * for
-    anything but a backslash. Each with its reason."""
+    """What a run may add or change beyond what it removes: added or changed, kind, place, name, with * for anything but a
+    backslash. Each with its reason."""
     restore_points = r"HKEY_LOCAL_MACHINE\Software\Bench Restore Points"
     model = r"HKEY_LOCAL_MACHINE\Software\Bench Devices"
     return [
-        # The work folder, the log and the report: the run's only record.
+        # The work folder, the log and the report.
         ("added", "folder", facts.work_folder, ""),
         ("added", "file", facts.log, ""),
         ("changed", "file", facts.log, ""),
         ("added", "file", facts.report, ""),
         ("changed", "file", facts.report, ""),
-        # What could not be removed at once is deleted by the next restart.
+        # What could not be removed at once is deleted at the next restart.
         ("added", *PENDING_RENAMES),
-        # Wine's own: the settings of the console window, written when the first console program starts without a window.
+        # Wine's own: console window settings, written when the first console program starts without a window.
         ("added", "key", r"HKEY_CURRENT_USER\Console", ""),
         ("added", "value", r"HKEY_CURRENT_USER\Console", "*"),
-        # Wine's own: where the users' folders are, written when it is asked for the first time.
+        # Wine's own: the paths of user folders, written when they are first queried.
         ("added", "value", r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion", "Users"),
-        # The restore point that each run makes.
+        # The restore point that each run creates.
         ("added", "key", restore_points, ""),
         ("added", "key", restore_points + r"\*", ""),
         ("added", "value", restore_points, "Next"),
         ("changed", "value", restore_points, "Next"),
         ("added", "value", restore_points + r"\*", "*"),
-        # The bench's own: the calls that its model of device installation was given.
+        # The bench's own: the calls to its model of device installation.
         ("added", "key", model, ""),
         ("added", "value", model, "Calls"),
         ("changed", "value", model, "Calls"),
-        # And what its stand-in for the protection of Windows' own files was asked.
+        # And the queries to its stub for the protection of Windows' own files.
         ("added", "value", PROTECTED_FILES, "Asked"),
         ("changed", "value", PROTECTED_FILES, "Asked"),
     ]
 
 
 def check_same(what: str, expected: Iterable[Any], found: Iterable[Any]) -> None:
-    """Both hold the same, in any order."""
+    """Both have the same items, in any order."""
     expected, found = sorted(expected), sorted(found)
     if expected != found:
         missing = _without(expected, found)
@@ -78,7 +78,7 @@ def check_same(what: str, expected: Iterable[Any], found: Iterable[Any]) -> None
 
 
 def check_in_order(what: str, expected: Sequence[str], found: Sequence[str]) -> None:
-    """Both hold the same in the same order."""
+    """Both have the same items in the same order."""
     if list(expected) != list(found):
         at = next((i for i, pair in enumerate(zip(expected, found)) if pair[0] != pair[1]), min(len(expected), len(found)))
         raise AssertionError(
@@ -87,27 +87,27 @@ def check_in_order(what: str, expected: Sequence[str], found: Sequence[str]) -> 
 
 
 def check_gone(run: Run, expected: Iterable[Thing]) -> None:
-    """Of all that the machine held, exactly these things are gone."""
+    """Of everything that was on the machine, exactly these things are gone."""
     check_same("what is gone from the machine", expected, run.gone)
 
 
 def check_gone_exactly(case: Case, run: Run, rows: Iterable[Row]) -> None:
-    """Of all that the machine held, exactly what the rows mean is gone."""
+    """Of everything that was on the machine, exactly what the rows cover is gone."""
     check_gone(run, Expectation(rows, run.before, case.facts).goes)
 
 
 def check_rows_present(case: Case, run: Run, rows: Iterable[Row]) -> None:
-    """The machine held something for every listed row, so that a row that is passed over shows."""
+    """The machine had something for every listed row, so that a skipped row is detected."""
     check_same("rows for which nothing was planted", [], map(str, Expectation(rows, run.before, case.facts).unused))
 
 
 def check_protected_present(case: Case, run: Run, rows: Iterable[Row]) -> None:
-    """The machine held something for every protected row."""
+    """The machine had something for every protected row."""
     check_rows_present(case, run, [Row("listed", row.kind, row.text, row.name) for row in rows if row.fate == "kept"])
 
 
 def check_only_allowed_changes(case: Case, run: Run, *more: AllowedChange) -> None:
-    """What has come or has other details has its reason in allowed_changes, or is one of these further changes."""
+    """Everything that was added or changed is in allowed_changes or among these further changes."""
     found = unexplained_changes(case, run.difference, more)
     check_same("changes for which there is no reason", [], map(_text_of, found))
 
@@ -115,7 +115,7 @@ def check_only_allowed_changes(case: Case, run: Run, *more: AllowedChange) -> No
 def unexplained_changes(
     case: Case, changes: Difference, more: Iterable[AllowedChange] = ()
 ) -> list[tuple[str, Thing, str]]:
-    """What has come or changed without a reason: added or changed, the thing, its details."""
+    """What was added or changed without being allowed: added or changed, the thing, its details."""
     patterns = [
         (change, kind, _pattern(place), _pattern(name))
         for change, kind, place, name in [*allowed_changes(case.facts), *more]
@@ -133,7 +133,7 @@ def unexplained_changes(
 
 
 def check_changes(case: Case, run: Run, expected: Snapshot) -> None:
-    """Beyond what may always change, exactly these things have these other details."""
+    """Apart from what may always change, exactly these things have changed, to these details."""
     check_same(
         "what has other details than before",
         (_text_of(("changed", thing, details)) for thing, details in expected.items()),
@@ -142,17 +142,17 @@ def check_changes(case: Case, run: Run, expected: Snapshot) -> None:
 
 
 def check_marked(run: Run, expected: Iterable[str]) -> None:
-    """The next restart is to delete exactly these paths."""
+    """The next restart will delete exactly these paths."""
     check_same("what is marked for the next restart", expected, run.record.pending)
 
 
 def check_gone_at_restart(run: Run, restarted: Snapshot, expected: Iterable[Thing]) -> None:
-    """Between the run and the restart exactly these things have gone."""
+    """The restart deleted exactly these things."""
     check_same("what the restart removed", expected, difference(run.after, restarted).removed)
 
 
 def check_log_form(log: RunLog) -> None:
-    """A line with the process's number, then lines of four parts, each ended the Windows way."""
+    """A line with the process id, then lines of four parts, each ending in CR LF."""
     assert log.messages, "the log has no messages"
     check_same("log lines of another form", [], log.odd_lines)
 
@@ -162,7 +162,7 @@ def check_stages(log: RunLog, file: str) -> None:
 
 
 def check_section(log: RunLog, header: str, expected: Iterable[str]) -> None:
-    """The section of the log holds exactly these messages, in any order."""
+    """The section of the log has exactly these messages, in any order."""
     assert header in log.messages, f"the log has no section '{header}'"
     check_same(f"the log's section '{header}'", expected, log.section(header))
 
@@ -177,8 +177,8 @@ def check_logged(log: RunLog, message: str) -> None:
 
 
 def check_logged_code(log: RunLog, text: str) -> None:
-    """One whole message of the log is this text with an error code in brackets behind it. The code is any number: after a
-    call that has worked it is whatever the system has left there."""
+    """One message of the log is this text followed by an error code in brackets. The code may be any number: after a
+    successful call it is whatever the last error was."""
     pattern = re.escape(text) + r", Error Code\[-?\d+\]"
     assert any(re.fullmatch(pattern, message) for message in log.messages), f"the log does not say '{text}' with a code"
 
@@ -188,7 +188,7 @@ def expected_lines(file: str) -> list[str]:
 
 
 def expected_stages(file: str, *more: tuple[str, str]) -> list[str]:
-    """The stages of that file with further ones, each behind the first that holds a text: (that text, the stage)."""
+    """The stages in that file with additional ones, each after the first that contains a text: (that text, the stage)."""
     stages = expected_lines(file)
     for behind, stage in more:
         at = next(number for number, line in enumerate(stages) if behind in line)
@@ -205,7 +205,7 @@ def _text_of(change: tuple[str, Thing, str]) -> str:
 
 
 def _without(left: list[Any], right: list[Any]) -> list[Any]:
-    """What the one list holds more than the other, as often as it does."""
+    """The items that one list has more often than the other, repeated accordingly."""
     return sorted((Counter(left) - Counter(right)).elements())
 
 

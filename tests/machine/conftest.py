@@ -1,5 +1,5 @@
-"""Machines for the whole-machine cases. ORV_PROGRAM and BENCH_PROGRAMS name other builds than build/release, BENCH_CASES
-another folder for the machines than build/bench/cases; BENCH_KEEP=1 keeps the machine of a case that has passed too."""
+"""Machines for the whole-machine cases. ORV_PROGRAM and BENCH_PROGRAMS select a build other than build/release, BENCH_CASES a
+folder for the machines other than build/bench/cases. BENCH_KEEP=1 keeps the machines of passed cases too."""
 
 from __future__ import annotations
 
@@ -17,7 +17,7 @@ from bench.session import Build
 from case import Case, prepared_machine
 
 CASES = Path(os.environ.get("BENCH_CASES", BENCH_FOLDER / "cases"))
-# Those that take longest, in the order of their lengths: where several processes share the tests, they are to come first.
+# The cases that take longest, in descending order. They start first when several processes share the tests.
 LONGEST = (
     "test_shipped_manifest",
     "test_interactive_outcomes",
@@ -30,12 +30,12 @@ FAILED = pytest.StashKey[bool]()
 
 
 def pytest_configure() -> None:
-    # Whoever ends the run early gets the machines ended too, as on Ctrl+C.
+    # If the run is terminated, end the machines too, as on Ctrl+C.
     signal.signal(signal.SIGTERM, signal.default_int_handler)
 
 
 def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
-    """Whole-machine runs come before all else, the longest of them first: what is left at the end is short."""
+    """Puts whole-machine runs first, the longest at the start, so that only short tests are left at the end."""
 
     def rank(item: pytest.Item) -> int:
         if item.path.parent != Path(__file__).parent:
@@ -56,7 +56,7 @@ def build() -> Build:
 
 @pytest.fixture(scope="session")
 def prepared(build: Build) -> Iterator[Machine]:
-    """What each case's machine is a copy of. Each of several processes that share the cases has one of its own."""
+    """The machine that each case's machine is copied from. Each test process has its own."""
     folder = CASES / f"prepared-{os.environ.get('PYTEST_XDIST_WORKER', 'alone')}"
     Machine(folder.resolve()).remove()
     try:

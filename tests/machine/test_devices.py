@@ -1,4 +1,4 @@
-"""Machines full of devices and driver packages, the maker's and others' (bench/data/devices.tsv)."""
+"""Machines with many devices and driver packages, of the maker and of others (bench/data/devices.tsv)."""
 
 from __future__ import annotations
 
@@ -22,7 +22,7 @@ from checks import (
 )
 
 DISPLAY_EXTENSION: Line = ("package", "oem43.inf", "Extension", "Orvane Devices, Inc.", "orvdispext.cat")
-# What Windows answers for a package that a device has in use.
+# Windows' error for a package that a device is using.
 IN_USE = "0xE000023D"
 
 
@@ -35,7 +35,7 @@ def with_outcome(outcomes: Outcomes, outcome: str, what: str, *names: str) -> Ou
 
 
 def check_devices(case: Case, run: Run, outcomes: Outcomes) -> None:
-    """Exactly what the outcomes say is gone, driverless or hidden, and everything else of the machine is as it was."""
+    """Exactly the things in the outcomes are gone, driverless or hidden, and everything else is as it was."""
     expected = consequences(outcomes, run.before)
     check_same("expected things that the machine did not hold", [], expected.unknown)
     check_gone(run, expected.gone)
@@ -43,12 +43,12 @@ def check_devices(case: Case, run: Run, outcomes: Outcomes) -> None:
 
 
 def check_calls(run: Run, expected: Sequence[str]) -> None:
-    """The calls that the model of device installation was given, whole and in their order."""
+    """The complete calls to the model of device installation, in order."""
     check_in_order("the calls for devices and packages", expected, model_calls(run.after))
 
 
 def check_device_log(run: Run, expected: Sequence[str]) -> None:
-    """What the log tells of each removal, and what was spared or refused, in its order."""
+    """What the log says about each removal and about devices that were kept or refused, in order."""
     beginnings = "Devices to Uninstall|Successfully|Failed Uninst|Uninstall |Excluding|.?Reboot needed|Setup|CleanDriverStore"
     found = [message for message in run.log.messages if re.match(beginnings, message)]
     check_in_order("the log's lines about removals", expected, found)
@@ -59,8 +59,9 @@ def displays(lines: Iterable[Sequence[str]]) -> list[str]:
 
 
 def test_devices_and_packages(case: Case) -> None:
-    """A silent run takes exactly those that a package of the manifest or the driver store cleaner means, with their driver
-    files, in a fixed order; everything else stays bit for bit, and the restart that one device asks for is due."""
+    """A silent run removes exactly the devices and packages that the manifest or the driver store cleaner selects, with their
+    driver files, in a fixed order. Everything else stays bit for bit, and the restart that one device asks for is
+    announced."""
     plant_devices(case)
     run = case.run()
     assert run.record.exits == [0]
@@ -75,22 +76,22 @@ def test_devices_and_packages(case: Case) -> None:
 
 
 def test_devices_in_a_factory_reset(case: Case) -> None:
-    """A factory reset: display devices and their packages stay, and so do the extensions that belong to them, the display
-    package's key and service, and every driver file; the rest goes as in any run."""
+    """Factory reset: display devices, their packages and extensions, the display package's key and service, and all driver
+    files stay. The rest is removed as in any run."""
     plant_devices(case, DISPLAY_EXTENSION)
     run = case.run(("run", r"C:\bench\ORVCleanupUtility.exe silent launchedForFactoryReset"))
     assert run.record.exits == [0]
     check_devices(case, run, with_outcome(read_outcomes("factory reset"), "stays", "package", "oem43.inf"))
     check_calls(run, expected_lines("device_calls_factory_reset.txt"))
     check_device_log(run, expected_lines("device_log_factory_reset.txt"))
-    # No device that went asks for a restart.
+    # None of the removed devices asks for a restart.
     assert run.record.reboot_required == "absent"
     check_log_form(run.log)
 
 
 def test_devices_that_resist(case: Case) -> None:
-    """A device that can be removed in neither way, one that goes in the second way only, and a package that is refused: the
-    first two stay and are told, everything else goes as in any silent run."""
+    """A device for which both ways of removal fail, one for which only the second works, and a package whose removal is
+    refused. What cannot be removed stays and is reported; everything else is removed as in any silent run."""
     stuck = r"HDAUDIO\FUNC_01&VEN_7A2E&DEV_0100&SUBSYS_01007A2E&REV_1000\7&5F607182&0&0001"
     second_way = r"PCI\VEN_7A11&DEV_15B6&SUBSYS_15B61022&REV_00\4&0A1B2C3D&0&0341"
     plant_devices(
@@ -104,7 +105,7 @@ def test_devices_that_resist(case: Case) -> None:
     run = case.run()
     assert run.record.exits == [0]
     outcomes = with_outcome(read_outcomes("silent"), "stays", "device", stuck)
-    # Its package is asked for after the device only, and its files are told before.
+    # Its package's removal is attempted only after the device's, and its files are collected before.
     check_devices(case, run, with_outcome(outcomes, "stays", "package", "oem28.inf", "oem12.inf"))
     check_calls(run, expected_lines("device_calls_resisting.txt"))
     check_device_log(run, expected_lines("device_log_resisting.txt"))
@@ -113,11 +114,11 @@ def test_devices_that_resist(case: Case) -> None:
 
 
 def test_devices_with_a_kept_gpu(case: Case) -> None:
-    """`gpu` names one graphics card: it stays, and so do its package, which Windows refuses to take, and the files of all
-    display drivers. The other graphics devices go, and so does everything else that goes in a silent run."""
+    """`gpu` names one graphics card. It stays, and so do its package, which Windows refuses to remove, and the files of all
+    display drivers. The other graphics devices are removed, along with everything else that a silent run removes."""
     plant_devices(
         case,
-        # Both ways are refused, the second with the code for a package in use.
+        # Both calls fail, the second with the error for a package in use.
         ("package-fails", "oem10.inf", "DiUninstallDriverW", IN_USE),
         ("package-fails", "oem10.inf", "SetupUninstallOEMInfW", IN_USE),
     )
@@ -132,16 +133,16 @@ def test_devices_with_a_kept_gpu(case: Case) -> None:
 
 
 def test_devices_with_a_kept_gpu_alone(case: Case) -> None:
-    """`gpu` names one graphics card, and Windows refuses nothing: the call that takes a package out of the driver store is
-    documented to take it off the devices that have it in use, too. So the named card stays, with the files that only display
-    drivers have and with the key of the installed packages, but not its package: it goes on with the next driver that
-    fits, which is Windows' own. All else goes as beside a refused package."""
+    """`gpu` names one graphics card, and no call fails. The call that removes a package from the driver store is documented to
+    take it away from the devices that use it. So the card, the files that only display drivers have and the key of the
+    installed packages stay, but the card's package is removed: the card continues with the next driver that fits, which is
+    Windows' own. Everything else is removed as in the previous case."""
     packages = r"HKEY_LOCAL_MACHINE\SOFTWARE\KTL Systems\Install\Packages"
     plant_devices(case, ("value", packages + r"\Graphics", "Version", "24.10"))
     run = case.run(("run", r'C:\bench\ORVCleanupUtility.exe silent gpu "7A11&7550"@"7A11&9999"'))
     assert run.record.exits == [0]
     check_devices(case, run, with_outcome(read_outcomes("gpu"), "gone", "package", "oem10.inf"))
-    # The other run's two refused calls are one that works.
+    # The two failed calls of the other case are one successful call here.
     refused = f"SetupUninstallOEMInfW oem10.inf -> {IN_USE}"
     calls = [call for call in expected_lines("device_calls_gpu.txt") if call != refused]
     check_calls(run, [re.sub(f"(oem10\\.inf -> ){IN_USE}$", r"\g<1>0", call) for call in calls])
@@ -157,15 +158,15 @@ def test_devices_with_a_kept_gpu_alone(case: Case) -> None:
 
 
 def test_devices_on_a_virtual_machine(case: Case) -> None:
-    """The machine full of devices is a virtual one. Behind all that goes in any silent run, every display device that is
-    left goes too, whoever has made it, so that the displays are set up anew; packages, drivers' files and services of the
-    others stay, and the run takes place without a restart into safe mode, although one is asked for."""
+    """The machine is a virtual one. After everything that any silent run removes, the remaining display devices are removed
+    too, whoever made them, so that the displays are set up again. The other makers' packages, driver files and services stay.
+    The run starts at once, although a restart into safe mode is requested."""
     plant_devices(case, ("value", SYSTEM_INFORMATION, "SystemProductName", "Virtual Machine"))
     run = case.run(("run", r"C:\bench\ORVCleanupUtility.exe silent safemode"))
     assert run.record.exits == [0]
     lines = read_lines("devices.tsv")
     check_devices(case, run, with_outcome(read_outcomes("silent"), "gone", "device", *displays(lines)))
-    # What an ordinary silent run asks for, and then the displays of the others, in the order of the machine's tree.
+    # The calls of an ordinary silent run, and then the other makers' displays, in the order of the device tree.
     of_the_others = [
         r"SetupDiRemoveDevice PCI\VEN_7A11&DEV_6600&SUBSYS_66007A11&REV_00\4&1B2C3D4E&0&0010 -> 0",
         r"SetupDiRemoveDevice PCI\VEN_10FF&DEV_1111&SUBSYS_111110FF&REV_A1\4&1B2C3D4E&0&0018 -> 0",
@@ -181,8 +182,8 @@ def test_devices_on_a_virtual_machine(case: Case) -> None:
 
 
 def test_display_extension_takes_every_display(case: Case) -> None:
-    """A package of the maker's display extension: when it goes, every display device goes, whoever has made it and whether
-    or not `gpu` names it, so that Windows sets the displays up anew. Packages and files of the others stay."""
+    """When a package of the maker's display extension is removed, every display device is removed, whoever made it and even if
+    `gpu` names it, so that Windows sets the displays up again. The other makers' packages and files stay."""
     plant_devices(case, DISPLAY_EXTENSION)
     run = case.run(("run", r'C:\bench\ORVCleanupUtility.exe silent gpu "7A11&7550"'))
     assert run.record.exits == [0]

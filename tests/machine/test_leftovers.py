@@ -1,4 +1,4 @@
-"""What the maker's software leaves on a machine goes; what is protected and what only resembles it stays."""
+"""Leftovers of the maker's software are removed; what is protected and what only resembles them stays."""
 
 from __future__ import annotations
 
@@ -33,8 +33,8 @@ EXCLUDED_GPUS = "-----------Excluding GPU's-------------"
 
 
 def test_everything_listed_goes(case: Case) -> None:
-    """A machine that holds something for every generic row and for every rule of the program, and beside each row a
-    neighbour that it does not mean: all that is listed goes, everything else stays bit for bit."""
+    """The machine has something for every generic row and every rule of the program, and next to each a neighbour that the row
+    does not cover. Everything listed is removed, everything else stays bit for bit."""
     case.plant_all_leftovers()
     images = case.listed("process")
     service = case.listed("service")[0]
@@ -56,10 +56,10 @@ def test_everything_listed_goes(case: Case) -> None:
     check_rows_present(case, run, case.rows)
     check_gone_exactly(case, run, case.rows)
     check_only_allowed_changes(case, run)
-    # A folder that holds something protected can't be removed and is marked; nothing asks for a restart.
+    # A folder that contains something protected can't be removed and is marked; nothing asks for a restart.
     check_marked(run, case.listed_folders_that_stay(run.after))
     assert run.record.reboot_required == "absent"
-    # The restart finds those folders not empty either.
+    # Those folders are still not empty at the restart.
     check_gone_at_restart(run, case.restart(), [PENDING_RENAMES])
     check_log_form(run.log)
     check_stages(run.log, "stages_everything_listed.txt")
@@ -67,8 +67,8 @@ def test_everything_listed_goes(case: Case) -> None:
 
 
 def test_everything_protected_stays(case: Case) -> None:
-    """A machine on which all that is there of the maker's is protected: by the manifest's exclusion rows, by `saveORV` the
-    install manager's folder, by `gpu` the key of the installed packages. All of it stays."""
+    """Everything of the maker's on the machine is protected: by the manifest's exclusion rows, by `saveORV` (the install
+    manager's folder) and by `gpu` (the key of the installed packages). All of it stays."""
     protected = [row for row in case.manifest_rows if row.fate == "kept"]
     protected += [Row("kept", "folder", r"C:\Program Files\ORV\PKM"), Row("kept", "key", PACKAGES_KEY)]
     case.plant(lines_for(protected))
@@ -83,8 +83,8 @@ def test_everything_protected_stays(case: Case) -> None:
 
 
 def test_switches_keep_what_they_name(case: Case) -> None:
-    """A full machine and the switches `saveORV` and `gpu`: the install manager's folder and the key of the installed
-    packages stay with all that lies in them, everything else that is listed goes as ever."""
+    """A full machine and the switches `saveORV` and `gpu`: the install manager's folder and the key of the installed packages
+    stay with everything in them, and everything else that is listed is removed as usual."""
     case.plant([*case.leftover_lines(), ("value", PACKAGES_KEY + r"\Graphics", "Version", "24.10")])
     run = case.run(("run", r'C:\bench\ORVCleanupUtility.exe silent saveORV gpu "7A11&744C"'))
     assert run.record.exits == [0]
@@ -97,14 +97,14 @@ def test_switches_keep_what_they_name(case: Case) -> None:
 
 
 def test_nothing_present(case: Case) -> None:
-    """A machine without anything of the maker's but its devices: the run ends well, and nothing has changed but what every
-    run leaves. Rows that mean nothing here are listed as failed where that is how their kind is told."""
+    """Nothing of the maker's is on the machine but its devices. The run succeeds and changes nothing but what every run
+    changes. Rows that match nothing are listed as failed if their kind is reported that way."""
     run = case.run()
     assert run.record.exits == [0]
     check_gone(run, [])
     check_only_allowed_changes(case, run)
     assert run.record.reboot_required == "absent"
-    # A folder that is not there is marked for the restart like one that can't be removed.
+    # A missing folder is marked for the restart like one that can't be removed.
     check_marked(run, case.listed("folder"))
     check_gone_at_restart(run, case.restart(), [PENDING_RENAMES])
     check_log_form(run.log)
@@ -126,8 +126,8 @@ def test_nothing_present(case: Case) -> None:
 
 def test_what_resists(case: Case) -> None:
     """A full machine on which some things can't be removed at once: files that are held open, a registry key that refuses
-    deletion, a service that does not stop. Each lands where it must, everything else goes, and the next restart takes what
-    is marked for it."""
+    deletion, a service that does not stop. Each is reported or marked as it should be, everything else is removed, and the
+    next restart deletes what was marked."""
     held = r"C:\Program Files\ORV\KO\held.dll"
     held_log = r"C:\Program Files\ORV\LM\held.log"
     held_cache = case.facts.local_app_data + r"\ORV\ShaderCache\held.bin"
@@ -148,7 +148,7 @@ def test_what_resists(case: Case) -> None:
     check_rows_present(case, run, case.rows)
     check_gone_exactly(case, run, case.rows + kept)
     check_only_allowed_changes(case, run)
-    # A log that can't be deleted is spared; the others are marked, and with them the folders that they are in.
+    # A log file that can't be deleted is left alone; the others are marked, and so are the folders that contain them.
     check_marked(run, [*case.listed_folders_that_stay(run.after), held, held_cache])
     assert run.record.reboot_required == "1"
     check_gone_at_restart(
@@ -174,8 +174,8 @@ def test_what_resists(case: Case) -> None:
 
 
 def test_links_and_names(case: Case) -> None:
-    """What lies behind a link in a listed folder stays; names that a listed folder can hold on a real machine (blanks,
-    percent signs, umlauts, other scripts, paths beyond 260 characters) go like any other."""
+    """Files behind a link in a listed folder stay. Unusual but real names (blanks, percent signs, umlauts, other scripts,
+    paths of more than 260 characters) are removed like any other."""
     listed = r"C:\Program Files\ORV\KO"
     long_path = listed + "\\a folder with a name of fifty characters, no fewer..x" * 7
     case.plant(
@@ -195,14 +195,14 @@ def test_links_and_names(case: Case) -> None:
             ("file", long_path + r"\at the end.txt"),
         ]
     )
-    # A link in the middle of a listed folder, and a listed folder that is a link.
+    # A link inside a listed folder, and a listed folder that is a link.
     maker = case.machine.drive / "Program Files" / "ORV"
     (maker / "KO" / "way out").symlink_to("../../../Outside")
     (maker / "LM").symlink_to("../../Outside the second")
     run = case.run()
     assert run.record.exits == [0]
-    # Wine refuses to remove a link to a folder that is not empty, where Windows removes the link; so here the links stay,
-    # and with them the folders that hold them, and are marked. Not one file behind them may have gone.
+    # Wine refuses to remove a link to a folder that is not empty, where Windows removes the link. So the links and the
+    # folders that contain them stay here and are marked. Not one file behind them may be gone.
     links = [Row("kept", "file", rf"C:\Program Files\ORV\{name}") for name in (r"KO\way out", "LM")]
     check_gone_exactly(case, run, case.rows + links)
     check_marked(run, [*case.listed("folder"), listed + r"\way out"])
@@ -213,21 +213,21 @@ def test_links_and_names(case: Case) -> None:
 
 
 def test_two_silent_runs(case: Case) -> None:
-    """Two silent runs at once are both carried out: neither refuses, both end well, and the machine is as clean as after
-    one."""
+    """Two silent runs at the same time are both carried out: neither refuses, both succeed, and the machine is as clean as
+    after one."""
     case.plant_all_leftovers()
     run = case.run(("run-twice", r"C:\bench\ORVCleanupUtility.exe silent"))
     assert run.record.exits == [0, 0]
     check_gone_exactly(case, run, case.rows)
-    # When one meets a folder that the other has removed under its hands, its run ends there, and what it has switched off
-    # stays so.
+    # If one of them is reading a folder that the other removes, its run ends there, and the setting that it switched off
+    # stays off.
     searching = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\DriverSearching"
     check_only_allowed_changes(case, run, ("changed", "value", searching, "SearchOrderConfig"))
 
 
 def test_unwritable_manifest(case: Case) -> None:
-    """The manifest can't be extracted, since a folder has its name: the run ends before anything is removed, says so in the
-    log, and its exit code is 0 as ever."""
+    """The manifest can't be extracted because a folder has its name. The run ends before anything is removed and logs that;
+    the exit code is 0 as always."""
     case.plant([*case.leftover_lines(), ("folder", case.facts.work_folder + r"\ScrubList.JSON")])
     run = case.run()
     assert run.record.exits == [0]

@@ -1,4 +1,4 @@
-"""Real installer products on the machine, the maker's and others' (bench/data/products.tsv)."""
+"""Real installer products on the machine, of the maker and of others (bench/data/products.tsv)."""
 
 from __future__ import annotations
 
@@ -21,12 +21,12 @@ from checks import (
 
 
 def test_installed_products(case: Case) -> None:
-    """Those behind an upgrade code of the manifest go, in the first pass, in the retry or by force; every other one stays
-    and still works, the installer's copy of its package included."""
+    """Products with an upgrade code in the manifest are removed, in the first pass, in the retry or by force. Every other
+    product stays and still works, including the installer's copy of its package."""
     products = read_products()
     applications = case.manifest["Packages"]["ORVApplications"]
     apps = case.manifest["InclusionList"]["UWP"]
-    # The applications behind whose upgrade codes the machine has a product, in the manifest's order.
+    # The applications for whose upgrade codes the machine has a product, in the manifest's order.
     behind = {product.behind for product in makers(products)}
     installed = [name for name in applications if name in behind]
     case.install(others(products))
@@ -36,13 +36,13 @@ def test_installed_products(case: Case) -> None:
     assert run.record.exits == [0]
     check_same("products before", (product.name for product in products), known_products(run.before))
     check_same("products after", (product.name for product in others(products)), known_products(run.after))
-    # Exactly what the installation of the maker's products has brought is gone: files, icons, packages, registration.
+    # Exactly what the maker's products installed is gone: files, icons, packages, registration.
     check_gone(run, difference(without_the_makers, run.before).added)
     check_only_allowed_changes(case, run)
 
-    # Marked are the folders that are not there when it is their turn, of the generic rows and of the applications that
-    # went, the one among them that the first pass has removed with its product. They make no restart due: what asks for
-    # one here is the removal of a product.
+    # Marked are the listed folders that do not exist when their turn comes, of the generic rows and of the removed
+    # applications, including the one that the first pass removed with its product. They do not require a restart; what
+    # does so here is the removal of a product.
     folders = {full_path(row, case.facts) for name in installed for row in applications[name]["Directories"]}
     folders |= set(case.listed("folder"))
     absent = {folder for folder in folders if not holds(run.before, "folder", folder)}
@@ -59,14 +59,14 @@ def test_installed_products(case: Case) -> None:
         [f"{name} - {applications[name]['Info']['UpgradeID']}" for name in installed]
         + ["UWP Apps to Uninstall:-------------", *apps],
     )
-    # A failed program of a package ends its removal with 1627, a package's own stop with 1603.
+    # If a program that the package runs fails, the removal ends with 1627; if the package itself aborts, with 1603.
     failures = (("LumioControlPanel64", 1627), ("KOTuning64", 1603), ("OrvaneStreaming64", 1627))
     uninstalled = [f"Failed to uninstall\t:\t{name}\t:\t{code}" for name, code in failures]
     for app in apps:
         uninstalled.append("Attempting to uninstall ORV UWP Application")
         uninstalled.append(f"Finished uninstalling ORV UWP Application: {app}")
     check_section_in_order(run.log, "-----------Uninstalling Applications Started-------------", uninstalled)
-    # Of the control panel's two products the one without a package is forced, after msiexec has removed the other one.
+    # Of the control panel's two products, the one without a package is forced after msiexec has removed the other.
     check_section_in_order(
         run.log,
         "-----------Retry of Failed of Applications---------------",
@@ -80,8 +80,8 @@ def test_installed_products(case: Case) -> None:
     )
     restarted = case.restart()
     check_gone_at_restart(run, restarted, [PENDING_RENAMES])
-    # A repair puts back the file that is missing, from the installer's copy of the package, and leaves the machine as it
-    # was, but for the installer's own note of where the package came from.
+    # A repair restores the missing file from the installer's copy of the package and leaves the machine as it was, except
+    # for the installer's own record of where the package came from.
     assert repair(case.machine, others(products)) == {product.name: True for product in others(products)}
     states = [without(state, lambda thing: "\\SourceList" in thing.place) for state in (restarted, case.snapshot())]
     check_same("the machine after the repair", states[0].items(), states[1].items())

@@ -1,5 +1,5 @@
-"""What others have put in the run's way: links, odd names, files that Windows protects, libraries, programs and files of
-their own. Nothing of theirs goes, is used or is started."""
+"""Obstacles and attacks: links, odd names, files that Windows protects, and other people's libraries, programs and files.
+Nothing of theirs is removed, used or started."""
 
 from __future__ import annotations
 
@@ -37,9 +37,9 @@ SYSTEM = r"C:\windows\system32"
 
 
 def test_links_above(case: Case) -> None:
-    """The maker's folders of all users, its Start Menu folder and the place of old installers are links into a user's own
-    folders. Rows below them are not carried out: each has one line in the log and stands among what failed, and not one of
-    the user's files goes. Everything else that is listed does."""
+    """The maker's folders for all users, its Start Menu folder and the folder of old installers are links into a user's own
+    folders. Rows below them are not carried out: each has one line in the log and counts as failed, and not one of the user's
+    files is removed. Everything else that is listed is."""
     case.plant([("file", r"C:\Program Files\ORV\KO\goes.dll"), ("file", r"C:\ProgramData\KTL\LM\goes.dat")])
     shortcuts = rf"{PROGRAMS}\Brimwood Install Manager"
     link_to_own(case, r"C:\ProgramData\Brimwood", "films", r"Downloads\thesis.txt", r"Downloads\holiday\film.bin")
@@ -57,7 +57,7 @@ def test_links_above(case: Case) -> None:
 
     folders, files = below_links("folder"), below_links("file")
     assert folders and files
-    # What could be removed at once needs no mark.
+    # What could be removed at once need not be marked.
     others = [folder for folder in case.listed("folder") if folder not in folders]
     check_marked(run, [folder for folder in others if Thing("folder", folder) not in run.gone])
     check_section(run.log, FAILED_FOLDERS, folders)
@@ -78,7 +78,7 @@ def own_folder(case: Case) -> str:
 
 
 def link_to_own(case: Case, place: str, name: str, *files: str) -> None:
-    """A link in a place of the maker's, to a folder of the user's own with files in it."""
+    """A link in one of the maker's places to a folder with a user's own files."""
     folder = case.machine.host_path(rf"{own_folder(case)}\{name}")
     folder.mkdir(parents=True)
     for file in files:
@@ -89,8 +89,9 @@ def link_to_own(case: Case, place: str, name: str, *files: str) -> None:
 
 
 def test_odd_names(case: Case) -> None:
-    """Listed folders hold names that a plain path cannot mean: they end in dots or blanks, or are those of devices. What
-    such a path would mean instead is a link to somebody's own files. The odd names go, and nothing behind the links does."""
+    """Listed folders contain names that a plain path cannot express: they end in dots or blanks, or are device names. What
+    such a path would mean instead is a link to somebody's own files. The odd names are removed, and nothing behind the links
+    is."""
     listed = r"C:\Program Files\ORV\KO"
     package = r"C:\ORV\Packages\linked"
     outside = case.machine.drive / "Outside"
@@ -101,14 +102,14 @@ def test_odd_names(case: Case) -> None:
     plant_odd_names(case, listed, *names)
     plant_odd_names(case, r"C:\ORV\Packages\setup", *names)
     plant_odd_names(case, package, "sub.")
-    # What plain paths of these names would mean.
+    # What plain paths with these names would mean.
     links = [rf"{listed}\{name}" for name in ("sub", "blank", "dots", "mixed")]
     for link in [*links, rf"{package}\sub"]:
         case.machine.host_path(link).symlink_to(outside)
     run = case.run()
     assert run.record.exits == [0]
-    # Wine refuses to remove a link to a folder that is not empty, where Windows removes the link; so here the links stay,
-    # and with them the folders that hold them.
+    # Wine refuses to remove a link to a folder that is not empty, where Windows removes the link. So the links and the
+    # folders that contain them stay here.
     kept = [Row("kept", "file", link) for link in [*links, rf"{package}\sub"]]
     check_gone_exactly(case, run, [*case.rows, Row("listed", "folder", r"C:\ORV"), *kept])
     check_marked(run, case.listed("folder") + links)
@@ -119,7 +120,7 @@ def test_odd_names(case: Case) -> None:
 
 
 def plant_odd_names(case: Case, place: str, *names: str) -> None:
-    """Folders with such names in a folder of the drive, and odd names in each. No program of the machine could make them."""
+    """Creates folders with such names in a folder of the drive, with odd names in each. No program on the machine could."""
     folder = case.machine.host_path(place)
     for name in names:
         (folder / name / "inner. ").mkdir(parents=True)
@@ -130,7 +131,7 @@ def plant_odd_names(case: Case, place: str, *names: str) -> None:
 
 
 def sound_lines(number: int, *files: str) -> list[Line]:
-    """A sound device of the maker's with its driver package, and the files of its driver."""
+    """A sound device of the maker's with its driver package and its driver files."""
     device = rf"HDAUDIO\FUNC_01&VEN_7A11&DEV_AA0{number}"
     maker = "Orvane Devices, Inc."
     return [
@@ -156,16 +157,16 @@ def check_refusals(run: Run, expected: Iterable[str]) -> None:
 
 
 def test_windows_own_files(case: Case) -> None:
-    """Files that Windows protects stay, whatever has led to them: a driver that is removed, a row, a pattern, a listed
-    folder. Their neighbours go. A second run, on a machine that cannot say any more what it protects, takes the maker's files
-    all the same and keeps what a driver has in common with Windows."""
+    """Files that Windows protects stay, whether they belong to a removed driver, a row names them, a pattern matches them or a
+    listed folder contains them. Their neighbours are removed. A second run, on a machine that can no longer say what it
+    protects, removes the maker's files all the same and keeps what a driver shares with Windows."""
     shared = r"C:\Program Files\Common Files\Sound"
     driver, driver_kept = rf"{SYSTEM}\drivers\orvsound.sys", rf"{SYSTEM}\drivers\portcls.sys"
     elsewhere, elsewhere_kept = rf"{shared}\orvfx.dll", rf"{shared}\effects.dll"
     row, row_kept = r"C:\windows\syswow64\orvtelemetry.dat", rf"{SYSTEM}\orvtelemetry.dat"
     pattern, pattern_kept = rf"{SYSTEM}\ORV\gpu-2.log", rf"{SYSTEM}\ORV\gpu-1.log"
     walk, walk_kept = (rf"{SYSTEM}\ORV\Telemetry\deeper\{name}.dat" for name in ("other", "of windows"))
-    # Not below the Windows folder and no driver's file: nobody asks.
+    # Neither below the Windows folder nor a driver file: Windows is not asked.
     row_elsewhere = r"C:\Program Files\ORV\lumio-setup-1.log"
     planted = [row_kept, row, pattern_kept, pattern, rf"{SYSTEM}\ORV\other.log", walk_kept, walk, row_elsewhere]
     protected = [driver_kept, elsewhere_kept, row_kept, pattern_kept, walk_kept, row_elsewhere]
@@ -193,7 +194,7 @@ def test_windows_own_files(case: Case) -> None:
     check_section(run.log, FAILED_FILES, as_listed)
     check_log_form(run.log)
 
-    case.machine.host_path(case.facts.log).unlink()  # the second run writes one of its own
+    case.machine.host_path(case.facts.log).unlink()  # the second run writes a new one
     case.plant([*sound_lines(2, driver, driver_kept), ("number", PROTECTED_FILES, "Error", "1084")])
     run = case.run()
     assert run.record.exits == [0]
@@ -205,14 +206,14 @@ def test_windows_own_files(case: Case) -> None:
 
 
 def test_planted_libraries(case: Case) -> None:
-    """Libraries that lie beside the program, and in the folder from which it is started, are not loaded, whatever the
-    program calls by their names: the run finds the machine's own and does its work."""
-    # The machine knows no known libraries, and is not made to prefer planted files of their names. Its user32 needs version,
-    # which Windows' own does not, and would take the planted one.
+    """Libraries next to the program, and in the folder from which it is started, are not loaded, even if the program needs
+    libraries with these names: the run uses the machine's own and does its work."""
+    # Wine has no known libraries, so files with their names are not planted. Its user32 needs version, which Windows' user32
+    # does not, and would load the planted one.
     delayed = {file.stem for file in (ROOT / "src" / "system" / "delayed").glob("*.def")}
     assert delayed
     libraries = sorted({"srclient", "sfc"} | delayed - {"version"})
-    # Without this a machine takes its own library in the place of a file beside a program.
+    # Without this, Wine prefers its built-in library to a file next to a program.
     overrides = rf"HKEY_CURRENT_USER\Software\Wine\AppDefaults\{PROGRAM}\DllOverrides"
     case.plant(
         [
@@ -228,18 +229,18 @@ def test_planted_libraries(case: Case) -> None:
     assert run.record.exits == [0]
     loaded = case.machine.bench / "loaded.log"
     assert not loaded.exists(), f"planted libraries were loaded:\n{loaded.read_text()}"
-    # The machine's own were: devices are removed through one, the report asks another for a version.
+    # The machine's own were loaded: devices are removed through one, the report reads a version through another.
     check_logged(run.log, "-----------Drivers Eligible to Unistall-------------")
     check_logged(run.log, FAILED_DRIVER_FILES)
 
 
 def test_planted_programs(case: Case) -> None:
-    """Programs with the names of the system's tools lie beside the program, in the folder from which it is started and along
-    the PATH. None of them is started: the run and the batch file of the restart call the tools of the system folder."""
+    """Programs with the names of system tools are next to the program, in the folder from which it is started and on the PATH.
+    None of them is started: the run and the batch file for the restart call the tools in the system folder."""
     tools = ("bcdedit", "cmd", "expand", "msiexec", "net", "powershell", "schtasks", "shutdown", "taskkill")
     recorded = ("bcdedit.exe", "shutdown.exe", r"WindowsPowerShell\v1.0\powershell.exe")
     folders = (r"C:\bench", r"C:\downloads", r"C:\elsewhere")
-    # Without this a machine takes its own program in the place of a file of that name.
+    # Without this, Wine prefers its built-in program to a file of that name.
     overrides = r"HKEY_CURRENT_USER\Software\Wine\DllOverrides"
     case.plant(
         [
@@ -268,7 +269,7 @@ def test_planted_programs(case: Case) -> None:
     callers = [path.lower() for path, _ in case.calls()]
     planted = [path for path in callers if path.startswith(tuple(f"{folder}\\".lower() for folder in folders))]
     check_same("planted programs that were started", [], planted)
-    # The machine's own were: each has done its work, or says that it was called.
+    # The machine's own were started: each has done its work or recorded its call.
     assert run.record.processes[process] == "ended"
     gone = [row for row in case.manifest_rows if row.kind == "task" and row.fate == "listed"]
     check_gone_exactly(case, run, [*gone, Row("listed", "file", cached_driver)])
@@ -277,9 +278,9 @@ def test_planted_programs(case: Case) -> None:
 
 
 def test_swapped_files(case: Case) -> None:
-    """Another program of the user tries to have its own files taken for those that the run writes and then uses. A manifest
-    that it holds in the place of the extracted one is not obeyed; a link in that place is not written through; and the batch
-    file of the restart stays as it is while it runs."""
+    """Another program of the user tries to replace files that the run writes and then uses. A manifest that it holds open in
+    place of the extracted one is not read; a link in that place is not written through; and the batch file for the restart
+    cannot be changed while it runs."""
     machine = case.machine
     manifest = case.facts.work_folder + r"\ScrubList.JSON"
     work_folder = machine.host_path(case.facts.work_folder)
@@ -303,7 +304,7 @@ def test_swapped_files(case: Case) -> None:
     check_logged(run.log, "Loading ScrubList.JSON File Failed!!!")
     check_logged(run.log, "CleanUp:: No such node (Generic.ScheduledTasks)")
 
-    # A link in the place of the work folder: nothing is written behind it but the log, and nothing is removed.
+    # A link in place of the work folder: only the log is written behind it, and nothing is removed.
     shutil.rmtree(work_folder)
     behind = machine.host_path(r"C:\Precious\folder")
     behind.mkdir()
@@ -315,8 +316,8 @@ def test_swapped_files(case: Case) -> None:
     work_folder.unlink()
     work_folder.mkdir()
 
-    # A link in the place of the manifest: the run replaces it and does its work. It is a hard one, since the machine deletes
-    # what the other kind leads to, where Windows deletes the link.
+    # A link in place of the manifest: the run replaces it and does its work. It is a hard link, because Wine deletes the
+    # target of a symbolic one, where Windows deletes the link.
     precious = machine.host_path(document)
     content = precious.read_bytes()
     machine.host_path(manifest).hardlink_to(precious)
@@ -326,9 +327,9 @@ def test_swapped_files(case: Case) -> None:
     check_logged(run.log, FAILED_DRIVER_FILES)
     check_gone_exactly(case, run, [*case.rows, Row("listed", "file", manifest)])
 
-    # The batch file. The attack is made while it runs, and its next line is still ours. It comes last, since the next start
-    # of the machine would bring the program back. The attacks on the batch file of no run, at the ends of the runs before,
-    # are no matter.
+    # The batch file. It is attacked while it runs, and its next line is still ours. This comes last, because the next start
+    # of the machine would start the program again. The earlier runs call the attacker at their ends too, without a batch file;
+    # those attacks do not matter.
     attacks = machine.bench / "attack.log"
     attacks.unlink(missing_ok=True)
     case.run(("run-until", r"C:\bench\commands.log", "shutdown", r"C:\bench\ORVCleanupUtility.exe silent safemode"))
@@ -338,14 +339,14 @@ def test_swapped_files(case: Case) -> None:
 
 
 def test_child_outlives_its_run(case: Case) -> None:
-    """A run is ended while a tool that it has called is still at work. The tool has nothing of the run's that another could
-    need: the next run writes its log."""
+    """A run is terminated while a tool that it called is still running. The tool has inherited nothing that the next run
+    needs: that run writes its log."""
     case.plant(use_own("expand.exe"))
     case.machine.put(case.build.bench_program("lingering_program"), rf"{SYSTEM}\expand.exe")
     cached_driver = put_cached_driver(case.machine)
     run = case.run(
         ("run-leaving", r"C:\bench\lingering.log", "at work", r"C:\bench\ORVCleanupUtility.exe silent"),
-        # The next run has nothing to ask the tool about.
+        # The next run has no reason to call the tool.
         ("run", f"cmd.exe /c del {cached_driver}"),
         RUN_SILENT,
     )

@@ -1,4 +1,4 @@
-"""A machine on which every row of the shipped manifest means something."""
+"""A machine with something for every row of the shipped manifest."""
 
 from __future__ import annotations
 
@@ -15,10 +15,9 @@ from checks import check_changes, check_gone, check_log_form, check_rows_present
 
 
 def test_shipped_manifest(case: Case) -> None:
-    """Files, folders, keys, values, services, tasks, shortcuts and running programs of all packages, an installed product
-    behind the upgrade code of each application that has rows, a device for each driver package; and beside each of them a
-    neighbour that no row means. Everything that a run considers goes, what is protected and every neighbour stays bit for
-    bit."""
+    """Files, folders, keys, values, services, tasks, shortcuts and running programs of all packages, an installed product for
+    the upgrade code of each application that has rows, and a device for each driver package; next to each, a neighbour that no
+    row covers. Everything that a run considers is removed; what is protected and every neighbour stay bit for bit."""
     products = products_of_applications(case)
     case.install(others(products))
     without_the_makers = case.snapshot()
@@ -26,10 +25,10 @@ def test_shipped_manifest(case: Case) -> None:
     brought = difference(without_the_makers, case.snapshot()).added
 
     devices = manifest_devices(case.manifest)
-    # The rows of a package go with a product, or with a device that counts as the package's.
+    # A package's rows are removed with its product, or with a device that counts for the package.
     fates = {product.behind: "listed" for product in makers(products)}
     fates |= {name: "listed" for name in devices.credited} | {name: "kept" for name in devices.spared}
-    # Else rows of a package would be missing without notice.
+    # Otherwise the rows of a package might be missing unnoticed.
     lists = ("RegistryKeys", "RegistryValues", "Directories")
     drivers = case.manifest["Packages"]["ORVDrivers"]
     without_a_device = [
@@ -37,7 +36,7 @@ def test_shipped_manifest(case: Case) -> None:
     ]
     check_same("rows of driver packages for which no device counts", [], without_a_device)
     planted = generic_rows(case.manifest, case.facts) + package_rows(case.manifest, fates, case.facts)
-    # The PCI filter's service is spared by name; program_leftovers.tsv plants it.
+    # The PCI filter's service is kept by name; program_leftovers.tsv plants it.
     planted.remove(Row("listed", "service", "orvpcifd"))
     rows = planted + read_rows("program_rows.tsv")
     case.plant(read_lines("program_leftovers.tsv") + devices.lines + lines_with_neighbours(planted))
@@ -58,7 +57,7 @@ def test_shipped_manifest(case: Case) -> None:
 
 
 def products_of_applications(case: Case) -> list[Product]:
-    """One behind each application with rows, and one beside them of the maker's that no package means."""
+    """A product for each application with rows, and one of the maker's that no package covers."""
     lists = ("Files", "RegistryKeys", "RegistryValues", "Process", "Directories")
     names = [
         name

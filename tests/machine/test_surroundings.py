@@ -1,4 +1,4 @@
-"""What stands around a removal: the install manager, old installers, the update cache, the system's tools, safe mode."""
+"""What else a run deals with: the install manager, old installers, the update cache, system tools, safe mode."""
 
 from __future__ import annotations
 
@@ -29,7 +29,7 @@ HANDLE_TASKS = "-----------HandleScheduledTasks Getting all data-------------"
 
 def test_around_the_run(case: Case) -> None:
     """The install manager's tracker file with commands and rows of every kind, the folders of old installers, and the update
-    cache with a driver package in it. Everything listed goes, every neighbour stays."""
+    cache with a driver package. Everything listed is removed, every neighbour stays."""
     rows = surrounding_rows()
     case.plant(surrounding_lines())
     give_expand(case.machine, case.build)
@@ -38,8 +38,8 @@ def test_around_the_run(case: Case) -> None:
     run = case.run(("start-process", tracked), ("start-process", neighbour), RUN_SILENT)
     assert run.record.exits == [0]
     assert run.record.processes == {tracked: "ended", neighbour: "running"}
-    # The commands, in their order: one has ended and left its mark, one has outlived its time of a second and was left
-    # alone until the processes' turn, one is missing and cost nothing but its line.
+    # The commands, in order: one ended and left its mark; one timed out after a second and kept running until the process
+    # stage; one is missing, which only costs a log line.
     assert case.commands("stop.exe") == [rf'"{HOST}\stop.exe" -quiet "two words"']
     check_section(
         run.log,
@@ -60,13 +60,13 @@ def test_around_the_run(case: Case) -> None:
 
 
 def test_commands_reach_the_tools(case: Case) -> None:
-    """The system tools that the run calls get exactly these command lines: PowerShell one for each store app of the
-    manifest, the task scheduler's tool one for each listed task. A recording program stands in their places."""
+    """The system tools get exactly these command lines: PowerShell one for each store app of the manifest, the task
+    scheduler's tool one for each listed task. A recording program replaces them."""
     case.plant([("task", task) for task in case.listed("task")] + use_own("schtasks.exe"))
     case.record_calls_of(r"WindowsPowerShell\v1.0\powershell.exe", "schtasks.exe")
     run = case.run()
     assert run.record.exits == [0]
-    # What is recorded was not carried out: the tasks stay, and nothing else had to go.
+    # Recorded commands are not carried out, so the tasks stay, and there was nothing else to remove.
     check_gone(run, [])
     check_only_allowed_changes(case, run)
     powershell = r"C:\windows\System32\WindowsPowerShell\v1.0\powershell.exe"
@@ -78,13 +78,13 @@ def test_commands_reach_the_tools(case: Case) -> None:
         ],
         case.commands("powershell.exe"),
     )
-    # The tasks' deletions are not waited for, so their lines come in any order.
+    # The run does not wait for task deletions, so their lines come in any order.
     check_same(
         "the commands for the task scheduler",
         [f'schtasks /delete /TN "{task}" /F' for task in case.listed("task")],
         case.commands("schtasks.exe"),
     )
-    # The support type's task is asked for in a folder whose name nothing expands: it is not reached, and counts as reached.
+    # The command for the support type's task names a folder with a variable that nothing expands: it fails but counts as run.
     support = 'schtasks /Run /TN "ORVScoSupportTypeUpdate"'
     check_section(
         run.log,
@@ -98,10 +98,11 @@ def test_commands_reach_the_tools(case: Case) -> None:
 
 
 def test_safe_mode_road(case: Case) -> None:
-    """The whole road through safe mode: the first run leaves the command that brings the program back, asks for the restart
-    and removes nothing but tasks; the start of the machine carries that command out, and the run cleans the machine and
-    takes safe mode out of the boot settings. A machine here knows no safe boot, and a second run in a normal boot would ask
-    for the restart again. So it is a virtual machine from its restart on: there the same command line goes in place."""
+    """The complete path through safe mode. The first run registers the command that starts the program again, requests the
+    restart and removes nothing but tasks. When the machine starts it carries that command out, and the second run cleans the
+    machine and takes safe mode out of the boot settings. Wine has no safe boot, and a second run in a normal boot would ask
+    for the restart again; so the machine becomes a virtual machine at its restart, where the same command line runs in
+    place."""
     case.plant(
         [
             *case.leftover_lines(),
@@ -128,7 +129,7 @@ def test_safe_mode_road(case: Case) -> None:
     sequence = "-----------Deletion of Preuninstall Registries Values Started-------------"
     assert sequence not in first.log.messages, "the sequence is for the second run"
 
-    # The machine starts the program from what the first run has left behind, before anything else, and waits for its end.
+    # The machine starts the program from the entry that the first run left, before anything else, and waits until it ends.
     (case.machine.bench / "commands.log").unlink()
     first.after = case.restart()
     del first.difference
@@ -142,8 +143,8 @@ def test_safe_mode_road(case: Case) -> None:
 
 
 def test_silent_reboot(case: Case) -> None:
-    """`silent reboot`: the run restarts the machine at its end, without a question. Every program ends with the machine, the
-    one that has started the run among them; what was marked for the restart goes, and so does the word that one is due."""
+    """`silent reboot`: the run restarts the machine at its end without asking. The restart ends every program, including the
+    one that started the run, deletes what was marked, and clears the notice that a restart is due."""
     held = r"C:\Program Files\ORV\KO\held.dll"
     neighbour = r"C:\Program Files\Other\held.dll"
     case.plant([*case.leftover_lines(), ("file", held), ("file", neighbour)])
@@ -153,10 +154,10 @@ def test_silent_reboot(case: Case) -> None:
         ("hold-file", neighbour),
         ("run", r"C:\bench\ORVCleanupUtility.exe silent reboot"),
     )
-    # What a session writes down behind the run is only come to when the machine does not restart.
+    # The session records these after the run, so they only appear if the machine does not restart.
     assert run.record == Record(), "the session has gone on behind the run"
 
-    # The file that was held and its folder were marked, and have gone with all else. Nothing is left for another start.
+    # The file that was held open and its folder were marked and are gone like everything else. Nothing is left pending.
     check_rows_present(case, run, case.rows)
     check_gone_exactly(case, run, case.rows)
     check_only_allowed_changes(case, run)
@@ -164,7 +165,7 @@ def test_silent_reboot(case: Case) -> None:
     check_same("the restart has left pending work", [], pending)
     check_gone_at_restart(run, case.restart(), [])
 
-    # What tells other programs that a restart is due is gone with it.
+    # The notice for other programs that a restart is due is gone.
     assert hold(case.machine, [("record-value", *REBOOT_REQUIRED)]).reboot_required == "absent"
 
     check_log_form(run.log)

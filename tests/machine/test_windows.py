@@ -1,5 +1,5 @@
-"""Runs with windows, on a screen, with a user who does what a list says (bench/programs/window_driver.cpp). BENCH_KEEP=1
-keeps a picture of each window in the case's folder."""
+"""Runs with windows, on a screen, with a simulated user who follows a list (bench/programs/window_driver.cpp). BENCH_KEEP=1
+keeps a screenshot of each window in the case's folder."""
 
 from __future__ import annotations
 
@@ -34,7 +34,7 @@ CONSENT = [
     "control\t-1\tThis process will remove ORV drivers and applications such as graphics drivers, audio drivers, and ORV "
     "Software. This process will not remove or modify ORV chipset drivers.",
 ]
-# What the user sees first in every run, up to the question for consent.
+# What the user sees first in every run, up to the consent dialog.
 UNTIL_CONSENT = [
     f"window\tsafe-mode\t{TITLE}",
     "control\t6\t&Yes",
@@ -67,7 +67,7 @@ def on_screen(case: Case) -> Iterator[Case]:
 
 def run_with_user(case: Case, windows: list[tuple[str, ...]], *lines: tuple[str, ...]) -> Run:
     run = case.run_with_user(windows, *lines)
-    # What Wine notes down about its graphics and its monitor gets new numbers whenever it looks at the screen anew.
+    # Wine renumbers what it stores about graphics and the monitor whenever it examines the screen.
     own = re.compile(r"\\Enum\\(DISPLAY\\Default_Monitor|PCI\\VEN_0000&DEV_0000&[^\\]*)\\")
     run.before, run.after = (
         without(state, lambda thing: bool(own.search(thing.place + "\\"))) for state in (run.before, run.after)
@@ -82,15 +82,15 @@ def check_windows(case: Case, expected: list[str]) -> None:
 
 
 def check_pictures(case: Case, *names: str) -> None:
-    """Each shows the texts of its window: within each control that has one, light and dark are far apart."""
+    """Each screenshot shows the texts of its window: there is enough contrast within each control that has a text."""
     for name in names:
         check_same(f"controls without a text in the picture {name}", [], unreadable_controls(case.pictures, name))
 
 
 def test_interactive_run(on_screen: Case) -> None:
-    """A whole run as a user sees it: the question about safe mode, the consent, the splash window, the finish dialog with the
-    report and the About box, the question about the restart. The windows come in this order, and the machine is clean behind
-    them."""
+    """A complete run as a user sees it: the question about safe mode, the consent, the splash window, the finish dialog with
+    the report and the About box, the question about the restart. The windows appear in this order, and the machine is clean
+    afterwards."""
     case = on_screen
     case.plant(
         read_lines("program_leftovers.tsv")
@@ -99,7 +99,7 @@ def test_interactive_run(on_screen: Case) -> None:
     )
     run = run_with_user(case, read_lines("windows_whole_run.tsv"))
     success = "The ORV Cleanup Utility has successfully completed."
-    # The dots are on the move: which of them is filled when the user looks is chance.
+    # The dots are moving, so which of them is filled at this moment is random.
     seen = [re.sub(r"^(control\t1005\t)(○ ◉ ○|○ ○ ◉)$", r"\1◉ ○ ○", line) for line in case.windows_seen()]
     check_in_order(
         "the windows and what they show",
@@ -135,8 +135,8 @@ def test_interactive_run(on_screen: Case) -> None:
 
 
 def test_interactive_outcomes(on_screen: Case) -> None:
-    """The finish dialog when not all went well. A product that refuses its removal gives warnings, though it goes by force
-    in the end; a device that can be removed in neither way gives a failure. Each has its own text and picture."""
+    """The finish dialog after problems. A product that refuses its removal gives a warning, though it is finally removed by
+    force; a device for which both ways of removal fail gives a failure. Each has its own text and picture."""
     case = on_screen
     products = read_products("product_that_resists.tsv")
     case.install(others(products))
@@ -148,12 +148,12 @@ def test_interactive_outcomes(on_screen: Case) -> None:
     warnings = finish("The ORV Cleanup Utility has completed with warnings.")
     check_windows(case, [*UNTIL_CONSENT, "gone", *warnings, "gone", *RESTART])
     warnings_picture = keep_outcome_picture(case, "warnings")
-    # The product has gone all the same.
+    # The product is gone all the same.
     check_gone(run, difference(without_the_makers, run.before).added)
     check_only_allowed_changes(case, run)
     check_log_form(run.log)
 
-    # The second run leaves a log and a report of its own.
+    # The second run writes its own log and report.
     shutil.rmtree(case.machine.host_path(case.facts.work_folder))
     case.plant(read_lines("device_that_resists.tsv"))
     # Esc acts as the dialog's button.
@@ -170,7 +170,7 @@ def test_interactive_outcomes(on_screen: Case) -> None:
 
 
 def keep_outcome_picture(case: Case, name: str) -> bytes:
-    """The picture beside the outcome's text: its place, and the size of the smallest of the three."""
+    """The picture next to the outcome's text: its position, and the size of the smallest of the three."""
     check_pictures(case, "outcome")
     picture = case.folder / f"{name}.png"
     crop(case.pictures, "outcome", picture, line=2, part="34x32+90+25")
@@ -180,10 +180,10 @@ def keep_outcome_picture(case: Case, name: str) -> bytes:
 
 
 def test_interactive_refusals(on_screen: Case) -> None:
-    """Runs that are refused: while Windows Update is at work, and while another one runs; the user then takes the consent to
-    that one back. The boxes say why, and nothing of the machine goes."""
+    """Refused runs: while Windows Update is running, and while another instance runs, for which the user then declines
+    consent. The message boxes say why, and nothing is removed."""
     case = on_screen
-    # There is something to be removed.
+    # There is something to remove.
     case.plant(lines_with_neighbours(case.manifest_rows))
     update = r"C:\bench\wuauclt.exe"
     case.machine.put(case.build.bench_program("waiting_program"), update)
@@ -211,11 +211,11 @@ def test_interactive_refusals(on_screen: Case) -> None:
     check_windows(case, [*UNTIL_CONSENT, *refusal, *CONSENT, "gone"])
     check_pictures(case, "second_instance")
     check_gone(run, [])
-    # The manifest and the switched-off search for drivers are put back at the end of a run that the user has agreed to.
+    # The manifest file and the driver search setting are cleaned up only at the end of a run that the user consented to.
     search = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\DriverSearching"
     setting = Thing("value", search, "SearchOrderConfig")
     check_same("what has come", [Thing("file", case.facts.work_folder + r"\ScrubList.JSON")], run.difference.added)
     check_same("what has other details", [Thing("file", case.facts.log), setting], run.difference.changed)
     assert run.after[setting] == "dword:00000000"
-    # The second one has left the first one's log alone.
+    # The second instance left the first one's log alone.
     check_log_form(run.log)
