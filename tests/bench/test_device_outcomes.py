@@ -1,4 +1,4 @@
-"""What an outcome of a device or package means for the things of a snapshot."""
+"""What outcomes of devices and packages mean for the things in a snapshot."""
 
 from __future__ import annotations
 

@@ -12,7 +12,7 @@ HKLM = "HKEY_LOCAL_MACHINE"
 
 
 def gone(rows: list[Row], *texts: str) -> set[str]:
-    """Of the things that the texts name, those that go, as texts; what is around them is judged along with them."""
+    """The removed ones among the things named by the texts and their parents, as texts."""
     return {str(item).replace("  [", " | ").removesuffix("]") for item in expected_gone(rows, snapshot(*texts), FACTS)}
 
 

@@ -1,4 +1,4 @@
-"""Hives, rows, logs and records are read as they are written."""
+"""Hives, rows, logs and records are read correctly."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""Facts and snapshots for the unit tests, in a line each."""
+"""Facts and snapshots for the unit tests, one line each."""
 
 from __future__ import annotations
 
@@ -16,14 +16,14 @@ FACTS = Facts(
 
 
 def thing(text: str) -> Thing:
-    """`kind place`, and for a value ` | name` behind it."""
+    """`kind place`, followed by ` | name` for a value."""
     kind, _, rest = text.partition(" ")
     place, _, name = rest.partition(" | ")
     return Thing(kind, place, name)
 
 
 def snapshot(*texts: str) -> Snapshot:
-    """What the texts name, with the folders and keys around it."""
+    """A snapshot of what the texts name, with parent folders and keys."""
     things: Snapshot = {}
     for text in texts:
         item = thing(text)

@@ -1,7 +1,5 @@
-"""A test machine for the benchmark: cloned, given programs, measured on, listed and thrown away.
-
-What a machine is stands in the package bench, which does the work.
-"""
+"""A test machine for the benchmark: cloned, given programs, measured on, listed and thrown away. The package bench does
+the work."""
 
 import contextlib
 import ctypes
@@ -40,13 +38,13 @@ __all__ = [
     "on_one_processor",
     "read_record",
 ]
-# How long what is measured may take.
+# The time limit for a measured program.
 LIMIT_SECONDS = 900
 
 
 @dataclass
 class Watched:
-    """What was seen of a program that was looked at while it ran."""
+    """What was observed of a program while it ran."""
 
     milliseconds: float
     memory_bytes: int = 0
@@ -55,7 +53,7 @@ class Watched:
 
 @dataclass
 class Record:
-    """What the stopwatch wrote down in one session."""
+    """What the stopwatch recorded in one session."""
 
     times: dict[str, float] = field(default_factory=dict)
     watched: dict[str, Watched] = field(default_factory=dict)
@@ -91,7 +89,7 @@ def on_one_processor() -> Iterator[None]:
 
 
 def read_record(path: Path) -> Record:
-    """Reads what programs/stopwatch.cpp writes."""
+    """Reads the output of programs/stopwatch.cpp."""
     record = Record()
     for line in path.read_text(encoding="utf-8").splitlines():
         kind, name, *rest = line.split("\t")
@@ -105,7 +103,7 @@ def read_record(path: Path) -> Record:
 
 
 class Machine:
-    """One test machine, which is a folder."""
+    """One test machine."""
 
     def __init__(self, folder: Path) -> None:
         self.folder = folder
@@ -123,17 +121,17 @@ class Machine:
 
     @property
     def log_on_machine(self) -> str:
-        """The same file as the machine knows it."""
+        """The same file as a Windows path."""
         return facts_of(self._machine).log
 
     def clone(self, folder: Path) -> "Machine":
-        """A new machine that is like this one."""
+        """A copy of this machine."""
         subprocess.run(["cp", "-a", str(self.folder), str(folder)], check=True)
         return Machine(folder)
 
     def prepare(self, devices: bool = False) -> None:
-        """Brings all programs of the benchmark; with `devices` also the model of device installation."""
-        # Asked here, so that no machine is asked while it is measured: the answer goes along with the copies.
+        """Copies all programs of the benchmark to the machine; with `devices` also the model of device installation."""
+        # Ask now, so that no copy is asked while it is measured: the answer is copied along.
         facts_of(self._machine)
         if devices:
             prepare(self._machine, Build())
@@ -155,11 +153,11 @@ class Machine:
         self._machine.dll_overrides += f";{program}="
 
     def write_script(self, name: str, text: str) -> None:
-        """Puts a script beside the benchmark's programs."""
+        """Writes a script next to the benchmark's programs."""
         (self._machine.bench / name).write_bytes(text.encode("ascii"))
 
     def measure(self, lines: list[str]) -> Record:
-        """Has the stopwatch carry out a list, waits until the machine has settled and returns the record."""
+        """Lets the stopwatch carry out a list, waits until the machine has settled and returns the record."""
         (self._machine.bench / "list.tsv").write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
         paths = [rf"C:\bench\{name}" for name in ("stopwatch.exe", "list.tsv", "record.tsv")]
         adopt_orphans()
@@ -171,7 +169,7 @@ class Machine:
         return record
 
     def things(self) -> set[str]:
-        """Every file, folder, registry key and registry value of the settled machine but those of the bench."""
+        """Every file, folder, registry key and registry value of the settled machine, except the bench's own."""
         return self._files() | self._registry()
 
     def _files(self) -> set[str]:
@@ -192,10 +190,10 @@ class Machine:
         }
 
     def remove(self) -> None:
-        """Ends what still runs on the machine and deletes it."""
+        """Ends everything that still runs on the machine and deletes it."""
         self._machine.remove()
 
 
 def new_machine(folder: Path) -> Machine:
-    """A machine as it is after its making."""
+    """A new machine."""
     return Machine(bench.machine.new_machine(folder).folder)

@@ -1,15 +1,15 @@
-// benchmark - shows how the work on long lists grows with the number of rows. No test runs it: a shared machine's clock
-// decides nothing. By hand, on a test machine:
+// benchmark - shows how the work on long lists grows with the number of rows. No test runs it, because timing on a
+// shared machine proves nothing. By hand, on a test machine:
 //
 //   cmake --preset mingw-release
 //   cmake --build build/release --target benchmark
 //   bench/run_on_machine.py build/release/tests/benchmarks/benchmark.exe
 //
-// Each line gives the best time of several calls, and the heap allocations and hashed bytes of one call, each as a
-// multiple of the line before too. Ten times the rows may cost at most fifteen times as much of what is counted; the
-// program ends with 1 when a line costs more. The time is there to be looked at: lists that leave the processor's
-// caches cost more per row whatever is done with them, and other programs run on the machine. The order by depth
-// neither allocates nor hashes by the row, so there the time decides.
+// Each line shows the best time of several calls, and the heap allocations and hashed bytes of one call, each also as a
+// multiple of the previous line. Ten times the rows may cost at most fifteen times as many allocations and hashed
+// bytes; otherwise the program exits with 1. The time is only informative: lists that do not fit the processor's caches
+// cost more per row whatever is done with them, and other programs run on the machine. Sorting by depth does not
+// allocate or hash per row, so there the time decides.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -37,7 +37,7 @@ std::size_t hashedBytes = 0;
 
 }  // namespace
 
-// The standard library's hash function, which the linker leads through here (see CMakeLists.txt).
+// The standard library's hash function, which the linker redirects to this wrapper (see CMakeLists.txt).
 extern "C" std::size_t __real__ZSt11_Hash_bytesPKvyy(const void* bytes, std::size_t size, std::size_t seed);
 extern "C" std::size_t __wrap__ZSt11_Hash_bytesPKvyy(const void* bytes, std::size_t size, std::size_t seed) {
   hashedBytes += size;
@@ -75,9 +75,8 @@ struct Cost {
   std::size_t hashedBytes = 0;
 };
 
-// The best of several batches of calls. Each call works on lists of its own, which are copied outside the measurement;
-// a batch works on `calls` of them, so that short and long lists meet the same state of the processor's caches and of
-// the machine.
+// The best of several batches of calls. Each call works on lists of its own, which are copied before the measurement. A
+// batch has `calls` calls, so that short and long lists are measured under similar conditions.
 Cost measure(const Rows& first, const Rows& second, std::size_t calls, const std::function<void(Rows&, Rows&)>& call) {
   Cost best;
   for (int batch = 0; batch < kBatches; ++batch) {
@@ -97,7 +96,7 @@ Cost measure(const Rows& first, const Rows& second, std::size_t calls, const std
   return best;
 }
 
-// Paths as the work lists hold them: long common beginnings and a dozen different depths.
+// Paths like those in work lists: long common prefixes and a dozen different depths.
 Rows paths(std::size_t count) {
   std::mt19937 random(1);
   std::uniform_int_distribution<int> depth(2, 13);

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Writes the source of a program that imports the very functions that another one imports, and does nothing.
+"""Writes the source of a program that imports the same functions as another one and does nothing.
 
     empty_program.py OBJDUMP PROGRAM.EXE SOURCE.CPP
 
-What the start of such a program takes is the system's part of the other one's start: loading the same libraries.
+The time to start such a program is the system's part of the other program's start-up: loading the same libraries.
 """
 
 import re
@@ -25,7 +25,7 @@ def imported_functions(objdump: str, program: Path) -> list[str]:
 
 
 def source(names: list[str]) -> str:
-    """C++ that has the linker import each name, and an entry point that returns."""
+    """C++ that makes the linker import each name, with an entry point that returns."""
     declarations = "".join(f"extern void* __imp_{name};\n" for name in names)
     uses = "".join(f"    &__imp_{name},\n" for name in names)
     return (
@@ -39,7 +39,7 @@ def source(names: list[str]) -> str:
 
 
 def main() -> None:
-    """Carries out the command line."""
+    """The entry point."""
     objdump, program, target = sys.argv[1:]
     Path(target).write_text(source(imported_functions(objdump, Path(program))), encoding="utf-8")
 

@@ -1,6 +1,6 @@
-"""What the benchmark plants, and what removes it: the rows and the columns of its tables.
+"""What the benchmark plants, and what removes it: the rows and columns of its tables.
 
-Loads lie below one folder and one key that the shipped manifest lists, beside a neighbour that has to stay.
+Loads are below one folder and one key that the shipped manifest lists, next to a neighbour that must stay.
 """
 
 from collections.abc import Callable
@@ -19,18 +19,18 @@ EMPTY = r"C:\bench\empty_program.exe"
 
 @dataclass(frozen=True)
 class Row:
-    """Things of one kind, removed by each column."""
+    """Things of one kind that each column removes."""
 
     name: str
     verb: str  # "folder" or "key", as floor.cpp and script.cmd know it
     place: str
 
     def load_command(self, count: int) -> str:
-        """Plants so many things."""
+        """A command line that plants that many things."""
         return f'C:\\bench\\load.exe {self.name} "{self.place}" {count}'
 
     def columns(self) -> dict[str, str]:
-        """What removes them: a command line for each column."""
+        """The command line that removes them, for each column."""
         return {
             "program": PROGRAM,
             "floor": f'C:\\bench\\floor.exe {self.verb} "{self.place}" C:\\bench\\floor.log',
@@ -48,7 +48,7 @@ ROWS = [
 
 @dataclass(frozen=True)
 class Surroundings:
-    """Things that a run goes through, most of which it leaves: measured for their growth alone."""
+    """Things that a run examines and mostly leaves alone. Only the growth is measured."""
 
     name: str
     most: int
@@ -57,7 +57,7 @@ class Surroundings:
 
 
 def device_list(count: int) -> list[str]:
-    """Devices on buses of twenty, every tenth the maker's, and a package for four of them, every other the maker's."""
+    """Devices on buses of twenty, every tenth the maker's, and a package for every four, every other one the maker's."""
     lines = []
     classes = ["Display", "MEDIA", "System", "HIDClass", "Net"]
     for index in range(count):
@@ -80,7 +80,7 @@ def device_list(count: int) -> list[str]:
 
 
 def packed(code: str) -> str:
-    """A product code as the installer's keys are named: each of its numbers with its digits turned round."""
+    """A product code as in the installer's key names: each of its numbers with the digits reversed."""
     parts = code.strip("{}").split("-")
     pairs = parts[3] + parts[4]
     swapped = "".join(pairs[i + 1] + pairs[i] for i in range(0, len(pairs), 2))
@@ -88,8 +88,8 @@ def packed(code: str) -> str:
 
 
 def product_list(upgrade_code: str) -> Callable[[int], list[str]]:
-    """Products of others, and one behind the maker's upgrade code whose package is gone: it is removed by force, which
-    goes through the registration of them all."""
+    """Other makers' products, and one of the maker's whose package is missing. It is removed by force, which searches the
+    registration of all products."""
     machine = r"HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion"
     classes = r"HKEY_LOCAL_MACHINE\SOFTWARE\Classes\Installer"
 
@@ -123,5 +123,5 @@ def product_list(upgrade_code: str) -> Callable[[int], list[str]]:
 
 
 def cache_list(count: int) -> list[str]:
-    """Small files in the update cache, which are looked at and stay."""
+    """Small files in the update cache, which are examined and stay."""
     return [f"file\tC:\\windows\\SoftwareDistribution\\Download\\update{index}.cab" for index in range(count)]

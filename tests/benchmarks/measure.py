@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Measures the shipped program on test machines, beside the floor of what it does and beside a script.
+"""Measures the shipped program on test machines, compared with its floor and with a script.
 
     measure.py [--quick] [--only NAME]... [--rounds NUMBER]
 
-All columns of a row are measured in turn, round by round, each on a machine of its own that is like the others, so that
-noise hits all alike; the best round of each counts. What the same command takes without a load is taken off. After each
-round what is gone from the machine is compared: the columns have to have removed the same things, and all of them.
+All columns of a row are measured in turn, round by round, each on its own copy of the same machine, so that noise affects all
+of them alike. The best round counts. The time that the same command takes without a load is subtracted. After each round the
+machines are compared: all columns must have removed the same things, and all of them.
 
-Nothing here decides whether a test passes: a shared machine's clock says what it likes.
+No test depends on the results, because timing on a shared machine proves nothing.
 """
 
 import argparse
@@ -40,12 +40,12 @@ Result = TypeVar("Result")
 # In memory where that can be had: a disk would be most of what is measured.
 MEMORY = Path("/dev/shm")
 WORK = (MEMORY / "orv-cleanup" if MEMORY.is_dir() else BENCH) / "benchmark"
-LONG_MILLISECONDS = 60_000.0  # what takes as long is measured once
-MOST_SCRIPTED_ROWS = 1_000  # a script that names each row starts a program for each
-# A machine that has just been started is busy with itself for a while.
+LONG_MILLISECONDS = 60_000.0  # anything that takes this long is measured only once
+MOST_SCRIPTED_ROWS = 1_000  # a script that deletes row by row starts a program for each row
+# A machine is busy for a while after it has started.
 QUIET = (f"run\t{EMPTY}", "pause\t2500")
 FIRST_STAGE = "Applications Eligible to Unistall"
-# What every start of a machine takes away or brings by itself.
+# What every start of a machine removes or adds by itself.
 MACHINE_OWN = (
     r"\Control\Class\{4D36E96",
     r"\Temp\CleanUp",
@@ -66,7 +66,7 @@ class Cost:
         return min(self.loaded) - min(self.bare)
 
     def is_vague(self) -> bool:
-        """True when the rounds differ by a tenth of the figure and more."""
+        """Whether the rounds differ by a tenth of the figure or more."""
         spread = max(sorted(times)[min(1, len(times) - 1)] - min(times) for times in (self.loaded, self.bare))
         return spread > 0.1 * max(self.net(), 0.0)
 
@@ -92,12 +92,12 @@ class Sample:
 
 
 def say(text: str) -> None:
-    """Progress, for whoever waits."""
+    """Prints progress."""
     print(f"== {text}", file=sys.stderr, flush=True)
 
 
 def fresh(name: str) -> Path:
-    """The folder for a new machine, with nothing in it."""
+    """An empty folder for a new machine."""
     folder = WORK / name
     if folder.exists():
         Machine(folder).remove()
@@ -105,7 +105,7 @@ def fresh(name: str) -> Path:
 
 
 def bare_machine(name: str, devices: bool = False) -> Machine:
-    """A machine with the benchmark's programs and the neighbours, and nothing to remove."""
+    """A machine with the benchmark's programs, the neighbours and nothing to remove."""
     machine = new_machine(fresh(name))
     machine.prepare(devices)
     machine.plant(NEIGHBOURS)
@@ -135,12 +135,12 @@ def taken(machine: Machine, command: str) -> Taken:
 
 
 def watched(machine: Machine, command: str) -> Watched:
-    """The same, looked at while it runs."""
+    """The same, observed while it runs."""
     return machine.measure([*QUIET, f"watch\tprogram\t{machine.log_on_machine}\t{command}"]).watched["program"]
 
 
 def spans(run: Watched) -> dict[str, float]:
-    """How long it took from each heading of the log to the next, by the first words of the heading."""
+    """The time from each heading of the log to the next, by the first words of the heading."""
     result: dict[str, float] = {}
     marks = [(0.0, "start"), *((time, text.strip("- ")) for time, text in run.headings), (run.milliseconds, "")]
     for (begin, name), (end, _) in zip(marks, marks[1:], strict=False):
@@ -149,7 +149,7 @@ def spans(run: Watched) -> dict[str, float]:
 
 
 def shares(loaded: Watched, bare: Watched) -> list[tuple[str, float]]:
-    """The part of what the load costs that each section of the log takes, the largest first."""
+    """How the time for the load is divided among the sections of the log, the largest first."""
     without = spans(bare)
     cost = {name: time - without.get(name, 0.0) for name, time in spans(loaded).items()}
     total = max(loaded.milliseconds - bare.milliseconds, 1.0)
@@ -158,12 +158,12 @@ def shares(loaded: Watched, bare: Watched) -> list[tuple[str, float]]:
 
 
 def gone(before: set[str], after: set[str]) -> set[str]:
-    """What a run has taken from the machine."""
+    """What a run removed from the machine."""
     return {thing for thing in before - after if not any(own in thing for own in MACHINE_OWN)}
 
 
 def below(things: set[str], row: Row) -> set[str]:
-    """The place of the load and all that lies there. Keys are known by their names in any case."""
+    """The place of the load and everything in it. Key names are compared without case."""
     place = row.place.lower()
     return {thing for thing in things if f"{thing.partition(' ')[2].lower()}\\".startswith(f"{place}\\")}
 
@@ -179,7 +179,7 @@ def row_script(things: set[str]) -> str:
 
 
 def measure_row(row: Row, count: int, rounds: int) -> Sample:
-    """All columns in turn, with and without the load."""
+    """Measures all columns in turn, with and without the load."""
     say(f"{count} {row.name}")
     bare = bare_machine("bare")
     loaded = bare.clone(fresh("loaded"))
@@ -226,7 +226,7 @@ def measure_row(row: Row, count: int, rounds: int) -> Sample:
 
 
 def measure_surroundings(kind: Surroundings, count: int, rounds: int) -> Sample:
-    """The program alone, with and without what it goes through."""
+    """Measures only the program, with and without what it examines."""
     say(f"{count} {kind.name}")
     bare = bare_machine("bare", kind.devices)
     loaded = bare.clone(fresh("loaded"))
@@ -257,7 +257,7 @@ def measure_surroundings(kind: Surroundings, count: int, rounds: int) -> Sample:
 
 
 def children_list(log: Path) -> list[str]:
-    """What a run has started, read from its log: the lines for `floor children`."""
+    """What a run started, according to its log: the lines for `floor children`."""
     lines = []
     for line in log.read_bytes().decode("latin-1").splitlines():
         message = line.rpartition("\tDEBUG\t")[2]
@@ -281,7 +281,7 @@ def children_list(log: Path) -> list[str]:
 
 @dataclass
 class Start:
-    """A run with nothing to do, in milliseconds; the best of the rounds."""
+    """The time of a run with nothing to do, in milliseconds; the best of the rounds."""
 
     empty: float
     first_stage: float
@@ -292,13 +292,13 @@ class Start:
 
 
 def first_stage_of(run: Watched) -> float:
-    """From the start of the process to the first heading of a stage."""
+    """The time from the start of the process to the first heading of a stage."""
     return next(time for time, text in run.headings if FIRST_STAGE in text)
 
 
 def measure_start(rounds: int) -> Start:
-    """The program on a machine without anything to remove, beside an empty program with the same imports, and beside
-    one that only starts the programs which it starts."""
+    """Measures the program on a machine without anything to remove, compared with an empty program with the same imports and
+    with one that only starts the same child processes."""
     say("start")
     bare = bare_machine("bare")
     empty, whole, children = [], [], []
@@ -321,14 +321,14 @@ def measure_start(rounds: int) -> Start:
 
 
 def upgrade_code() -> str:
-    """The code of the first application of the shipped manifest."""
+    """The upgrade code of the first application in the shipped manifest."""
     manifest = json.loads((ROOT / "src" / "resources" / "ScrubList.JSON").read_text(encoding="utf-8"))
     name = manifest["InclusionList"]["Applications"][0]
     return str(manifest["Packages"]["ORVApplications"][name]["Info"]["UpgradeID"])
 
 
 def share_text(parts: list[tuple[str, float]]) -> str:
-    """The largest shares in words."""
+    """The largest shares as text."""
     return ", ".join(f"{name} {100 * part:.0f} %" for name, part in parts[:4])
 
 
@@ -368,7 +368,7 @@ def print_rows(samples: dict[str, list[Sample]]) -> None:
 
 
 def print_surroundings(samples: dict[str, list[Sample]]) -> None:
-    """The table of what a run goes through."""
+    """The table of what a run examines."""
     heads = ["machine with", "growth", "growth of the log", "memory", "it goes to"]
     lines = []
     for name, of_kind in samples.items():
@@ -404,7 +404,7 @@ def print_start(start: Start) -> None:
 
 
 def check_manifest() -> None:
-    """The loads lie where the shipped manifest says."""
+    """Checks that the shipped manifest lists the places of the loads."""
     generic = json.loads((ROOT / "src" / "resources" / "ScrubList.JSON").read_text(encoding="utf-8"))["Generic"]
     if FOLDER.replace(r"C:\Program Files\ORV", "INSTALL_DIR") not in generic["Directories"] or (
         KEY not in generic["RegistryKeys"]
@@ -413,7 +413,7 @@ def check_manifest() -> None:
 
 
 def main() -> None:
-    """Carries out the command line."""
+    """The entry point."""
     parser = argparse.ArgumentParser(description="Measures the shipped program on test machines.")
     parser.add_argument("--quick", action="store_true", help="small sizes, two rounds")
     parser.add_argument("--rounds", type=int, help="how often each column is measured (3)")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether the benchmark reckons right: what it reads, takes off, compares and prints. No machine and no clock."""
+"""Whether the benchmark calculates correctly: what it reads, subtracts, compares and prints. Needs no machine and no clock."""
 
 import sys
 import tempfile
@@ -42,7 +42,7 @@ class Figures(unittest.TestCase):
 
 
 class Runs(unittest.TestCase):
-    """What the stopwatch has seen of a run."""
+    """What the stopwatch observed of a run."""
 
     def test_the_record_is_read(self) -> None:
         with tempfile.TemporaryDirectory() as folder:

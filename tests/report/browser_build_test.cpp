@@ -1,4 +1,4 @@
-// browser_build_test - which builds of the browser take a stylesheet only as a file of its own.
+// browser_build_test - which builds of the browser need the stylesheet as a separate file.
 
 #include <gtest/gtest.h>
 

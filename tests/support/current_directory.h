@@ -1,4 +1,4 @@
-// current_directory - a folder as the current directory for as long as a test needs it there.
+// current_directory - makes a folder the current directory for as long as a test needs it.
 #pragma once
 
 #include <stdexcept>

@@ -1,5 +1,5 @@
-// directory_seams - folders that cannot be read, reading that breaks off, and links that are removed as Windows does
-// it. To be included by one source file of a program, since it takes the place of Windows functions.
+// directory_seams - simulates folders that cannot be read, listings that fail half-way, and Windows' way of removing
+// links. Replaces Windows functions, so include it in one source file of a program only.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@
 #include "support/test_folder.h"
 
 inline std::wstring unreadableFolder;  // reading its entries fails with ERROR_ACCESS_DENIED
-inline int readsUntilFailure = -1;     // entries that are still read; then reading on fails with ERROR_CRC
-inline std::wstring entryShownAsLink;  // an entry of this name that the machine shows as a link while it is listed
-inline DWORD shownReparseTag = 0;      // with this tag; the machine's own links have none
-inline bool numbersUnknown = false;    // the file system gives no numbers with its entries
+inline int readsUntilFailure = -1;     // entries that can be read until reading fails with ERROR_CRC
+inline std::wstring entryShownAsLink;  // an entry of this name is listed as a link
+inline DWORD shownReparseTag = 0;      // with this tag; Wine's own links have none
+inline bool numbersUnknown = false;    // the file system returns no file numbers with its entries
 
 inline void forgetDirectorySeams() {
   unreadableFolder.clear();
@@ -24,7 +24,7 @@ inline void forgetDirectorySeams() {
   numbersUnknown = false;
 }
 
-// Cuts a list of entries off behind the one at which the reading is to fail, and shows an entry as a link.
+// Truncates a list of entries where reading should fail, and turns an entry into a link.
 template <class Entry>
 void changeEntries(void* buffer) {
   for (auto* entry = static_cast<Entry*>(buffer);;
@@ -79,7 +79,7 @@ LINK_SEAM(BOOL, GetFileInformationByHandleEx,
   return TRUE;
 }
 
-// The test machine's own call reaches through a link to the directory behind it. Windows removes the link.
+// Wine's call reaches through a link to the directory behind it. Windows removes the link.
 LINK_SEAM(BOOL, RemoveDirectoryW, (LPCWSTR path)) {
   const DWORD attributes = ::GetFileAttributesW(path);
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {

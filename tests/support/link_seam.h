@@ -1,6 +1,6 @@
-// link_seam - lets a test program take the place of a Windows function. The test defines the function, the linker takes
-// it instead of the import, and product code calls it without knowing. Use it only for what the test machine cannot be
-// made to do, and call through to the real function by default: the C++ library comes this way too.
+// link_seam - lets a test program replace a Windows function. The test defines the function, the linker takes it
+// instead of the import, and product code calls it unawares. Use it only for what the test machine cannot be made to
+// do, and call the real function by default, because the C++ library uses the replacement too.
 //
 //   LINK_SEAM(BOOL, DeleteService, (SC_HANDLE service)) {
 //     return failWith ? (::SetLastError(failWith), FALSE)
@@ -10,7 +10,7 @@
 
 #include <windows.h>
 
-// Two symbols: __imp_X serves callers that see X as imported, X itself those whose header does not say so.
+// Two symbols: __imp_X is for callers that see X declared as imported, X itself for those that do not.
 #define LINK_SEAM(result, name, parameters)                       \
   extern "C" result WINAPI seam_##name parameters __asm__(#name); \
   extern "C" {                                                    \
@@ -19,7 +19,7 @@
   }                                                               \
   result WINAPI seam_##name parameters
 
-// The function that LINK_SEAM has replaced.
+// The function that LINK_SEAM replaces.
 template <class Function>
 Function realFunction(const wchar_t* library, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryW(library), name)));

@@ -15,8 +15,8 @@
 
 namespace {
 
-// The installer's spelling of a code {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}: the first three groups turned round, in
-// the others each pair of digits.
+// The packed form of a code {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}: the first three groups reversed, and each pair of
+// digits in the others.
 std::wstring packed(const std::wstring& code) {
   static constexpr int kOrder[] = {8,  7,  6,  5,  4,  3,  2,  1,  13, 12, 11, 10, 18, 17, 16, 15,
                                    21, 20, 23, 22, 26, 25, 28, 27, 30, 29, 32, 31, 34, 33, 36, 35};
@@ -35,7 +35,7 @@ MsiProduct makeProduct(const wchar_t* package, const wchar_t* name, const std::w
   return {package, name, productCode, packed(productCode), upgradeCode, packed(upgradeCode), packed(componentCode)};
 }
 
-// Not through a test's stand-in: what a test plants is none of the calls that it watches.
+// Not through a test's replacement: planting must not count among the calls that a test watches.
 UINT runInstaller(const std::wstring& package, const wchar_t* properties) {
   ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
   return realFunction<decltype(&::MsiInstallProductW)>(L"msi.dll", "MsiInstallProductW")(package.c_str(), properties);
@@ -51,7 +51,7 @@ std::wstring packageFile(const MsiProduct& product) {
   return folder.makeFile(product.package + L".msi", std::string(bytes, ::SizeofResource(nullptr, resource)));
 }
 
-// Says what is there when it should not be.
+// Prints what is there but should not be.
 bool isGone(bool there, const std::wstring& what) {
   EXPECT_FALSE(there) << "left: " << testing::PrintToString(what);
   return !there;

@@ -1,14 +1,14 @@
-// msi_products - real installer products on the test machine: installs them, looks what the installer knows of them,
-// and lets their removal fail.
+// msi_products - real installer products on the test machine: installs them, checks what the installer knows about
+// them, and makes their removal fail.
 #pragma once
 
 #include <string>
 
 struct MsiProduct {
-  std::wstring package;  // name of the resource that holds the package
+  std::wstring package;  // name of the resource with the package
   std::wstring name;
   std::wstring productCode;
-  std::wstring packedCode;  // the product code as the installer's registry keys spell it
+  std::wstring packedCode;  // the product code as in the installer's registry keys
   std::wstring upgradeCode;
   std::wstring packedUpgradeCode;
   std::wstring packedComponentCode;
@@ -19,9 +19,9 @@ struct MsiProduct {
 };
 
 extern const MsiProduct kWidget;
-extern const MsiProduct kGadget;     // behind the upgrade code of the widget
-extern const MsiProduct kTwin;       // behind the same upgrade code, with the widget's name
-extern const MsiProduct kNeighbour;  // nearly the widget's name, an upgrade code of its own
+extern const MsiProduct kGadget;     // has the widget's upgrade code
+extern const MsiProduct kTwin;       // has the widget's upgrade code and name
+extern const MsiProduct kNeighbour;  // almost the widget's name, an upgrade code of its own
 
 inline const std::wstring kUnknownUpgradeCode = L"{B1000000-0000-4000-8000-00000000000F}";
 
@@ -34,19 +34,20 @@ void install(const MsiProduct& product);
 // The result of a removal through the installer.
 unsigned uninstall(const MsiProduct& product);
 bool isInstalled(const MsiProduct& product);
-// True when nothing of the product's registration, its cached package and its icon folder is left. Says what is.
+// True if nothing of the product's registration, its cached package and its icon folder is left. Prints what is.
 bool isWiped(const MsiProduct& product, const std::wstring& cachedPackage);
 // The installer's own copy of the product's package.
 std::wstring cachedPackageOf(const MsiProduct& product);
 
-// The removal of the product with that name fails with 1603, or ends with 3010. "all" fails all; empty fails none.
+// Makes the removal of the product with that name fail with 1603, or end with 3010. "all" means all products, an empty
+// text none.
 void letRemovalFail(const std::wstring& productName);
 void letRemovalAskForRestart(const std::wstring& productName);
 
-// The test machine drops an upgrade code's whole list with the first product that is removed. Windows drops that one
-// product's entry: this puts those of the others back. A test calls it after each removal that it watches.
+// When a product is removed, Wine drops its upgrade code's whole list, where Windows drops only the product's entry.
+// This restores the entries of the others. Call it after each removal that a test watches.
 void mendUpgradeCodes();
 
-// Makes the machine forget every product of the tests, whatever state they are in, and leaves the installer's keys and
-// its folder in place, empty.
+// Makes the machine forget every product of the tests, whatever its state. The installer's keys and its folder remain,
+// empty.
 void forgetProducts();

@@ -1,5 +1,5 @@
-// program_named - the test program under another name, waiting, for what looks for processes by their names. A test
-// file that uses it has a main of its own, which calls runAsChild first.
+// program_named - runs the test program under another name, for code that looks for processes by name. A test file that
+// uses it needs a main of its own that calls runAsChild first.
 #pragma once
 
 #include <string>

@@ -1,6 +1,5 @@
-// status_seams - places of which the system cannot say whether they are there, and links that lead nowhere, neither of
-// which the test machine has. To be included by one source file of a program, since it takes the place of Windows
-// functions.
+// status_seams - simulates paths whose existence the system cannot determine, and dangling links; the test machine has
+// neither. Replaces Windows functions, so include it in one source file of a program only.
 #pragma once
 
 #include <string>
@@ -10,16 +9,16 @@
 
 #include "support/link_seam.h"
 
-// A path, and the error that asking for it gives; no path lets the machine answer.
+// A path and the error that a query for it returns; without a path, the real function answers.
 struct PathError {
   std::wstring path;
   DWORD error = ERROR_SUCCESS;
 };
 
-inline PathError undecided;         // asking for the attributes fails
-inline PathError failingTarget;     // opening fails, as it does for a link that leads to nothing
-inline std::wstring shownAsLink;    // the machine shows it as a link
-inline std::wstring goesMeanwhile;  // an empty folder that another program removes right before it is opened
+inline PathError undecided;         // querying the attributes fails
+inline PathError failingTarget;     // opening fails, as for a dangling link
+inline std::wstring shownAsLink;    // appears as a link
+inline std::wstring goesMeanwhile;  // an empty folder that another program removes just before it is opened
 
 inline void forgetStatusSeams() {
   undecided = {};
@@ -28,13 +27,13 @@ inline void forgetStatusSeams() {
   goesMeanwhile.clear();
 }
 
-// A link that leads to nothing: the entry is there, and opening it gives this error.
+// A dangling link: the entry exists, and opening it returns this error.
 inline void showAsBrokenLink(const std::wstring& path, DWORD error) {
   shownAsLink = path;
   failingTarget = {path, error};
 }
 
-// The form in which a call is given a path does not count.
+// Compares paths whatever form a call is given.
 inline bool isSamePlace(const std::wstring& place, std::wstring path) {
   if (path.starts_with(LR"(\\?\)")) {
     path.erase(0, 4);

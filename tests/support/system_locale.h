@@ -1,6 +1,6 @@
-// system_locale - lets the clock tell its time by the name of the system's locale, which the test machine does not
-// know: without it each report that a test has written logs two failures. A test can also have the clock stand still,
-// or fail. Include it in one file of a test program.
+// system_locale - makes time formatting accept the name of the system's locale, which Wine 8 does not know: without it,
+// each report that a test writes logs two failures. A test can also stop the clock or make it fail. Include it in one
+// file of a test program.
 #pragma once
 
 #include <cwchar>
@@ -11,7 +11,7 @@
 
 #include "support/link_seam.h"
 
-// What the clock says whenever it is asked. One that fails has filled the buffer all the same.
+// What the formatting functions return. A failing one fills the buffer all the same.
 struct StillClock {
   std::wstring date;
   std::wstring time;
@@ -27,7 +27,7 @@ inline std::wstring knownLocale(LPCWSTR locale) {
   return std::wstring(locale) == LOCALE_NAME_SYSTEM_DEFAULT ? name : locale;
 }
 
-// The answer of a call with this buffer, or with none, for its size.
+// The result of a call with this buffer, or of one without a buffer, which asks for the size.
 inline int stillAnswer(const std::wstring& text, bool fails, wchar_t* buffer, int size) {
   const int length = static_cast<int>(text.size()) + 1;
   if (size == 0) {

@@ -1,5 +1,5 @@
-// test_child - the test program itself as the other program that a test starts, waits for or ends. A test file that
-// needs one has a main of its own, which calls runAsChild first.
+// test_child - uses the test program itself as the other program that a test starts, waits for or ends. A test file
+// that needs one has a main of its own that calls runAsChild first.
 #pragma once
 
 #include <cstdlib>
@@ -20,7 +20,7 @@ inline std::wstring ownProgram() {
   return path;
 }
 
-// An event that a child process can open by its name. Nobody waits longer than the limit, so that a failed test ends.
+// An event that a child process can open by its name. Waits have a limit, so that a failed test ends.
 class NamedEvent {
  public:
   static constexpr DWORD kLimitMilliseconds = 30'000;
@@ -31,7 +31,7 @@ class NamedEvent {
 
   const std::wstring& name() const { return name_; }
   void set() const { ::SetEvent(event_.get()); }
-  // True when it is set within the limit.
+  // True if it is set within the limit.
   bool wait() const { return ::WaitForSingleObject(event_.get(), kLimitMilliseconds) == WAIT_OBJECT_0; }
   bool isSet() const { return ::WaitForSingleObject(event_.get(), 0) == WAIT_OBJECT_0; }
 
@@ -45,7 +45,7 @@ class NamedEvent {
   KernelHandle event_;
 };
 
-// A process that a test has started. It is ended with the holder when nothing else has ended it.
+// A process that a test started. The destructor ends it if it is still running.
 class ChildProcess {
  public:
   explicit ChildProcess(std::wstring commandLine) {
@@ -67,7 +67,7 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   bool isRunning() const { return ::WaitForSingleObject(process_.get(), 0) == WAIT_TIMEOUT; }
-  // True when it has ended within the limit.
+  // True if it ends within the limit.
   bool waitForEnd() const {
     return ::WaitForSingleObject(process_.get(), NamedEvent::kLimitMilliseconds) == WAIT_OBJECT_0;
   }
@@ -82,20 +82,20 @@ class ChildProcess {
   KernelHandle process_;
 };
 
-// What the program does when a test has started it as a child. Empty when it was started to run its tests.
+// What the program does if a test started it as a child. Empty if it was started to run its tests.
 //   --exit CODE             ends at once
 //   --signal EVENT          sets the event
 //   --wait READY GO         sets the event READY, waits for the event GO
-//   --set-inherited NUMBER  sets the event whose handle has that number, if it has come along
-//   --print TEXT...         prints each text, and goes on only when the reader has taken it
-//   --print-file PATH       prints what the file holds
+//   --set-inherited NUMBER  sets the event whose handle has that number, if it was inherited
+//   --print TEXT...         prints each text and continues once the reader has taken it
+//   --print-file PATH       prints the content of the file
 //   --print-amount BYTES    prints that many bytes, "0123456789" over and over
 inline std::optional<int> runAsChild(int argumentCount, char** arguments) {
   const std::string_view mode = argumentCount > 1 ? arguments[1] : "";
   const auto openEvent = [&](int index) {
     return KernelHandle(argumentCount > index ? ::OpenEventA(EVENT_ALL_ACCESS, FALSE, arguments[index]) : nullptr);
   };
-  // The flush comes back when the pipe is empty: without it the last output could be lost with the end of the process.
+  // The flush returns once the pipe is empty. Without it the last output could be lost when the process ends.
   const auto print = [](std::string_view text) {
     const HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD written = 0;
@@ -119,7 +119,7 @@ inline std::optional<int> runAsChild(int argumentCount, char** arguments) {
       return 1;
     }
     ::SetEvent(openEvent(2).get());
-    // Longer than any test waits, so that a test never takes the end of the child's patience for its own success.
+    // Longer than any test waits, so that a test cannot pass because the child gave up.
     ::WaitForSingleObject(go.get(), 2 * NamedEvent::kLimitMilliseconds);
     return 0;
   }

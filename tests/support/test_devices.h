@@ -1,6 +1,6 @@
-// test_devices - plants devices and driver packages for a test, and looks at what is left of them. Planting itself is
-// the bench's (bench/devices/device_plan.h, where the fields and the failing calls are described). Only tests in
-// tests/devices run with the model of device installation.
+// test_devices - plants devices and driver packages for a test, and checks what is left of them. Planting is done by
+// bench/devices/device_plan.h, which describes the fields and the failing calls. Only tests in tests/devices run with
+// the model of device installation.
 #pragma once
 
 #include <string>
@@ -19,6 +19,6 @@ bool packageExists(const std::wstring& name);
 // True when neither INF, PNF nor catalog is left.
 bool packageIsWiped(const std::wstring& name);
 
-// What has been asked to change, in order, as "<call> <what> -> <error>": "DIF_REMOVE PCI\VEN_... -> 0".
+// The requested changes in order, as "<call> <what> -> <error>": "DIF_REMOVE PCI\VEN_... -> 0".
 std::vector<std::wstring> recordedCalls();
 void forgetCalls();

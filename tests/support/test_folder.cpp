@@ -9,7 +9,7 @@
 
 namespace {
 
-// No test is concerned with a limit on the length of the paths that it plants or looks at.
+// The extended form, so that tests can plant and check paths of any length.
 std::wstring unlimited(const std::wstring& path) {
   return path.starts_with(LR"(\\?\)") ? path : LR"(\\?\)" + path;
 }
@@ -29,7 +29,7 @@ bool isLink(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-// The host's name of a path on the machine's own drive. A link may lead to no other place.
+// The host's path for a path on the machine's own drive. A link must not lead anywhere else.
 std::wstring hostPath(const std::wstring& path) {
   if (!path.starts_with(L"C:\\") || path.find(L"..") != std::wstring::npos) {
     throw std::invalid_argument("a test's link has to stay on the test machine's drive");
@@ -49,8 +49,8 @@ std::wstring hostPath(const std::wstring& path) {
   return wide;
 }
 
-// Starts one of the host's programs and waits until it has changed the folder that holds `link`: the machine's Win32
-// calls can neither make nor remove a directory link, and give no handle of a host program to wait for.
+// Starts one of the host's programs and waits until it has changed the folder that contains `link`. Wine's Win32 calls
+// can neither create nor remove a directory link, and return no handle of a host program to wait for.
 void changeLinkOnHost(const wchar_t* program, std::wstring commandLine, const std::wstring& link, bool wanted) {
   const std::wstring folder = link.substr(0, link.rfind(L'\\'));
   const HANDLE change =
@@ -106,7 +106,7 @@ void removeAll(const std::wstring& path) {
 }  // namespace
 
 TestFolder::TestFolder() {
-  // No name comes twice: what a test has marked for the next restart stays on the machine's list.
+  // Names are never reused, because what a test marks for the next restart stays on the machine's list.
   static std::atomic<int> lastNumber = 0;
   ::CreateDirectoryW(L"C:\\bench", nullptr);
   do {
@@ -119,7 +119,7 @@ TestFolder::~TestFolder() {
   try {
     removeAll(path_);
   } catch (const std::exception&) {
-    // The machine goes with everything on it; the next folder has a name of its own.
+    // Failures do not matter: the machine is deleted with everything on it, and the next folder has another name.
   }
 }
 
@@ -165,7 +165,7 @@ void removeDirectoryLink(const std::wstring& path) {
   if (!isLink(link)) {
     throw std::invalid_argument("not a link");
   }
-  // Without -r this refuses a real directory.
+  // Without -r, rm refuses a real directory.
   changeLinkOnHost(LR"(\\?\unix\bin\rm)", L"rm -f -- \"" + hostPath(link) + L"\"", link, false);
 }
 
@@ -206,7 +206,7 @@ std::vector<std::wstring> pendingDeletions() {
   std::wstring text(size / sizeof(wchar_t), L'\0');
   ::RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager, kOperations, RRF_RT_ANY, nullptr, text.data(), &size);
   text.resize(size / sizeof(wchar_t));
-  // Pairs of a source and a target; an empty target means deletion, so empty texts do not end the list.
+  // Pairs of source and target. An empty target means deletion, so an empty text does not end the list.
   for (std::size_t start = 0; start < text.size();) {
     const std::wstring source = text.c_str() + start;
     start += source.size() + 1;

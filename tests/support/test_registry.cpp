@@ -9,7 +9,7 @@
 
 namespace {
 
-// The tests' own reading of a registry path, so that a mistake in the product's does not hide itself.
+// Parses registry paths independently of the product, so that a mistake there is not hidden.
 std::pair<HKEY, std::wstring> splitPath(const std::wstring& path) {
   static const std::pair<const wchar_t*, HKEY> roots[] = {
       {L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},     {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
@@ -39,7 +39,7 @@ RegistryKey createKey(const std::wstring& path) {
   return key;
 }
 
-// Empty when there is no such key.
+// Empty if there is no such key.
 RegistryKey openKey(const std::wstring& path) {
   const auto [root, subkey] = splitPath(path);
   RegistryKey key;

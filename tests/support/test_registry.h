@@ -1,4 +1,4 @@
-// test_registry - plants registry keys and values for a test, and looks at them afterwards.
+// test_registry - plants registry keys and values for a test, and reads them afterwards.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,7 @@
 
 #include <windows.h>
 
-// Makes a key with all that lead to it. Paths are "HKEY_LOCAL_MACHINE\SOFTWARE\..." as in the manifest.
+// Creates a key and its parents. Paths are "HKEY_LOCAL_MACHINE\SOFTWARE\..." as in the manifest.
 void plantKey(const std::wstring& path);
 void plantString(const std::wstring& path, const std::wstring& name, const std::wstring& text, DWORD type = REG_SZ);
 void plantDword(const std::wstring& path, const std::wstring& name, DWORD number);
@@ -18,5 +18,5 @@ bool valueExists(const std::wstring& path, const std::wstring& name);
 std::optional<std::wstring> readString(const std::wstring& path, const std::wstring& name);
 std::optional<DWORD> readDword(const std::wstring& path, const std::wstring& name);
 
-// Removes a key with everything below it; none is no failure.
+// Removes a key with everything below it. A missing key is not a failure.
 void removeKey(const std::wstring& path);

@@ -1,5 +1,5 @@
 // test_service - real services whose program is the test program itself. A test file that needs one has a main of its
-// own, which calls runAsService first.
+// own that calls runAsService first.
 #pragma once
 
 #include <optional>
@@ -11,20 +11,21 @@
 #include "support/test_child.h"
 #include "system/handles.h"
 
-// How the service answers the request to stop.
+// How the service responds to a stop request.
 namespace ServiceManner {
 inline constexpr wchar_t kStops[] = L"stops";      // reports a pending stop, then ends
 inline constexpr wchar_t kHangs[] = L"hangs";      // reports a pending stop and stays
 inline constexpr wchar_t kRefuses[] = L"refuses";  // does not accept the request
 }  // namespace ServiceManner
 
-// A registered service. Its process and its registration go with the holder, whatever a test has left of them.
+// A registered service. The destructor removes its process and its registration, whatever a test has left of them.
 class TestService {
  public:
   explicit TestService(std::wstring name, const wchar_t* manner = ServiceManner::kStops) : name_(std::move(name)) {
     const ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
     const std::wstring commandLine = L"\"" + ownProgram() + L"\" --service " + manner + L" " + running_.name();
-    // A deleted service stays registered until its manager has seen the end of its process. Nothing tells of that.
+    // A deleted service stays registered until the service control manager has noticed that its process ended. There is
+    // no notification of that.
     constexpr DWORD kPollMilliseconds = 20;
     const ULONGLONG end = ::GetTickCount64() + NamedEvent::kLimitMilliseconds;
     for (;;) {
@@ -56,7 +57,7 @@ class TestService {
   const std::wstring& name() const { return name_; }
   SC_HANDLE handle() const { return service_.get(); }
 
-  // Starts the service; true when it reports that it runs.
+  // Starts the service. True if it reports that it is running.
   bool start() {
     if (!::StartServiceW(service_.get(), 0, nullptr) || !running_.wait()) {
       return false;
@@ -65,7 +66,7 @@ class TestService {
     return process_ && state() == SERVICE_RUNNING;
   }
 
-  // Asks the service to stop, and comes back at once.
+  // Requests the service to stop, without waiting.
   void requestStop() const {
     SERVICE_STATUS ignored = {};
     ::ControlService(service_.get(), SERVICE_CONTROL_STOP, &ignored);
@@ -73,12 +74,12 @@ class TestService {
 
   DWORD state() const { return status().dwCurrentState; }
 
-  // True when the service's process ends within the limit.
+  // True if the service's process ends within the limit.
   bool waitForEnd() const {
     return ::WaitForSingleObject(process_.get(), NamedEvent::kLimitMilliseconds) == WAIT_OBJECT_0;
   }
 
-  // Gives up the test's own hold on the service: a deleted service stays registered as long as somebody has it open.
+  // Closes the test's handle, because a deleted service stays registered as long as anybody has it open.
   void letGo() { service_.reset(); }
 
   // Whether the service control manager still knows the service.
@@ -102,7 +103,7 @@ class TestService {
   KernelHandle process_;
 };
 
-// The program of a service, when the service control manager has started this one as such.
+// The program of a service, if the service control manager started this one as such.
 namespace service_program {
 
 inline std::string_view manner;
@@ -140,7 +141,7 @@ inline void WINAPI serve(DWORD, wchar_t**) {
 
 }  // namespace service_program
 
-// Serves until the service is stopped. Empty when the program was not started as a service.
+// Runs until the service is stopped. Empty if the program was not started as a service.
 inline std::optional<int> runAsService(int argumentCount, char** arguments) {
   if (argumentCount < 4 || std::string_view(arguments[1]) != "--service") {
     return std::nullopt;

@@ -1,4 +1,4 @@
-// text - wide text as the log and an exception's message hold it, for comparisons in tests.
+// text - converts wide text to the form in the log and in exception messages, for comparisons in tests.
 #pragma once
 
 #include <string>

@@ -1,16 +1,16 @@
-// floor - what removing a thing costs at the least: walks, deletes and writes one line to a log for each thing, and
-// does nothing else. The program's times are given as multiples of this one's.
+// floor - the least that removing things can cost: walks, deletes and writes one line to a log for each thing, and
+// nothing else. The program's times are given as multiples of this one's.
 //
-//   floor folder PATH LOG      a folder with all that lies in it
-//   floor key KEY LOG          a registry key with its values and all that lies below it
+//   floor folder PATH LOG      a folder with everything in it
+//   floor key KEY LOG          a registry key with its values and everything below it
 //   floor children LIST        starts what a run of the program on a bare machine starts, in the same ways (below)
 //
-// It takes what it is given: links are followed, a failure ends it with exit code 1, names are not looked at. Lines of
-// LIST, cut at tabs:
+// It checks nothing: links are followed, names are not examined, and a failure ends it with exit code 1. LIST has
+// tab-separated lines:
 //
-//   start    COMMAND_LINE             CreateProcessW, and on at once
-//   wait     COMMAND_LINE FOLDER      CreateProcessW in that folder, and on when it has ended
-//   shell    FILE PARAMETERS          ShellExecuteExW, and on at once
+//   start    COMMAND_LINE             CreateProcessW without waiting
+//   wait     COMMAND_LINE FOLDER      CreateProcessW in that folder, waits until it has ended
+//   shell    FILE PARAMETERS          ShellExecuteExW without waiting
 
 #include <cstdio>
 #include <cstdlib>
@@ -73,7 +73,7 @@ void removeFolder(const std::wstring& path) {
   }
 }
 
-// The key itself stays, for its parent to be deleted with.
+// The key itself stays until the caller deletes it.
 void emptyKey(HKEY key, const std::wstring& path) {
   wchar_t name[16'384] = {};
   for (;;) {
@@ -129,7 +129,7 @@ void startProcess(const BenchLine& line, const wchar_t* folder, bool wait) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION started = {};
-  // A program that the machine lacks, or a folder, costs nothing here either.
+  // A program or folder that the machine lacks costs nothing here either.
   if (::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, folder,
                        &startup, &started)) {
     const KernelHandle process(started.hProcess);

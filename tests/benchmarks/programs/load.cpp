@@ -1,12 +1,12 @@
-// load - plants a number of things of one kind on a test machine, for the benchmark to remove again.
+// load - plants a number of things of one kind on a test machine, which the benchmark then removes.
 //
-//   load files PATH COUNT           a hundred to a folder
-//   load directories PATH COUNT     empty ones, ten to a folder
-//   load values KEY COUNT           ten to a key
-//   load keys KEY COUNT             without values, ten to a key
+//   load files PATH COUNT           a hundred per folder
+//   load directories PATH COUNT     empty, ten per folder
+//   load values KEY COUNT           ten per key
+//   load keys KEY COUNT             without values, ten per key
 //   load cache PATH COUNT           small files in one folder
 //
-// PATH and KEY themselves are made too and do not count. Names have the length that they have in products.
+// PATH and KEY themselves are created too and do not count. Names are as long as in real products.
 
 #include <algorithm>
 #include <cstdio>
@@ -64,8 +64,8 @@ RegistryKey makeKey(HKEY parent, const std::wstring& name) {
   return key;
 }
 
-// A tree of `count` nodes below the top, each with ten nodes at most. Nodes are numbered level by level, so that the
-// parent of node i is node (i - 1) / 10 of those before it.
+// A tree of `count` nodes below the top, each with at most ten children. Nodes are numbered level by level, so that the
+// parent of node i is node (i - 1) / 10.
 std::vector<std::wstring> treePaths(const std::wstring& top, const std::wstring& name, std::size_t count) {
   std::vector<std::wstring> paths;
   for (std::size_t i = 0; i < count; ++i) {

@@ -1,15 +1,15 @@
-// stopwatch LIST RECORD - runs programs on a test machine, one after the other, and writes down how long each took.
-// Stops at the first line that cannot be carried out. Lines of LIST, cut at tabs:
+// stopwatch LIST RECORD - runs programs on a test machine, one after the other, and records how long each took. Stops
+// at the first line that fails. LIST has tab-separated lines:
 //
-//   run    COMMAND_LINE              not measured; must end with exit code 0
+//   run    COMMAND_LINE              not measured; must exit with 0
 //   pause  MILLISECONDS
-//   time   NAME COMMAND_LINE         from before the start of the program to its end, while nothing else is done here
-//   watch  NAME LOG COMMAND_LINE     the same, but the program is looked at every millisecond, which costs time
+//   time   NAME COMMAND_LINE         from just before the program starts until it ends, without disturbing it
+//   watch  NAME LOG COMMAND_LINE     the same, but the program is observed every millisecond, which costs time
 //
 // Lines of RECORD:
 //
 //   time   NAME MILLISECONDS EXIT_CODE
-//   memory NAME BYTES                the most that was in memory at once, as far as the last look (watch)
+//   memory NAME BYTES                peak memory at the time of the last observation (watch)
 //   line   NAME MILLISECONDS TEXT    when a heading of the log was first seen: a message that begins with ten hyphens
 
 #include <cstdio>
@@ -92,17 +92,17 @@ void runMeasured(const BenchLine& line) {
   recordTime(line, clock.milliseconds(), exitCodeOf(process));
 }
 
-// Messages about single devices begin with nine.
+// Messages about individual devices begin with nine.
 constexpr std::string_view kHeadingMark = "----------";
 
 // Reads a log while its program writes it.
 class LogFollower {
  public:
   explicit LogFollower(std::wstring path) : path_(std::move(path)) {
-    ::DeleteFileW(path_.c_str());  // what an earlier run has left
+    ::DeleteFileW(path_.c_str());  // left by an earlier run
   }
 
-  // The headings that have come since the last look.
+  // The headings written since the last call.
   std::vector<std::wstring> look() {
     std::vector<std::wstring> headings;
     if (!file_) {
@@ -169,7 +169,7 @@ int wmain(int argumentCount, wchar_t** arguments) {
     std::fprintf(stderr, "bench: %ls cannot be written (%lu)\n", arguments[2], ::GetLastError());
     return 2;
   }
-  // The first program that needs a desktop starts the program that keeps it. No measured program shall be the first.
+  // The first program that needs a desktop starts the desktop process. That must not be a measured program.
   ::GetDesktopWindow();
   for (const BenchLine& line : readBenchList(arguments[1])) {
     if (line.verb() == L"run") {
