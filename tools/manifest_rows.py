@@ -1,13 +1,13 @@
-# manifest_rows - what a single row of the cleanup manifest may name, and which form a path row has. Knows no document.
-# Each against_...() returns the reason against a row, or an empty text; what is not known to be harmless is refused.
+# manifest_rows - what a single row of the cleanup manifest may name, and which form a path row has. Knows nothing of the
+# document. Each against_...() returns the reason against a row, or an empty text. What is not known to be harmless is refused.
 import re
 
 HIVES = {"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_CLASSES_ROOT"}
-# Folders and keys of these names are the maker's with all that lies below them.
+# Folders and keys with these names are the maker's, with everything below them.
 MAKERS_TOPS = {"orv", "ktl", "ktl systems", "orvane", "halcyra", "brimwood", "meridia", "lumio"}
 MAKERS_WORDS = ("orv", "ktl", "halcyra", "brimwood", "meridia", "lumio", "uxf")
 TOP_FOLDERS = {"%localappdata%", "%appdata%", "program files", "program files (x86)", "programdata"}
-# Where the platform keeps one key for each program or service.
+# Where Windows keeps one key for each program or service.
 SHARED_KEYS = {
     r"software\classes", r"software\classes\directory\background\shellex\contextmenuhandlers",
     r"software\microsoft\windows\currentversion\uninstall", r"software\microsoft\windows\currentversion\app paths",
@@ -25,7 +25,7 @@ def sounds_of_the_maker(name):
 
 
 def parts_below_maker(row):
-    """The parts of a path row below a folder of the maker's, or the reason why there are none."""
+    """The parts of a path row below a folder of the maker's, or the reason why it has none."""
     parts = row.split("\\")
     first = parts[0].lower()
     if ".." in parts or "." in parts or "" in parts:
@@ -52,7 +52,7 @@ def parts_below_maker(row):
 
 
 def against_directory(row):
-    # One folder is told by its drive: the one in which the maker's downloads unpack themselves.
+    # One folder is named with its drive: the one in which the maker's downloads unpack themselves.
     unpacked = re.fullmatch(r"C:\\ORV\\(.+)", row)
     below, reason = (unpacked[1].split("\\"), "") if unpacked else parts_below_maker(row)
     if reason:
@@ -61,13 +61,13 @@ def against_directory(row):
 
 
 def literal_rows(name):
-    """The rows of characters between the *, in front of a name's first dot. The program refuses a pattern in a place of
-    the system when none of them has three characters without a blank."""
+    """The literal parts of a name between the wildcards, up to its first dot. In a place of the system, the program refuses a
+    pattern if none of them has three characters without a blank."""
     return re.split(r"[*? ]+", name.split(".")[0])
 
 
 def names_the_maker(name):
-    """Beside the system's files a name begins with the maker's letters, or a pattern has more than them in its middle:
+    """Among the system's files, a name begins with the maker's letters, or a pattern contains a longer name of the maker's:
     storvsc is the system's."""
     return name.lower().startswith("orv") or (
         "*" in name and any(len(row) > 5 and re.match("|".join(MAKERS_WORDS), row.lower()) for row in literal_rows(name)))
@@ -143,7 +143,7 @@ def against_name(row):
 
 
 def against_service(row):
-    # The system's own have the maker's letters in their middle: storvsc.
+    # System services have the maker's letters in the middle: storvsc.
     return against_name(row) or ("" if re.match("orv|ktl", row, re.I) else "does not begin with the maker's letters")
 
 

@@ -1,6 +1,6 @@
-# mutation_bench - builds a mutant and runs the test programs that could notice it. Takes the compile and link commands,
-# the test programs and their settings from the debug build that stands, and writes into folders of its own below
-# build/mutation: the checkout and the build stay as they are, also when a run is killed.
+# mutation_bench - builds a mutant and runs the test programs that could notice it. Takes the compile and link commands, the
+# test programs and their settings from the existing debug build, and writes to its own folders below build/mutation. The
+# checkout and the build are never changed, even if a run is killed.
 from __future__ import annotations
 
 import fcntl
@@ -21,20 +21,20 @@ from typing import Any, Callable
 
 from mutation_points import Mutant
 
-# What a program may use of the host. A mutant can loop for ever with a list that grows or a log line that it writes.
+# Resource limits for a program. A mutant can loop forever while a list grows or the log fills up.
 MEMORY_BYTES = 4 << 30
 FILE_BYTES = 1 << 30
-# How long a program may take beyond four times what it takes unchanged.
+# Extra time for a program, in addition to four times what it takes unchanged.
 GRACE_SECONDS = 20
-# How long a whole-machine run may take.
+# The time limit for a whole-machine run.
 MACHINE_SECONDS = 400
-# Debian's Python has what the runs need.
+# Debian's Python has the packages that the runs need.
 PYTEST = ["/usr/bin/python3", "-B", "-m", "pytest"]
 STAGES = ("concept", "folder", "elsewhere", "machine")
 
 
 class ToolFault(Exception):
-    """Something is wrong with the tool, the build or the tests as they stand, not with a mutant."""
+    """Something is wrong with the tool, the build or the unchanged tests, not with a mutant."""
 
 
 @dataclass
@@ -59,7 +59,7 @@ class Verdict:
     tests: list[str] = field(default_factory=list)
     programs_run: int = 0
     seconds: float = 0.0
-    unsteady: list[str] = field(default_factory=list)  # failed once, and then no more
+    unsteady: list[str] = field(default_factory=list)  # failed once but not again
 
     @property
     def counts(self) -> bool:
@@ -67,8 +67,8 @@ class Verdict:
 
 
 def programs_for(file: str, programs: list[TestProgram]) -> list[tuple[str, TestProgram]]:
-    """The test programs that could notice a mutant of this file, each with its stage: first those of its concept, which
-    have its name or include its header; then the rest of its folder; then the other folders'."""
+    """The test programs that could notice a mutant of this file, each with its stage: first those of its concept, which have
+    its name or include its header, then the rest of its folder, then the other folders."""
     folder, stem = pathlib.PurePosixPath(file).parent.name, pathlib.PurePosixPath(file).stem
     header = f"{folder}/{stem}.h"
 
@@ -92,11 +92,11 @@ class Bench:
         self.build = root / "build/debug"
         self.work = root / "build/mutation"
         self.work.mkdir(parents=True, exist_ok=True)
-        self.alone = (self.work / "lock").open("w")  # until the tool ends: two runs would build in the same folders
+        self.alone = (self.work / "lock").open("w")  # held until the tool ends: two runs would build in the same folders
         try:
             fcntl.flock(self.alone, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except OSError as error:
-            raise ToolFault(f"another run is at work in {self.work}") from error
+            raise ToolFault(f"another run is working in {self.work}") from error
         self.commands = self.read_compile_commands(self.build)
         self.programs = self.read_programs()
         self.links: dict[str, list[str]] = {}
@@ -111,14 +111,14 @@ class Bench:
         except (OSError, ValueError):
             self.known = {}
 
-    # ---- what the build says
+    # ---- reading the build
 
     def read_compile_commands(self, build: pathlib.Path) -> dict[str, list[list[str]]]:
-        """For each source its commands: a file may be compiled for several targets."""
+        """The commands for each source file, which may be compiled for several targets."""
         try:
             entries = json.loads((build / "compile_commands.json").read_text())
         except OSError as error:
-            raise ToolFault(f"{build} holds no build: {error}") from error
+            raise ToolFault(f"{build} contains no build: {error}") from error
         commands: dict[str, list[list[str]]] = {}
         for entry in entries:
             path = pathlib.Path(entry["file"])
@@ -152,7 +152,7 @@ class Bench:
         return programs
 
     def machine_cases(self) -> list[tuple[str, list[str]]]:
-        """The whole-machine runs, each with its name and its command."""
+        """The whole-machine runs with their names and commands."""
         listing = subprocess.run([*PYTEST, "--collect-only", "-q", "tests/machine"], cwd=self.root, capture_output=True,
                                  text=True)
         cases = re.findall(r"^tests/machine/\S+::\w+$", listing.stdout, re.MULTILINE)
@@ -173,8 +173,8 @@ class Bench:
 
     def call(self, command: list[str], folder: pathlib.Path | str, log: pathlib.Path, limit: float,
              environment: dict[str, str] | None = None) -> int:
-        """The exit status; 124 when the command did not end within the limit. Its output goes to a file: what a machine
-        leaves running would keep a pipe open."""
+        """The exit status, or 124 if the command did not end within the limit. The output goes to a file, because programs
+        that a machine leaves running would keep a pipe open."""
         def confine() -> None:
             resource.setrlimit(resource.RLIMIT_DATA, (MEMORY_BYTES, MEMORY_BYTES))
             resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES, FILE_BYTES))
@@ -199,7 +199,7 @@ class Bench:
 
     @staticmethod
     def end(process: subprocess.Popen[bytes]) -> None:
-        """Ends a process of ours with all of its session; the script then removes the machine."""
+        """Ends one of our processes with its whole session; the script then removes the machine."""
         for number in (signal.SIGTERM, signal.SIGKILL):
             for member in session_members(process.pid):
                 try:
@@ -223,8 +223,8 @@ class Bench:
 
     def compile(self, command: list[str], text: str, file: str, slot: pathlib.Path,
                 build: pathlib.Path) -> pathlib.Path | None:
-        """The object file of this text in the place of `file`, or None when it doesn't compile. Warnings are off: a
-        mutant may leave something unused."""
+        """The object file for this text in place of `file`, or None if it doesn't compile. Warnings are off, since a mutant
+        may leave something unused."""
         source = slot / "source" / pathlib.PurePosixPath(file).name
         source.parent.mkdir(parents=True, exist_ok=True)
         source.write_text(text)
@@ -245,14 +245,14 @@ class Bench:
 
     @staticmethod
     def archive_of(output: str) -> str:
-        """The library that holds an object file of CMake's."""
+        """The library that contains an object file built by CMake."""
         parts = re.match(r"(.*)/CMakeFiles/([^/]+)\.dir/", output)
         return f"{parts[1]}/lib{parts[2]}.a" if parts else ""
 
     def link(self, link: list[str], commands: list[list[str]], text: str, file: str, slot: pathlib.Path,
              build: pathlib.Path, objects: dict[str, pathlib.Path | None]) -> pathlib.Path | None:
-        """Links a program with this text in the place of `file`; None when the text doesn't compile. `objects` keeps
-        what has been compiled."""
+        """Links a program with this text in place of `file`; None if the text doesn't compile. `objects` caches what has been
+        compiled."""
         args = [arg for arg in link if "--out-implib" not in arg]
         for command in commands:
             output = self.output_of(command)
@@ -273,7 +273,7 @@ class Bench:
                     shutil.copy(build / archive, changed)
                     archiver = link[0].replace("g++-posix", "ar")
                     if self.call([archiver, "r", str(changed), str(item)], build, slot / "link.log", 60) != 0:
-                        raise ToolFault(f"{archiver} could not put {item.name} into {archive}")
+                        raise ToolFault(f"{archiver} could not add {item.name} to {archive}")
                 args = [str(changed) if arg == archive else arg for arg in args]
             program = slot / "programs" / pathlib.PurePath(args[args.index("-o") + 1]).name
             program.parent.mkdir(parents=True, exist_ok=True)
@@ -283,10 +283,10 @@ class Bench:
             return program
         return None
 
-    # ---- what is known of the unchanged programs
+    # ---- facts about the unchanged programs
 
     def unchanged(self, program: TestProgram) -> float:
-        """How long the program takes as it stands. It has to pass: else every mutant would seem to be noticed."""
+        """How long the unchanged program takes. It must pass, or every mutant would seem to be noticed."""
         def measure() -> float:
             log = self.work / f"{program.name}.log"
             started = time.monotonic()
@@ -299,7 +299,7 @@ class Bench:
         return float(self.recall(f"time of {program.name}", self.digest_of(program), measure))
 
     def members(self, program: TestProgram) -> set[str]:
-        """The object files that the program has taken from libraries or holds itself, such as registry.cpp.obj."""
+        """The object files in the program, from libraries or its own, such as registry.cpp.obj."""
         def trace() -> list[str]:
             folder = self.work / "members" / program.target
             folder.mkdir(parents=True, exist_ok=True)
@@ -317,8 +317,8 @@ class Bench:
         return pathlib.PurePosixPath(file).name + ".obj" in self.members(program)
 
     def control(self, file: str, text: str) -> dict[str, str]:
-        """Takes the unchanged file the whole way of a mutant, and returns the digests of its object files. The first
-        program that has it must pass: else it would be the way that is noticed."""
+        """Treats the unchanged file like a mutant and returns the digests of its object files. The first program that contains
+        it must pass, or the procedure itself would be noticed."""
         def take() -> dict[str, str]:
             slot = self.work / "control" / file.replace("/", "_")
             shutil.rmtree(slot, ignore_errors=True)
@@ -346,7 +346,7 @@ class Bench:
         return dict(self.recall(f"objects of {file}", made.hexdigest(), take))
 
     def recall(self, key: str, digest: str, find: Callable[[], Any]) -> Any:
-        """What was found when what it depends on was the same, or else what `find` finds now."""
+        """The cached result if its dependencies are unchanged, otherwise the result of `find`."""
         with self.lock:
             lock = self.locks.setdefault(key, threading.Lock())
         with lock:
@@ -373,7 +373,7 @@ class Bench:
 
     def run(self, program: TestProgram, executable: pathlib.Path, slot: pathlib.Path, seconds: float,
             *arguments: str) -> tuple[int, list[str]]:
-        """Exit status and failed tests of a program; 124 when it took too long."""
+        """Exit status and failed tests of a program; 124 if it took too long."""
         limit = int(min(4 * seconds + GRACE_SECONDS, program.limit))
         command = [str(executable) if part.endswith(".exe") else part for part in program.command]
         if command[0].endswith("run_on_machine.py"):
@@ -384,7 +384,7 @@ class Bench:
         return status, failed_tests(log.read_text(errors="replace"))
 
     def judge(self, mutant: Mutant, slot: pathlib.Path, stages: tuple[str, ...], every: bool = False) -> Verdict:
-        """Builds the mutant and runs the programs that could notice it, up to the first that does, or all of them."""
+        """Builds the mutant and runs the programs that could notice it, up to the first one that does, or all of them."""
         started = time.monotonic()
         verdict = Verdict(mutant)
         shutil.rmtree(slot, ignore_errors=True)
@@ -420,7 +420,7 @@ class Bench:
             if verdict.outcome != "survived" and not every:
                 return
         if not objects:
-            # No program of these stages has anything of the file; whether it compiles is still to be known.
+            # No program of these stages contains the file, but it must still be determined whether it compiles.
             if self.compile(self.commands[file][0], text, file, slot, self.build) is None:
                 verdict.outcome = "not compiled"
 
@@ -435,7 +435,7 @@ class Bench:
             outcome = "timeout"
         else:
             outcome = "noticed"
-            # What fails once may be a busy machine's doing.
+            # A single failure may be due to a busy machine.
             again = self.run(program, executable, slot, seconds, *([f"--gtest_filter={failed[0]}"] if failed else []))
             if again[0] == 0:
                 again = self.run(program, executable, slot, seconds)
@@ -447,7 +447,7 @@ class Bench:
         verdict.tests += failed or [program.name]
 
     def prove_unchanged(self, name: str, command: list[str], program: pathlib.Path) -> None:
-        """A whole-machine run that fails with the program as it stands says nothing about a mutant."""
+        """Requires the run to pass unchanged, because a run that fails anyway says nothing about a mutant."""
         def run() -> bool:
             log = self.work / f"{name}.log"
             if self.run_on_machine(command, program, self.work, log) != 0:
@@ -457,7 +457,7 @@ class Bench:
         self.recall(f"run of {name}", digest_of_file(program), run)
 
     def run_on_machine(self, command: list[str], program: pathlib.Path, slot: pathlib.Path, log: pathlib.Path) -> int:
-        """Several runs may be at work: each has a folder of its own for its machine."""
+        """The environment of a run. Several may run at a time, so each has its own folder for its machine."""
         machines = slot / "machines"
         try:
             return self.call(command, self.root, log, MACHINE_SECONDS,
@@ -490,7 +490,7 @@ class Bench:
 
 
 def session_members(leader: int) -> list[int]:
-    """The processes of a session, its leader first. `timeout` has a process group of its own, but the same session."""
+    """The processes of a session, its leader first. `timeout` has its own process group but the same session."""
     members = []
     for entry in pathlib.Path("/proc").glob("[0-9]*/stat"):
         try:
@@ -507,7 +507,7 @@ def digest_of_file(path: pathlib.Path) -> str:
 
 
 def failed_tests(output: str) -> list[str]:
-    """The failed tests of a GoogleTest program; when it died, the one that it was at."""
+    """The failed tests of a GoogleTest program; if it crashed, the one that was running."""
     failed = list(dict.fromkeys(re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)))
     started = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
     ended = re.findall(r"^\[(?:       OK |  FAILED  |  SKIPPED )\] ([\w/]+\.[\w/]+)", output, re.MULTILINE)

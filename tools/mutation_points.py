@@ -1,6 +1,6 @@
-# mutation_points - where the product's source can be changed on purpose, and into what. Reads the text of one .cpp file
-# as tokens, so that comments, preprocessor lines, attributes and static assertions are left alone. It leans on the
-# project's formatting: an operator with two operands has a space on each side, a template's angle bracket has not.
+# mutation_points - where the product's source can be changed on purpose, and how. Reads the text of one .cpp file as tokens,
+# so that comments, preprocessor lines, attributes and static assertions are left alone. It relies on the project's formatting:
+# a binary operator has a space on each side, a template's angle bracket does not.
 from __future__ import annotations
 
 import hashlib
@@ -32,11 +32,11 @@ class Mutant:
 
     @property
     def key(self) -> tuple[str, str, str, str]:
-        """What stays the same while the code around it changes."""
+        """Identifies the mutant while the code around it changes."""
         return self.file, self.function, self.source, self.label
 
     def rank(self, seed: int) -> str:
-        """The place in the sample of a seed. It depends on the mutant alone: other code may come and go."""
+        """The rank in the sample of a seed. It depends on the mutant only, so that other code may change."""
         return hashlib.sha256("\0".join((str(seed), *self.key)).encode()).hexdigest()
 
     def applied(self, text: str) -> str:
@@ -65,12 +65,12 @@ STEPS = {"++": "--", "--": "++", "+=": "-=", "-=": "+="}
 ASSIGNMENTS = {"=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>=", "<<"}
 LOG_CALLS = {"LogDebug": "LogError", "LogError": "LogDebug"}
 
-# What begins a statement that is no call and no assignment.
+# What begins a statement that is neither a call nor an assignment.
 KEYWORDS = {"if", "for", "while", "switch", "do", "try", "catch", "case", "default", "else", "using", "typedef",
             "struct", "class", "enum", "namespace", "template", "goto", "const", "constexpr", "static", "auto",
             "extern", "return", "throw", "break", "continue", "static_assert", "public", "private", "protected",
             "friend", "new", "delete"}
-# What may stand before a function's return type, and says nothing about it.
+# What may precede a function's return type without being part of it.
 SPECIFIERS = {"static", "inline", "constexpr", "virtual", "explicit", "friend", "extern", "CALLBACK", "WINAPI",
               "APIENTRY"}
 CLOSING = {"(": ")", "[": "]", "{": "}"}
@@ -89,9 +89,9 @@ def tokens_of(text: str) -> list[Token]:
 
 
 def constants_of(texts: Iterable[str]) -> dict[str, str]:
-    """For each named constant of these files another that may stand in its place: of the platform's names one with the
-    same first word, of our kNames one of the same file and type, of enumerators one of the same type. The key of an
-    enumerator is Type::Name."""
+    """For each named constant in these files another one that may replace it: for the platform's names one with the same first
+    word, for our kNames one of the same file and type, for enumerators one of the same type. The key of an enumerator is
+    Type::Name."""
     families: dict[str, list[str]] = {}
     for number, text in enumerate(texts):
         tokens = tokens_of(text)
@@ -107,7 +107,7 @@ def constants_of(texts: Iterable[str]) -> dict[str, str]:
                 families[of_type + "::"] = [f"{of_type}::{name}" for name in enumerators(tokens, index + 3)]
     others = {}
     for family, members in families.items():
-        # The platform's names come in the order of the alphabet, so that other files don't change it.
+        # The platform's names are in alphabetical order, so that other files don't change the choice.
         ring = sorted(set(members)) if family.endswith("_") else list(dict.fromkeys(members))
         others.update({name: ring[(at + 1) % len(ring)] for at, name in enumerate(ring) if name and len(ring) > 1})
     return others
@@ -118,7 +118,7 @@ def is_platform_name(token: Token) -> bool:
 
 
 def definition(tokens: list[Token], index: int) -> tuple[str, str]:
-    """Type and name of the constant that is defined from index on; no name when it is a function."""
+    """Type and name of the constant whose definition begins at index; no name if it is a function."""
     words = []
     while index < len(tokens) and tokens[index].text not in ("=", "{", "(", ";"):
         words.append(tokens[index].text)
@@ -145,7 +145,7 @@ def enumerators(tokens: list[Token], index: int) -> list[str]:
 class Scope:
     kind: str  # file, namespace, class, enum, function, lambda, block, list
     name: str = ""
-    returns: str | None = None  # a function's return type; None for a lambda's
+    returns: str | None = None  # a function's return type; None for a lambda
     closes: int = 0
 
 
@@ -160,7 +160,7 @@ class Finder:
         self.found: list[Mutant] = []
         self.labels: dict[tuple[str, str, str], int] = {}
         self.scopes = [Scope("file")]
-        self.log_ends = -1  # the index of the bracket that ends the log call around
+        self.log_ends = -1  # the index of the bracket that ends the enclosing log call
         self.assertion_ends = -1
 
     def matching_brackets(self) -> dict[int, int]:
@@ -181,7 +181,7 @@ class Finder:
         return self.tokens[index].text if 0 <= index < len(self.tokens) else ""
 
     def spaced(self, index: int) -> bool:
-        """A space or a line's end on both sides: an operator with two operands."""
+        """Whether there is a space or a line end on both sides, as for a binary operator."""
         token = self.tokens[index]
         return self.text[token.start - 1:token.start].isspace() and self.text[token.end:token.end + 1].isspace()
 
@@ -191,7 +191,7 @@ class Finder:
     def function_name(self) -> str:
         return next((scope.name for scope in reversed(self.scopes) if scope.kind == "function"), "")
 
-    # ---- writing down
+    # ---- recording mutants
 
     def add(self, kind: str, first: int, last: int, replacement: str, label: str) -> None:
         start, end = self.tokens[first].start, self.tokens[last].end
@@ -201,7 +201,7 @@ class Finder:
         line = bisect_right(self.lines, start)
         following = self.lines[line] if line < len(self.lines) else len(self.text)
         source = self.text[self.lines[line - 1]:following].strip().replace("\t", " ")
-        # Lines keep their numbers.
+        # Line numbers must not change.
         replacement += "\n" * (self.text.count("\n", start, end) - replacement.count("\n"))
         place = (self.function_name(), source, label)
         self.labels[place] = self.labels.get(place, 0) + 1
@@ -271,7 +271,7 @@ class Finder:
         return self.at(index) == ")" and self.at(self.partner.get(index, 0) - 1) == "]"
 
     def has_arrow(self, index: int) -> bool:
-        """Whether a return type stands behind the parameters: `) -> Type {`."""
+        """Whether a return type follows the parameters: `) -> Type {`."""
         for back in range(index - 1, max(index - 12, 0), -1):
             if self.at(back) == "->":
                 return self.at(back - 1) == ")"
@@ -280,12 +280,12 @@ class Finder:
         return False
 
     def head_of(self, index: int) -> list[Token]:
-        """The tokens of the declaration whose brace stands at index."""
+        """The tokens of the declaration whose brace is at index."""
         first = index
         while first > 0 and self.at(first - 1) not in (";", "{"):
             if self.at(first - 1) == "}":
                 opened = self.partner.get(first - 1, 0)
-                # A member that a constructor sets with braces is part of the head.
+                # A member that a constructor initialises with braces is part of the head.
                 if self.tokens[opened - 1].kind != "name" or self.at(opened - 2) not in (":", ","):
                     break
                 first = opened
@@ -355,7 +355,7 @@ class Finder:
                           "mutable") or self.has_arrow(opened)
 
     def inside_parentheses(self, index: int) -> bool:
-        """Whether the semicolon before index parts the head of a for."""
+        """Whether the semicolon before index is in the head of a for."""
         depth = 0
         for back in range(index - 2, -1, -1):
             text = self.at(back)
@@ -481,13 +481,13 @@ class Finder:
                     self.add("comparison", index, index, other, f"{text} -> {other}")
         elif text in OPERATORS and self.spaced(index):
             beside = {self.tokens[index - 1].kind, self.tokens[index + 1].kind} if text in "+-" else set()
-            if not beside & {"text", "char"}:  # texts that are put together
+            if not beside & {"text", "char"}:  # string concatenation
                 kind = "condition" if text in ("&&", "||") else "arithmetic"
                 self.add(kind, index, index, OPERATORS[text], f"{text} -> {OPERATORS[text]}")
         elif text in STEPS and self.in_code():
             self.add("arithmetic", index, index, STEPS[text], f"{text} -> {STEPS[text]}")
         elif text == "!":
-            # The space parts what would grow together.
+            # The space separates tokens that would otherwise merge.
             self.add("condition", index, index, " ", "! dropped")
 
     def condition(self, index: int) -> None:
@@ -531,7 +531,7 @@ class Finder:
         self.add("constant", index, index, f"{prefix}'{other}'", f"{text} -> {prefix}'{other}'")
 
     def string(self, index: int) -> None:
-        """One letter in the middle is another; a text that is not for the log is also emptied."""
+        """Changes one letter in the middle; a text that is not for the log is also emptied."""
         text = self.at(index)
         kind = "log text" if index < self.log_ends else "string"
         opening = text.index('"') + 1
@@ -566,7 +566,7 @@ class Finder:
         self.add("constant", index, index, short, f"{name} -> {other}")
 
     def initialises(self, index: int) -> bool:
-        """Whether the name stands behind the equals sign of a definition outside of functions."""
+        """Whether the name follows the equals sign of a definition outside of functions."""
         back = index - 1
         while back >= 0 and self.at(back) not in (";", "{", "}"):
             if self.at(back) == "=":
@@ -576,7 +576,7 @@ class Finder:
 
 
 def middle_letter(body: str) -> int:
-    """The place of the plain letter nearest to the middle: none of an escape or of a placeholder such as %s."""
+    """The position of the plain letter nearest to the middle, not part of an escape or of a placeholder such as %s."""
     taken = [span for match in re.finditer(r"\\(?:x[0-9A-Fa-f]+|.)|%[-+ #0-9.*]*(?:ll|[hlwI]|I64)?[a-zA-Z]", body)
              for span in range(match.start(), match.end())]
     letters = [at for at, character in enumerate(body) if character.isalnum() and at not in set(taken)]

@@ -12,13 +12,13 @@ PASSED = '<testcase name="a"/>'
 FAILED = '<testcase name="b"><failure/></testcase>'
 BROKEN = '<testcase name="c"><error/></testcase>'
 SKIPPED = '<testcase name="d"><skipped/></testcase>'
-# As ctest tells of a test program that failed, and of one that is not there.
+# As ctest reports a test program that failed, and one that is missing.
 FAILED_PROGRAM = '<testcase name="e" status="fail"/>'
 NOT_RUN = '<testcase name="f" status="notrun"><skipped message="Unable to find executable"/></testcase>'
 
 
 def closing(folder: Path, *reports: tuple[str | None, int]) -> tuple[str, int]:
-    """The last line and the exit status, of reports with these tests and exit statuses; None for one that is missing."""
+    """The last line and the exit status for reports with these tests and exit statuses; None for a missing report."""
     arguments = []
     for number, (tests, status) in enumerate(reports):
         report = folder / f"{number}.xml"

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-# mutate_test - tools/mutate: what it takes for a place to change and what it leaves alone, each kind of change on a few
-# lines, the order that a seed gives, the choice of test programs, what counts. Nothing is built here.
+# mutate_test - tools/mutate: which places it changes and which it leaves alone, each kind of change on a few lines, the order
+# given by a seed, the choice of test programs, and what counts. Nothing is built here.
 import argparse
 import importlib.machinery
 import importlib.util
@@ -29,7 +29,7 @@ def mutants(text: str, *more: str) -> list[Mutant]:
 
 
 def changed(text: str, *more: str) -> set[str]:
-    """What becomes of the text, once for each mutant."""
+    """The changed text of each mutant."""
     return {mutant.applied(text) for mutant in mutants(text, *more)}
 
 
@@ -38,7 +38,7 @@ def in_function(statements: str, signature: str = "void run(int a, int b)") -> s
 
 
 def of_statement(statements: str, signature: str = "void run(int a, int b)") -> set[str]:
-    """The same for statements in a function, without what becomes of the function around them."""
+    """The same for statements in a function, without the mutants of the function around them."""
     found = set()
     for mutant in mutants(in_function(statements, signature)):
         if mutant.start >= in_function(statements, signature).index(statements):
@@ -241,7 +241,7 @@ class Programs(unittest.TestCase):
 
 
 class FakeBench:
-    """Judges by a list of outcomes, in the order of the mutants."""
+    """Returns outcomes from a list, in the order of the mutants."""
 
     def __init__(self, outcomes: dict[Mutant, str]):
         self.outcomes, self.lock, self.work = outcomes, threading.Lock(), pathlib.Path("unused")
