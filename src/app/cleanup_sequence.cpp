@@ -19,11 +19,11 @@
 #include "system/action_dispatcher.h"
 #include "system/depth_order.h"
 #include "system/log.h"
-#include "system/previous_installers.h"
+#include "system/previous_installers_removal.h"
 #include "system/registry_walk.h"
 #include "system/safe_boot.h"
 #include "system/services.h"
-#include "system/windows_update.h"
+#include "system/update_cache_removal.h"
 #include "ui/localised_strings.h"
 #include "ui/splash_window.h"
 
@@ -128,7 +128,7 @@ void CleanupSession::serviceStage() {
   LogDebug(L"-----------Stopping of Services Started-------------");
   HandleServices(*this);
   if (!factoryReset) {
-    DeleteStaleDisplayServiceKeys();
+    DeleteStaleDisplayServiceKeys(PlanStaleDisplayServices(FindDisplayServices()));
   }
   ExecuteActions(ActionKind::ServiceStop, services, failedServices, false);
   LogDebug(L"-----------Stopping of Services Ended-------------");
@@ -252,6 +252,6 @@ void CleanupSession::registryKeyStage() {
 
 void CleanupSession::previousInstallerStage() {
   LogDebug(L"-----------Deletion of Previous Versions of Installer Started--------");
-  RemovePreviousInstallers();
+  RemovePreviousInstallers(PlanPreviousInstallers(FindPreviousInstallers()));
   LogDebug(L"-----------Deletion of Previous Versions of Installer Ended----------");
 }

@@ -13,7 +13,7 @@
 #include "system/file_operations.h"
 #include "system/file_status.h"
 #include "system/log.h"
-#include "system/process_launch.h"
+#include "system/system_message.h"
 #include "system/registry.h"
 
 namespace {

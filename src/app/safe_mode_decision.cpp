@@ -16,7 +16,7 @@
 #include "system/log.h"
 #include "system/module_path.h"
 #include "system/process_launch.h"
-#include "system/registry.h"
+#include "system/machine_facts.h"
 #include "system/temporary_folder.h"
 #include "system/windows_update.h"
 #include "ui/localised_strings.h"

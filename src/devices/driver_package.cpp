@@ -4,7 +4,7 @@
 
 #include "system/handles.h"
 #include "system/log.h"
-#include "system/process_launch.h"
+#include "system/system_message.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "devices/setup.h"
 #include "system/handles.h"
 #include "system/log.h"
-#include "system/registry.h"
+#include "system/machine_facts.h"
 #include "system/text_case.h"
 
 namespace {

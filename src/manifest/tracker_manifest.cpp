@@ -13,7 +13,7 @@
 #include "system/file_status.h"
 #include "system/handles.h"
 #include "system/log.h"
-#include "system/registry.h"
+#include "system/machine_facts.h"
 
 namespace {
 

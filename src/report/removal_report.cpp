@@ -12,7 +12,7 @@
 
 #include "report/report_stylesheet.h"
 #include "system/log.h"
-#include "system/process_launch.h"
+#include "system/system_message.h"
 #include "system/text_case.h"
 
 namespace {

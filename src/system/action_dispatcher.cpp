@@ -15,7 +15,7 @@
 #include "system/registry.h"
 #include "system/row_folders.h"
 #include "system/services.h"
-#include "system/shortcuts.h"
+#include "system/shortcut_removal.h"
 #include "system/trusted_surroundings.h"
 #include "system/windows_files.h"
 

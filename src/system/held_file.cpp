@@ -1,7 +1,10 @@
 #include "system/held_file.h"
 
+#include <utility>
+
 #include <sddl.h>
 
+#include "system/file_content.h"
 #include "system/long_path.h"
 
 namespace {
@@ -12,31 +15,38 @@ constexpr wchar_t kRights[] = L"D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)";
 constexpr int kAttempts = 200;
 constexpr DWORD kPauseMilliseconds = 10;
 
+struct NewFile {
+  FileHandle file;
+  bool isHeldByAnother = false;  // there is no file, since another process has one of that name open
+};
+
 // Never through a link: with something of that name still there, whatever it is, the call fails.
-FileHandle createNew(const std::wstring& systemPath, bool* isHeldByAnother) {
+NewFile createNew(const std::wstring& systemPath) {
   PSECURITY_DESCRIPTOR rights = nullptr;
   ::ConvertStringSecurityDescriptorToSecurityDescriptorW(kRights, SDDL_REVISION_1, &rights, nullptr);
   const LocalMemory owner(rights);
   SECURITY_ATTRIBUTES attributes = {sizeof(attributes), rights, FALSE};
   const bool deleted = ::DeleteFileW(systemPath.c_str());
   const DWORD deletion = deleted ? ERROR_SUCCESS : ::GetLastError();
-  FileHandle file(::CreateFileW(systemPath.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, &attributes,
-                                CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-  *isHeldByAnother = !file && (deletion == ERROR_SHARING_VIOLATION || ::GetLastError() == ERROR_FILE_EXISTS) &&
-                     deletion != ERROR_ACCESS_DENIED;
-  return file;
+  NewFile created;
+  created.file.reset(::CreateFileW(systemPath.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, &attributes,
+                                   CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  created.isHeldByAnother = !created.file &&
+                            (deletion == ERROR_SHARING_VIOLATION || ::GetLastError() == ERROR_FILE_EXISTS) &&
+                            deletion != ERROR_ACCESS_DENIED;
+  return created;
 }
 
 }  // namespace
 
 FileHandle writeHeldFile(const std::wstring& path, std::string_view bytes) {
   const std::wstring systemPath = toSystemPath(path);
-  bool isHeldByAnother = false;
-  FileHandle writer = createNew(systemPath, &isHeldByAnother);
-  for (int attempt = 1; !writer && isHeldByAnother && attempt < kAttempts; ++attempt) {
+  NewFile created = createNew(systemPath);
+  for (int attempt = 1; created.isHeldByAnother && attempt < kAttempts; ++attempt) {
     ::Sleep(kPauseMilliseconds);
-    writer = createNew(systemPath, &isHeldByAnother);
+    created = createNew(systemPath);
   }
+  FileHandle writer = std::move(created.file);
   DWORD written = 0;
   if (!writer || !::WriteFile(writer.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
     return FileHandle();
@@ -59,19 +69,4 @@ FileHandle holdFolder(const std::wstring& path) {
   const bool isFolder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
                         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
   return held && isFolder ? std::move(held) : FileHandle();
-}
-
-std::string readWhole(HANDLE file) {
-  constexpr LONGLONG kLargest = 0x7FFF'FFFF;
-  LARGE_INTEGER size = {};
-  if (!::GetFileSizeEx(file, &size) || size.QuadPart > kLargest || !::SetFilePointerEx(file, {}, nullptr, FILE_BEGIN)) {
-    return {};
-  }
-  std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
-  DWORD read = 0;
-  if (!::ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr)) {
-    return {};
-  }
-  bytes.resize(read);
-  return bytes;
 }

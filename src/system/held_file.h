@@ -15,6 +15,3 @@ FileHandle writeHeldFile(const std::wstring& path, std::string_view bytes);
 
 // Holds a folder in its place. Empty when there is none, or when a link has its name. CreateFileW.
 FileHandle holdFolder(const std::wstring& path);
-
-// Everything that an open file holds; empty when it cannot be read.
-std::string readWhole(HANDLE file);

@@ -1,24 +1,22 @@
 #include "system/previous_installers.h"
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <filesystem>
 #include <regex>
 #include <set>
 #include <string_view>
-#include <system_error>
 
 #include <windows.h>
 
 #include "system/comparable_path.h"
-#include "system/directory_walk.h"
 #include "system/file_status.h"
-#include "system/handles.h"
 #include "system/log.h"
-#include "system/long_path.h"
+#include "system/machine_facts.h"
 #include "system/module_path.h"
-#include "system/process_launch.h"
 #include "system/registry.h"
+#include "system/system_message.h"
 
 namespace {
 
@@ -50,13 +48,6 @@ constexpr std::array<const wchar_t*, 14> kNamePatterns = {
 constexpr std::array<const wchar_t*, 3> kPackageFolders = {L"Packages\\", L"HalcyraInstaller\\",
                                                            L"ORVSoftwareInstaller\\"};
 
-// A file-system failure in the system's own words.
-std::wstring reason(const std::error_code& error) {
-  std::wstring text = systemMessage(static_cast<DWORD>(error.value()));
-  text.resize(text.find_last_not_of(L" \r\n") + 1);
-  return text;
-}
-
 // What a standard exception says is in the code page of the machine.
 std::wstring widen(std::string_view text) {
   const int length = static_cast<int>(text.size());
@@ -76,7 +67,7 @@ void addRegisteredPackages(std::vector<std::wstring>& exclusions) {
         const std::wstring path = GetRegistryString(key.get(), subkey.c_str(), kPackagePathValue);
         LogDebug(L"Package path %s", path.c_str());
         if (fileExists(path)) {
-          exclusions.push_back(path);
+          exclusions.push_back(comparablePath(path));
         }
       } catch (...) {
         // The next subkey may be in order.
@@ -93,9 +84,9 @@ void addOwnFolder(std::vector<std::wstring>& exclusions) {
   if (!program.has_root_directory()) {
     return;
   }
-  const std::wstring folder = program.parent_path().wstring();
-  if (comparablePath(folder) != comparablePath(program.root_path().wstring())) {
-    exclusions.push_back(folder + L'\\');
+  const std::wstring folder = comparablePath(program.parent_path().wstring());
+  if (folder != comparablePath(program.root_path().wstring())) {
+    exclusions.push_back(folder);
   }
 }
 
@@ -117,162 +108,116 @@ std::set<std::wstring> findRoots() {
   return roots;
 }
 
-// Calls `visit` for each entry of a folder; a folder that cannot be read has none, and one that breaks off ends there.
-void visitReadableEntries(const std::wstring& folder, const EntryVisitor& visit) {
+// A folder that cannot be read has no entries; one whose reading breaks off has those that were read.
+InstallerFolder readFolder(const std::wstring& path, bool isRoot) {
+  InstallerFolder folder = {path, isRoot, {}, std::nullopt};
   bool begun = false;
   try {
-    visitEntries(folder, [&](const DirectoryEntry& entry) {
+    visitEntries(path, [&](const DirectoryEntry& entry) {
       begun = true;
-      visit(entry);
+      if (entry.isDirectory() || (!isRoot && isFileEntry(entry))) {
+        folder.entries.push_back({entry, comparablePath(entry.systemPath)});
+      }
     });
   } catch (const std::filesystem::filesystem_error& failure) {
     if (begun) {
-      LogDebug(L"Encountered error while iterating %s. %ls", folder.c_str(), reason(failure.code()).c_str());
+      folder.failure = systemMessage(failure.code());
     }
   }
+  return folder;
 }
 
-bool matches(const std::wregex& expression, const wchar_t* pattern, const DirectoryEntry& entry,
-             const std::wstring& name) {
-  try {
-    return std::regex_match(name, expression);
-  } catch (const std::exception& failure) {
-    LogDebug(L"Exception occured when attempting to regex %s with %s. %ls", entry.path.c_str(), pattern,
-             widen(failure.what()).c_str());
-    return false;
+std::vector<std::wregex> namePatterns() {
+  std::vector<std::wregex> patterns;
+  patterns.reserve(kNamePatterns.size());
+  for (const wchar_t* pattern : kNamePatterns) {
+    patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);
   }
+  return patterns;
 }
 
-// The folders of a root that are named like an installer's.
-void findNamedFolders(const std::wstring& root, const std::vector<std::wstring>& exclusions,
-                      const std::vector<std::wregex>& patterns, std::vector<DirectoryEntry>& candidates) {
-  visitReadableEntries(root, [&](const DirectoryEntry& entry) {
-    if (!entry.isDirectory()) {
-      return;
-    }
-    const std::wstring name = entry.path.substr(entry.path.find_last_of(L'\\') + 1);
-    for (std::size_t index = 0; index < patterns.size(); ++index) {
-      if (!matches(patterns[index], kNamePatterns[index], entry, name)) {
+// Plans for an entry of a root. One that is excluded gets a line for each pattern that its name fits.
+void planByName(const InstallerEntry& candidate, bool isExcluded, const std::vector<std::wregex>& patterns,
+                PreviousInstallersPlan& plan) {
+  const std::wstring& path = candidate.entry.path;
+  const std::wstring name = path.substr(path.find_last_of(L'\\') + 1);
+  for (std::size_t index = 0; index < patterns.size(); ++index) {
+    try {
+      if (!std::regex_match(name, patterns[index])) {
         continue;
       }
-      if (IsNotExcluded(exclusions, entry.systemPath)) {
-        candidates.push_back(entry);
-        return;
-      }
-      LogDebug(L"Excluding %s", entry.path.c_str());
+    } catch (const std::exception& failure) {
+      plan.lines.push_back(L"Exception occured when attempting to regex " + path + L" with " + kNamePatterns[index] +
+                           L". " + widen(failure.what()));
+      continue;
     }
-  });
-}
-
-// A link that leads to nothing is none, nor is one to something that is neither file nor directory.
-bool isFile(const DirectoryEntry& entry) {
-  return !entry.isDirectory() && (!entry.isLink() || isRegularFile(entry.systemPath));
-}
-
-void findPackages(const std::wstring& folder, const std::vector<std::wstring>& exclusions,
-                  std::vector<DirectoryEntry>& candidates) {
-  visitReadableEntries(folder, [&](const DirectoryEntry& entry) {
-    if (!entry.isDirectory() && !isFile(entry)) {
+    if (!isExcluded) {
+      plan.remove.push_back(candidate.entry);
       return;
     }
-    if (IsNotExcluded(exclusions, entry.systemPath)) {
-      candidates.push_back(entry);
-    } else {
-      LogDebug(L"Excluding %s", entry.path.c_str());
+    if (plan.kept.empty() || plan.kept.back() != path) {
+      plan.kept.push_back(path);
     }
-  });
-}
-
-// The files go first, one by one, so that one that stays costs no other.
-void deleteFilesBelow(const DirectoryEntry& candidate) {
-  try {
-    walkDirectory(
-        candidate,
-        [](const DirectoryEntry& entry) {
-          if (isFile(entry)) {
-            LogDebug(L"Deleting file: %s", entry.path.c_str());
-            ::DeleteFileW(entry.systemPath.c_str());
-          }
-        },
-        LinkInPlace::HasNoEntries,
-        [&candidate](const std::error_code& error) {
-          LogDebug(L"Encountered error while iterating %s. %ls", candidate.path.c_str(), reason(error).c_str());
-        });
-  } catch (const std::filesystem::filesystem_error&) {
-    // A plain file, or a folder that cannot be read: what follows reports it when it stays.
-  }
-}
-
-void removeCandidate(const DirectoryEntry& candidate) {
-  deleteFilesBelow(candidate);
-  LogDebug(L"Deleting directory: %s", candidate.path.c_str());
-  try {
-    removeTree(candidate);
-  } catch (const std::filesystem::filesystem_error& failure) {
-    LogDebug(L"Unable to delete %s. %ls", candidate.path.c_str(), reason(failure.code()).c_str());
-  }
-}
-
-// A link in the folder's place stays: it says nothing of what it leads to. So does a file, which is no installer's.
-void removeIfEmpty(const std::wstring& folder) {
-  const std::wstring path = withoutEnd(folder);
-  if (fileExists(path) && isExistingDirectory(path) && !isLink(path)) {
-    removeSingleEntry(path);
+    plan.lines.push_back(L"Excluding " + path);
   }
 }
 
 }  // namespace
 
-bool AreRelatedPaths(const std::wstring& first, const std::wstring& second) {
-  if (first.empty() || second.empty()) {
-    return false;
+PreviousInstallers FindPreviousInstallers() {
+  PreviousInstallers found;
+  addRegisteredPackages(found.exclusions);
+  addOwnFolder(found.exclusions);
+  const std::set<std::wstring> roots = findRoots();
+  for (const std::wstring& root : roots) {
+    found.folders.push_back(readFolder(root, true));
   }
-  const std::wstring one = comparablePath(first);
-  const std::wstring other = comparablePath(second);
-  return isSameOrInside(one, other) || isSameOrInside(other, one);
+  for (const std::wstring& root : roots) {
+    for (const wchar_t* name : kPackageFolders) {
+      found.folders.push_back(readFolder(root + name, false));
+    }
+  }
+  return found;
+}
+
+PreviousInstallersPlan PlanPreviousInstallers(const PreviousInstallers& found) {
+  PreviousInstallersPlan plan;
+  const std::vector<std::wregex> patterns = namePatterns();
+  for (const InstallerFolder& folder : found.folders) {
+    for (const InstallerEntry& candidate : folder.entries) {
+      const bool isExcluded = !IsNotExcluded(found.exclusions, candidate.comparable);
+      if (folder.isRoot) {
+        planByName(candidate, isExcluded, patterns, plan);
+      } else if (isExcluded) {
+        plan.kept.push_back(candidate.entry.path);
+        plan.lines.push_back(L"Excluding " + candidate.entry.path);
+      } else {
+        plan.remove.push_back(candidate.entry);
+      }
+    }
+    if (folder.failure) {
+      plan.lines.push_back(L"Encountered error while iterating " + folder.path + L". " + *folder.failure);
+    }
+  }
+  for (const bool isRoot : {false, true}) {
+    for (const InstallerFolder& folder : found.folders) {
+      if (folder.isRoot == isRoot) {
+        plan.folders.push_back(folder.path);
+      }
+    }
+  }
+  return plan;
+}
+
+bool AreRelatedPaths(const std::wstring& first, const std::wstring& second) {
+  return isSameOrInside(first, second) || isSameOrInside(second, first);
 }
 
 bool IsNotExcluded(const std::vector<std::wstring>& exclusions, const std::wstring& entry) {
-  for (const std::wstring& exclusion : exclusions) {
-    if (AreRelatedPaths(entry, exclusion)) {
-      return false;
-    }
-  }
-  return true;
+  return std::none_of(exclusions.begin(), exclusions.end(),
+                      [&entry](const std::wstring& exclusion) { return AreRelatedPaths(entry, exclusion); });
 }
 
-void RemovePreviousInstallers() {
-  std::vector<std::wstring> exclusions;
-  addRegisteredPackages(exclusions);
-  addOwnFolder(exclusions);
-
-  const std::set<std::wstring> roots = findRoots();
-  std::vector<std::wregex> patterns;
-  patterns.reserve(std::size(kNamePatterns));
-  for (const wchar_t* pattern : kNamePatterns) {
-    patterns.emplace_back(pattern, std::regex::ECMAScript | std::regex::icase);
-  }
-  std::vector<DirectoryEntry> candidates;
-  for (const std::wstring& root : roots) {
-    findNamedFolders(root, exclusions, patterns, candidates);
-  }
-  std::vector<std::wstring> subfolders;
-  for (const std::wstring& root : roots) {
-    for (const wchar_t* name : kPackageFolders) {
-      subfolders.push_back(root + name);
-    }
-  }
-  for (const std::wstring& subfolder : subfolders) {
-    findPackages(subfolder, exclusions, candidates);
-  }
-
-  for (const DirectoryEntry& candidate : candidates) {
-    removeCandidate(candidate);
-  }
-  for (const std::wstring& subfolder : subfolders) {
-    removeIfEmpty(subfolder);
-  }
-  for (const std::wstring& root : roots) {
-    removeIfEmpty(root);
-  }
+bool isFileEntry(const DirectoryEntry& entry) {
+  return !entry.isDirectory() && (!entry.isLink() || isRegularFile(entry.systemPath));
 }

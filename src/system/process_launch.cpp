@@ -10,6 +10,7 @@
 
 #include "system/handles.h"
 #include "system/log.h"
+#include "system/system_message.h"
 #include "system/trusted_surroundings.h"
 
 namespace {
@@ -88,15 +89,6 @@ class InheritedHandle {
 };
 
 }  // namespace
-
-std::wstring systemMessage(DWORD code) {
-  wchar_t* text = nullptr;
-  ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
-                       FORMAT_MESSAGE_MAX_WIDTH_MASK,
-                   nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-  const LocalMemory owner(text);
-  return text ? text : L"";
-}
 
 int LaunchExeByCreateProcess(wchar_t* commandLine, bool /*ignoredFlag*/, const DWORD* exitCode) {
   int result = 0;

@@ -34,6 +34,3 @@ bool RunInSystemShell(const std::wstring& command);
 // Runs ShellExecuteExW on a thread of its own, in a single-threaded apartment, and waits for that thread, not for the
 // program. The result is not looked at.
 void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& parameters);
-
-// The system's text for a Win32 code, as FormatMessageW gives it on one line; empty when it has none.
-std::wstring systemMessage(DWORD code);

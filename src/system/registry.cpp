@@ -2,10 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-
-#include "system/log.h"
-#include "system/text_case.h"
 
 namespace {
 
@@ -108,56 +104,4 @@ std::vector<std::wstring> ListValueNames(HKEY key) {
   const LSTATUS status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
                                             &longestName, nullptr, nullptr, nullptr);
   return listNames(key, status, count, longestName, ::RegEnumValueW);
-}
-
-RegistryKey CreateCleanupUtilityKey(HKEY parent) {
-  RegistryKey key;
-  const LSTATUS status = ::RegCreateKeyExW(parent, L"ORVCleanupUtility", 0, nullptr, REG_OPTION_VOLATILE,
-                                           KEY_READ | KEY_SET_VALUE | KEY_CREATE_SUB_KEY, nullptr, key.put(), nullptr);
-  if (status != ERROR_SUCCESS) {
-    throw RegKeyError(status, "Unable to get create registry key");
-  }
-  return key;
-}
-
-void SetRegistryDwordOne(HKEY key, const wchar_t* valueName) {
-  constexpr DWORD kOne = 1;
-  const LSTATUS status =
-      ::RegSetValueExW(key, valueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&kOne), sizeof(kOne));
-  if (status != ERROR_SUCCESS) {
-    char text[260] = {};
-    ::_snprintf(text, sizeof(text) - 1, "Unable to write to registry for value = %ls data = %d.", valueName, 1);
-    throw RegKeyError(status, text);
-  }
-}
-
-bool IsVirtualMachine() {
-  RegistryKey key;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\SystemInformation", 0, KEY_ALL_ACCESS,
-                      key.put()) != ERROR_SUCCESS) {
-    return false;
-  }
-  wchar_t product[MAX_PATH] = {};
-  DWORD type = REG_SZ;
-  DWORD size = kStringBufferBytes;
-  if (::RegQueryValueExW(key.get(), L"SystemProductName", nullptr, &type, reinterpret_cast<BYTE*>(product), &size) !=
-      ERROR_SUCCESS) {
-    return false;
-  }
-  return toLower(product).find(L"virtual") != std::wstring::npos;
-}
-
-std::wstring GetOSDrive() {
-  std::wstring drive;
-  try {
-    wchar_t buffer[MAX_PATH] = {};
-    ::GetSystemDirectoryW(buffer, 255);
-    drive = buffer;
-    drive = drive.substr(0, drive.find(L'\\') + 1);
-    LogDebug(L"CommonHelperUtilities::GetOSDrive: %s", drive.c_str());
-  } catch (...) {
-    // The callers go on with what there is.
-    LogError(L"Exception - CommonHelperUtilities::GetOSDrive - Inside Catch with error code: %d", ::GetLastError());
-  }
-  return drive;
 }

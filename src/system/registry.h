@@ -1,6 +1,6 @@
-// registry - registry paths as the manifest writes them (root's full name, backslash, subkey), single keys and values,
-// and facts of the system that are read from the registry. The process is 64-bit and passes no view flag: 32-bit keys
-// are reached through explicit WOW6432Node paths. Walking whole trees is the business of registry_walk.
+// registry - registry paths as the manifest writes them (root's full name, backslash, subkey), and reading single keys
+// and values. Writes nothing. The process is 64-bit and passes no view flag: 32-bit keys are reached through explicit
+// WOW6432Node paths. registry_walk walks whole trees.
 #pragma once
 
 #include <string>
@@ -45,17 +45,3 @@ std::vector<std::wstring> EnumerateSubkeys(HKEY key);
 // The names of all values of an open key in enumeration order, the nameless one included. Throws RegKeyError with the
 // texts of EnumerateSubkeys.
 std::vector<std::wstring> ListValueNames(HKEY key);
-
-// Creates or opens the volatile key ORVCleanupUtility below `parent`: it lives only until the next restart, just as
-// long as what it tells is true. Throws RegKeyError "Unable to get create registry key".
-RegistryKey CreateCleanupUtilityKey(HKEY parent);
-
-// Writes the REG_DWORD value 1. Throws RegKeyError "Unable to write to registry for value = <name> data = 1.".
-void SetRegistryDwordOne(HKEY key, const wchar_t* valueName);
-
-// True when the system's product name holds "virtual" in any case. False when it cannot be read, also when the name
-// does not fit into 260 bytes.
-bool IsVirtualMachine();
-
-// The root of the drive that holds the system folder, with its backslash: "C:\". Logs the result.
-std::wstring GetOSDrive();

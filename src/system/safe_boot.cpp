@@ -7,13 +7,10 @@
 
 #include "system/handles.h"
 #include "system/log.h"
+#include "system/machine_facts.h"
 #include "system/process_launch.h"
 
 namespace {
-
-// GetSystemMetrics(SM_CLEANBOOT).
-constexpr int kNormalBoot = 0;
-constexpr int kMinimalSafeMode = 1;
 
 constexpr wchar_t kEntryText[] = L"Service";
 
@@ -63,13 +60,13 @@ void enterIntoSafeBootList(const wchar_t* keyPath) {
 }
 
 void startInSafeMode(const SafeBootService& service) {
-  const int boot = ::GetSystemMetrics(SM_CLEANBOOT);
-  if (boot == kNormalBoot) {
+  const SafeMode mode = currentSafeMode();
+  if (mode == SafeMode::None) {
     return;
   }
   LogDebug(service.startLine);
-  enterIntoSafeBootList(boot == kMinimalSafeMode ? service.minimalKey : service.networkKey);
-  // Whether the service has really started is not asked: the command's exit code says nothing to anyone.
+  enterIntoSafeBootList(mode == SafeMode::Minimal ? service.minimalKey : service.networkKey);
+  // "Successful" means that the command could be run: its exit code is not looked at.
   LogDebug(RunInSystemShell(service.command) ? service.successLine : service.failureLine);
 }
 

@@ -1,6 +1,6 @@
-// safe_boot - in safe mode, lets the services run that installers and the removal of store apps need: each is entered
-// into the list of the safe mode at hand and started. Outside safe mode nothing happens. Failures cost only a log line;
-// the entries stay after the run.
+// safe_boot - starts, in safe mode, the services that installers and the removal of store apps need. Each is first
+// added to the services that Windows allows in the present safe mode. Does nothing outside safe mode. A failure costs a
+// log line and nothing else; the entries stay after the run.
 #pragma once
 
 void StartMsiServerInSafeMode();

@@ -2,14 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <regex>
-#include <unordered_set>
 #include <utility>
 
-#include "system/handles.h"
 #include "system/log.h"
+#include "system/lower_filters.h"
 #include "system/registry.h"
-#include "system/text_case.h"
 
 namespace {
 
@@ -19,25 +16,8 @@ constexpr DWORD kLongestWaitMilliseconds = 10000;
 // What a service may have its end waited for at a time.
 constexpr DWORD kLongestHintMilliseconds = 300000;
 
-// The filter driver that must never go.
-constexpr wchar_t kSparedService[] = L"orvpcifd";
-
 constexpr wchar_t kFirstAcpiTree[] = L"SYSTEM\\CurrentControlSet\\Enum\\ACPI\\PNP0A08\\";
 constexpr wchar_t kSecondAcpiTree[] = L"SYSTEM\\CurrentControlSet\\Enum\\ACPI\\PNP0A03\\";
-constexpr wchar_t kPciTree[] = L"SYSTEM\\CurrentControlSet\\Enum\\PCI\\";
-constexpr wchar_t kServicesKey[] = L"SYSTEM\\CurrentControlSet\\Services";
-
-constexpr DWORD kKeyNameCharacters = 256;
-constexpr DWORD kValueNameCharacters = 16384;
-
-bool isDisplayServiceName(const std::wstring& lowerCaseName) {
-  static const std::wregex expression(L"^orv.{4}g$");
-  return std::regex_search(lowerCaseName, expression);
-}
-
-bool isVendorDeviceKey(const std::wstring& name) {
-  return name.starts_with(L"VEN_7A11");
-}
 
 bool queryStatus(SC_HANDLE service, SERVICE_STATUS_PROCESS* status) {
   DWORD needed = 0;
@@ -89,29 +69,6 @@ bool waitUntilStopped(SC_HANDLE service, const std::wstring& name, SERVICE_STATU
     }
   }
   return true;
-}
-
-// The services that the vendor's PCI devices name, in lower case.
-std::unordered_set<std::wstring> findDisplayServicesInUse() {
-  std::unordered_set<std::wstring> inUse;
-  const RegistryKey pci = OpenRegistryKey(HKEY_LOCAL_MACHINE, kPciTree, KEY_READ);
-  for (const std::wstring& device : EnumerateSubkeys(pci.get())) {
-    if (!isVendorDeviceKey(device)) {
-      continue;
-    }
-    const RegistryKey deviceKey = OpenRegistryKey(HKEY_LOCAL_MACHINE, kPciTree + device, KEY_READ);
-    for (const std::wstring& deviceInstance : EnumerateSubkeys(deviceKey.get())) {
-      try {
-        const std::wstring service = toLower(GetRegistryString(deviceKey.get(), deviceInstance.c_str(), L"Service"));
-        if (isDisplayServiceName(service)) {
-          inUse.insert(service);
-        }
-      } catch (...) {
-        // An instance without a service takes no part; the next one is looked at.
-      }
-    }
-  }
-  return inUse;
 }
 
 }  // namespace
@@ -177,52 +134,11 @@ bool IsAcceptableReturnCode(DWORD code) {
   return true;
 }
 
-bool HasLowerFilters(const std::wstring& path) {
-  // What is found below the start key never reaches the caller, but the tree is read to its end.
-  std::vector<std::wstring> way = {path};
-  std::vector<wchar_t> valueName(kValueNameCharacters);
-  for (std::size_t visited = 0; !way.empty(); ++visited) {
-    const std::wstring current = std::move(way.back());
-    way.pop_back();
-    RegistryKey key;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, current.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
-      continue;
-    }
-    DWORD subkeys = 0;
-    DWORD values = 0;
-    ::RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr,
-                       nullptr, nullptr);
-    bool found = false;
-    for (DWORD index = 0; index < values && !found; ++index) {
-      DWORD length = kValueNameCharacters - 1;
-      DWORD type = REG_NONE;
-      found = ::RegEnumValueW(key.get(), index, valueName.data(), &length, nullptr, &type, nullptr, nullptr) ==
-                  ERROR_SUCCESS &&
-              type == REG_MULTI_SZ && std::wstring_view(valueName.data()) == L"LowerFilters";
-    }
-    if (found && visited == 0) {
-      return true;
-    }
-    for (DWORD index = 0; index < subkeys && !found; ++index) {
-      wchar_t name[kKeyNameCharacters] = {};
-      DWORD length = kKeyNameCharacters - 1;
-      if (::RegEnumKeyExW(key.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
-        way.push_back(current + name + L'\\');
-      }
-    }
-  }
-  return false;
-}
-
-void DeleteStaleDisplayServiceKeys() {
-  const std::unordered_set<std::wstring> inUse = findDisplayServicesInUse();
+void DeleteStaleDisplayServiceKeys(const StaleServicePlan& plan) {
   const RegistryKey services = OpenRegistryKey(HKEY_LOCAL_MACHINE, kServicesKey, KEY_READ);
-  for (const std::wstring& name : EnumerateSubkeys(services.get())) {
-    const std::wstring lowerCaseName = toLower(name);
-    if (isDisplayServiceName(lowerCaseName) && !inUse.contains(lowerCaseName)) {
-      LogDebug(L"Deleting service regkey %s\\%s", kServicesKey, name.c_str());
-      ::RegDeleteTreeW(services.get(), name.c_str());
-    }
+  for (const std::wstring& name : plan.stale) {
+    LogDebug(L"Deleting service regkey %s\\%s", kServicesKey, name.c_str());
+    ::RegDeleteTreeW(services.get(), name.c_str());
   }
 }
 
@@ -262,18 +178,15 @@ int SystemOperation::delService(const std::wstring& name, ServiceManager& manage
   return result;
 }
 
-int SystemOperation::delORVServices(std::vector<std::wstring> services) {
+int SystemOperation::delORVServices(const std::vector<std::wstring>& services) {
   LogDebug(L"SystemOperation::delORVServices - Entered DeleteORVServices");
   const std::size_t total = services.size();
   std::size_t deleted = 0;
   ServiceManager manager;
   try {
-    for (const std::wstring& name : services) {
-      if (name == kSparedService) {
-        continue;
-      }
-      // The filter driver is spared above whether or not a filter entry refers to it, so these tests never match. They
-      // stay in this order: the driver's removal must never come to depend on them.
+    for (const std::wstring& name : PlanServiceDeletion(services).remove) {
+      // The plan spares the filter driver whether or not a filter entry refers to it, so these tests never match. They
+      // stay: what happens to the driver must never come to depend on them.
       if ((HasLowerFilters(kFirstAcpiTree) && name == kSparedService) ||
           (HasLowerFilters(kSecondAcpiTree) && name == kSparedService)) {
         LogDebug(L"CDeleteServices::DeleteORVServices - ignored the service deletion: %s", name.c_str());

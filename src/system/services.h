@@ -1,5 +1,4 @@
-// services - stops and deletes Windows services, and sweeps the service keys of graphics kernel drivers that no device
-// uses. Knows nothing of lists of the session.
+// services - stops and deletes Windows services, and deletes service keys. Knows nothing of why one of them goes.
 #pragma once
 
 #include <string>
@@ -8,9 +7,10 @@
 #include <windows.h>
 
 #include "system/handles.h"
+#include "system/service_plan.h"
 
-// The connection to the service control manager that the services of a list share: opening it costs more than all that
-// is asked about a service that the machine lacks.
+// The connection to the service control manager that the services of a list share. Opening it takes longer than finding
+// out that a service does not exist.
 class ServiceManager {
  public:
   // Opened with all access when first asked for; null, with the reason in GetLastError, when that fails, and then tried
@@ -21,9 +21,10 @@ class ServiceManager {
   ServiceHandle handle_;
 };
 
-// Stops a service and waits until it has stopped. Gives up when 30,000 milliseconds are over behind a sleep, which the
-// service's own hint may make as long as 300,000; a longer hint is cut, which is all that is logged. True when it is
-// stopped. A service that does not exist counts as a failure. Dependent services are not stopped.
+// Stops a service and waits until it has stopped. Gives up when more than 30,000 milliseconds have passed at the end of
+// a sleep; a single sleep takes as long as the service's hint, at most 300,000. Logs only when it cuts a longer hint.
+// True when the service is stopped. A service that does not exist counts as a failure. Dependent services are not
+// stopped.
 bool StopService(std::wstring name, ServiceManager& manager);
 bool StopService(std::wstring name);
 
@@ -31,13 +32,9 @@ bool StopService(std::wstring name);
 // ERROR_ALREADY_EXISTS, ERROR_SERVICE_DOES_NOT_EXIST, ERROR_SERVICE_MARKED_FOR_DELETE.
 bool IsAcceptableReturnCode(DWORD code);
 
-// True when the key (a subkey of HKEY_LOCAL_MACHINE with a backslash at its end) has a REG_MULTI_SZ value named exactly
-// LowerFilters. Keys below it are looked at, but what is found there decides nothing.
-bool HasLowerFilters(const std::wstring& path);
-
-// Deletes service keys named like a graphics kernel driver to which no PCI device of the vendor refers. Those in use
-// stay, since the removal of the device needs them. Throws RegKeyError when the device or service keys cannot be read.
-void DeleteStaleDisplayServiceKeys();
+// Deletes the stale keys of the plan with all they hold. A key that cannot be deleted stays without a word. Throws
+// RegKeyError when the key of all services cannot be opened. RegDeleteTreeW.
+void DeleteStaleDisplayServiceKeys(const StaleServicePlan& plan);
 
 namespace SystemOperation {
 
@@ -46,7 +43,8 @@ namespace SystemOperation {
 int delService(const std::wstring& name, ServiceManager& manager);
 int delService(const std::wstring& name);
 
-// Deletes the listed services, all but orvpcifd. 1 when all went, -1 when none did, 0 otherwise. Throws nothing.
-int delORVServices(std::vector<std::wstring> services);
+// Deletes the listed services that PlanServiceDeletion does not spare. 1 when all of the list went, -1 when none did, 0
+// otherwise. Throws nothing.
+int delORVServices(const std::vector<std::wstring>& services);
 
 }  // namespace SystemOperation

@@ -1,5 +1,4 @@
-// shortcuts - deletes Start Menu shortcuts with their product folder. Knows the shell's folders, nothing of the
-// manifest.
+// shortcuts - finds Start Menu shortcuts in the shell's folders. Deletes nothing and knows nothing of the manifest.
 #pragma once
 
 #include <string>
@@ -8,12 +7,9 @@
 // assigned only when the shell gave a folder.
 bool GetShellFolderPath(int csidl, std::wstring& out);
 
-// Deletes a shortcut and the folder that holds it, with whatever else lies in that folder. `relativePath` is a product
-// folder, a backslash and the link's name, below the Programs folder of all users; when the link is not there, the
-// user's own Programs folder is tried. True on success. A path that does not lie in a folder below Programs is refused
-// with a log line. Throws std::filesystem::filesystem_error "remove_all" when the folder cannot be removed.
-bool DeleteShortcut(const std::wstring& relativePath);
+// True for the path of a shortcut below Programs that lies in a product folder of its own. Pure.
+bool namesProductFolder(const std::wstring& relativePath);
 
-// Deletes the file through SHFileOperationW, silently and for good, then removes `folder` with all that is left in it.
-// False when the shell reports an error; then `folder` is left alone.
-bool ShellDeleteAndRemoveFolder(const std::wstring& path, const std::wstring& folder);
+// Where a shortcut lies: below the Programs folder of all users or, when it is not there, below the user's own, whether
+// or not it is there. Empty when the shell does not know that folder. PathFileExistsW.
+std::wstring FindShortcut(const std::wstring& relativePath);

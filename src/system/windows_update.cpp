@@ -8,12 +8,7 @@
 #include <objbase.h>
 #include <wbemidl.h>
 
-#include "system/directory_walk.h"
-#include "system/file_status.h"
 #include "system/handles.h"
-#include "system/log.h"
-#include "system/long_path.h"
-#include "system/process_launch.h"
 
 namespace {
 
@@ -22,11 +17,6 @@ constexpr wchar_t kQueryLanguage[] = L"WQL";
 constexpr wchar_t kQuery[] = L"SELECT * FROM Win32_Process";
 constexpr wchar_t kNameProperty[] = L"Name";
 constexpr wchar_t kUpdateClient[] = L"wuauclt";
-
-constexpr wchar_t kCacheFolder[] = L"\\SoftwareDistribution\\Download\\";
-// Only a full graphics driver package is as large, so the slow listing runs for very few files.
-constexpr LONGLONG kSmallFileBytes = 250'000'000;
-constexpr const char* kDriverNames[] = {"ktlgpukg", "orvgpukg"};
 
 // A COM apartment that this thread has entered, and leaves at the end of the scope.
 class Apartment {
@@ -69,25 +59,6 @@ bool isUpdateClient(IWbemClassObject* process) {
   return found;
 }
 
-bool isLargeFile(const std::wstring& systemPath) {
-  const FileHandle file(::CreateFileW(systemPath.c_str(), GENERIC_READ,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-  LARGE_INTEGER size = {};
-  return file && ::GetFileSizeEx(file.get(), &size) && size.QuadPart > kSmallFileBytes;
-}
-
-// Whatever the file is: what cannot be listed prints no driver's name.
-bool listsDriver(const std::wstring& path) {
-  const std::string listing = RunCommandCaptureOutput(L"expand " + path + L" -d");
-  for (const char* name : kDriverNames) {
-    if (listing.find(name) != std::string::npos) {
-      return true;
-    }
-  }
-  return false;
-}
-
 }  // namespace
 
 bool isWindowsUpdateRunning() {
@@ -113,25 +84,4 @@ bool isWindowsUpdateRunning() {
       return true;
     }
   }
-}
-
-void DeleteCachedWindowsUpdateDrivers() {
-  wchar_t windows[MAX_PATH] = {};
-  ::GetWindowsDirectoryW(windows, MAX_PATH);
-  const std::wstring cache = std::wstring(windows) + kCacheFolder;
-  if (!fileExists(cache)) {
-    return;
-  }
-  // A cache that was moved to another drive has a link in its place.
-  visitEntries(
-      cache,
-      [](const DirectoryEntry& entry) {
-        // A name that `expand` would read as another one is passed over: its listing would be that of another file.
-        if (!entry.isDirectory() && isNormalised(entry.path) && isLargeFile(entry.systemPath) &&
-            listsDriver(entry.path)) {
-          LogDebug(L"Found an ORV driver in the Windows Update Cache: %s", entry.path.c_str());
-          ::DeleteFileW(entry.systemPath.c_str());
-        }
-      },
-      LinkInPlace::IsFollowed);
 }

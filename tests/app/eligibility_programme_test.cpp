@@ -7,7 +7,7 @@
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/text.h"
-#include "system/process_launch.h"
+#include "system/system_message.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 #include "support/test_folder.h"
 #include "support/test_registry.h"
 #include "system/file_operations.h"
-#include "system/log.h"
+#include "system/log_file.h"
 
 namespace {
 

@@ -20,6 +20,7 @@
 #include "support/test_child.h"
 #include "support/test_folder.h"
 #include "system/process_launch.h"
+#include "system/system_message.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

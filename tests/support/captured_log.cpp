@@ -6,7 +6,7 @@
 #include <regex>
 #include <sstream>
 
-#include "system/log.h"
+#include "system/log_file.h"
 
 namespace {
 

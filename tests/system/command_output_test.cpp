@@ -12,6 +12,7 @@
 #include "support/test_child.h"
 #include "support/text.h"
 #include "system/process_launch.h"
+#include "system/system_message.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

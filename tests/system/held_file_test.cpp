@@ -13,6 +13,7 @@
 
 #include "support/test_child.h"
 #include "support/test_folder.h"
+#include "system/file_content.h"
 
 namespace {
 

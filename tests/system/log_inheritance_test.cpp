@@ -7,7 +7,7 @@
 #include "support/test_child.h"
 #include "support/test_folder.h"
 #include "support/text.h"
-#include "system/log.h"
+#include "system/log_file.h"
 
 namespace {
 

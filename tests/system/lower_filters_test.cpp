@@ -7,7 +7,7 @@
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_registry.h"
-#include "system/services.h"
+#include "system/lower_filters.h"
 
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;

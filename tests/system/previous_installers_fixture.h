@@ -16,14 +16,14 @@
 #include "support/test_registry.h"
 #include "support/text.h"
 #include "system/directory_walk.h"
-#include "system/previous_installers.h"
+#include "system/previous_installers_removal.h"
 
 inline const std::wstring kRoot = L"C:\\ORV";
 inline const std::wstring kMinimalInstaller = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX Installer\\Install\\MinimalInstaller";
 // The only line of a run that finds nothing: where the system's drive is, as the module asked for it says.
 inline constexpr char kDriveLine[] = "DEBUG CommonHelperUtilities::GetOSDrive: C:\\";
 
-class PreviousInstallers : public testing::Test {
+class PreviousInstallersMachine : public testing::Test {
  protected:
   void SetUp() override {
     removeKey(kMinimalInstaller);
@@ -58,7 +58,7 @@ class PreviousInstallers : public testing::Test {
 
   std::vector<std::string> run() {
     const CapturedLog log;
-    RemovePreviousInstallers();
+    RemovePreviousInstallers(PlanPreviousInstallers(FindPreviousInstallers()));
     return log.lines();
   }
 

@@ -84,7 +84,7 @@ LINK_SEAM(DWORD, GetFileAttributesW, (LPCWSTR path)) {
 
 namespace {
 
-class Installers : public PreviousInstallers {
+class Installers : public PreviousInstallersMachine {
  protected:
   ~Installers() override {
     programPath.clear();
@@ -399,7 +399,7 @@ TEST_F(Installers, TemporaryFolderWithoutADriveMeansDriveC) {
 
 int main(int argumentCount, char** arguments) {
   if (argumentCount > 1 && std::string(arguments[1]) == "--remove-installers") {
-    RemovePreviousInstallers();
+    RemovePreviousInstallers(PlanPreviousInstallers(FindPreviousInstallers()));
     return 0;
   }
   ::testing::InitGoogleMock(&argumentCount, arguments);

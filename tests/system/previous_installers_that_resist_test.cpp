@@ -52,10 +52,10 @@ namespace {
 // What links lead to. Not below the folder of the test program, which is spared for its own sake.
 const std::wstring kOutside = L"C:\\outside";
 
-class ResistingInstallers : public PreviousInstallers {
+class ResistingInstallers : public PreviousInstallersMachine {
  protected:
   void SetUp() override {
-    PreviousInstallers::SetUp();
+    PreviousInstallersMachine::SetUp();
     removeTree(kOutside);
     makeFolderAt(kOutside + L"\\empty");
     makeFolderAt(kOutside + L"\\Packages\\of another product");
@@ -63,7 +63,7 @@ class ResistingInstallers : public PreviousInstallers {
   }
   void TearDown() override {
     letGo();
-    PreviousInstallers::TearDown();
+    PreviousInstallersMachine::TearDown();
     removeTree(kOutside);
   }
 
@@ -174,7 +174,7 @@ TEST_F(ResistingInstallers, UndecidedPackageFolderRaisesExists) {
   makeFile(L"ORV-Brimwood\\setup.exe");
   undecided = {kRoot + L"\\Packages", ERROR_ACCESS_DENIED};
   try {
-    RemovePreviousInstallers();
+    RemovePreviousInstallers(PlanPreviousInstallers(FindPreviousInstallers()));
     ADD_FAILURE() << "nothing was raised";
   } catch (const std::filesystem::filesystem_error& failure) {
     EXPECT_THAT(failure.what(), HasSubstr("exists"));
@@ -186,7 +186,7 @@ TEST_F(ResistingInstallers, UndecidedRootRaisesExists) {
   makeFile(L"ORV-Brimwood\\setup.exe");
   undecided = {kRoot, ERROR_ACCESS_DENIED};
   try {
-    RemovePreviousInstallers();
+    RemovePreviousInstallers(PlanPreviousInstallers(FindPreviousInstallers()));
     ADD_FAILURE() << "nothing was raised";
   } catch (const std::filesystem::filesystem_error& failure) {
     EXPECT_THAT(failure.what(), HasSubstr("exists"));

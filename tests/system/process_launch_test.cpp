@@ -15,6 +15,7 @@
 #include "support/link_seam.h"
 #include "support/test_child.h"
 #include "support/text.h"
+#include "system/system_message.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -67,7 +68,6 @@ class ProcessLaunch : public ::testing::Test {
 using LaunchExe = ProcessLaunch;
 using LaunchAndWait = ProcessLaunch;
 using ShellExecuteOnThread = ProcessLaunch;
-using SystemMessage = ProcessLaunch;
 
 bool isClosed(HANDLE handle) {
   DWORD flags = 0;
@@ -378,23 +378,6 @@ TEST_F(ShellExecuteOnThread, FailureIsNotLookedAt) {
   shellFailure = ERROR_ACCESS_DENIED;
   EXPECT_NO_THROW(RunShellExecuteOnThread(L"C:\\bench\\missing.exe", L""));
   EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST_F(SystemMessage, IsTheSystemsTextOnOneLine) {
-  wchar_t text[1024] = L"";
-  ASSERT_NE(::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, ERROR_ACCESS_DENIED,
-                             0, text, 1024, nullptr),
-            0u);
-  std::wstring firstLine = text;
-  firstLine.resize(firstLine.find_last_not_of(L"\r\n ") + 1);
-  const std::wstring message = systemMessage(ERROR_ACCESS_DENIED);
-  EXPECT_EQ(message.find_first_of(L"\r\n"), std::wstring::npos);
-  EXPECT_EQ(message.substr(0, firstLine.size()), firstLine);
-  EXPECT_FALSE(firstLine.empty());
-}
-
-TEST_F(SystemMessage, UnknownCodeHasNone) {
-  EXPECT_EQ(systemMessage(0x0BADC0DE), L"");
 }
 
 int main(int argumentCount, char** arguments) {

@@ -5,19 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "support/captured_log.h"
 #include "support/link_seam.h"
+#include "support/reg_key_error.h"
 #include "support/test_registry.h"
 
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 namespace {
 
 DWORD failingIndex = MAXDWORD;
-const wchar_t* systemDirectory = nullptr;
 
 }  // namespace
 
@@ -29,18 +26,10 @@ LINK_SEAM(LSTATUS, RegEnumKeyExW,
                                      key, index, name, length, reserved, className, classLength, time);
 }
 
-LINK_SEAM(UINT, GetSystemDirectoryW, (LPWSTR buffer, UINT size)) {
-  if (!systemDirectory) {
-    return realFunction<decltype(&::GetSystemDirectoryW)>(L"kernel32.dll", "GetSystemDirectoryW")(buffer, size);
-  }
-  return static_cast<UINT>(std::wstring(systemDirectory).copy(buffer, size));
-}
-
 namespace {
 
 const std::wstring kSubkey = L"SOFTWARE\\RegistryTest";
 const std::wstring kKey = L"HKEY_LOCAL_MACHINE\\" + kSubkey;
-const std::wstring kProductKey = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\SystemInformation";
 
 class RegistryCalls : public testing::Test {
  protected:
@@ -52,18 +41,6 @@ class RegistryCalls : public testing::Test {
 
   static RegistryKey open(REGSAM access = KEY_READ) { return OpenRegistryKey(HKEY_LOCAL_MACHINE, kSubkey, access); }
 };
-
-// Runs `call`, which must raise a RegKeyError with this status in the system's category and this text in front.
-template <class Call>
-void expectRegKeyError(Call call, LSTATUS status, const std::string& text) {
-  try {
-    call();
-    ADD_FAILURE() << "nothing was raised";
-  } catch (const RegKeyError& error) {
-    EXPECT_EQ(error.code(), std::error_code(static_cast<int>(status), std::system_category()));
-    EXPECT_THAT(error.what(), StartsWith(text + ": "));
-  }
-}
 
 }  // namespace
 
@@ -252,99 +229,4 @@ TEST_F(EnumerateSubkeysTest, RaisesAtTheFirstNameThatCannotBeRead) {
   plantKey(kKey + L"\\b");
   failingIndex = 1;
   expectRegKeyError([] { EnumerateSubkeys(open().get()); }, ERROR_NOACCESS, "Unable to get enumerate subkeys");
-}
-
-using CleanupUtilityKey = RegistryCalls;
-
-TEST_F(CleanupUtilityKey, IsMadeBelowItsParentAndCanBeWrittenTo) {
-  const RegistryKey key = CreateCleanupUtilityKey(open(KEY_READ | KEY_SET_VALUE | KEY_CREATE_SUB_KEY).get());
-  SetRegistryDwordOne(key.get(), L"RebootRequired");
-  EXPECT_EQ(readDword(kKey + L"\\ORVCleanupUtility", L"RebootRequired"), 1u);
-}
-
-// Only a volatile key refuses a child that would outlive it.
-TEST_F(CleanupUtilityKey, LivesOnlyUntilTheNextRestart) {
-  const RegistryKey key = CreateCleanupUtilityKey(open(KEY_ALL_ACCESS).get());
-  RegistryKey child;
-  EXPECT_EQ(::RegCreateKeyExW(key.get(), L"child", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_READ, nullptr, child.put(),
-                              nullptr),
-            ERROR_CHILD_MUST_BE_VOLATILE);
-}
-
-TEST_F(CleanupUtilityKey, IsOpenedWhenItStands) {
-  SetRegistryDwordOne(CreateCleanupUtilityKey(open(KEY_ALL_ACCESS).get()).get(), L"first");
-  SetRegistryDwordOne(CreateCleanupUtilityKey(open(KEY_ALL_ACCESS).get()).get(), L"second");
-  EXPECT_TRUE(valueExists(kKey + L"\\ORVCleanupUtility", L"first"));
-  EXPECT_TRUE(valueExists(kKey + L"\\ORVCleanupUtility", L"second"));
-}
-
-TEST_F(CleanupUtilityKey, RaisesWhenItCannotBeMade) {
-  expectRegKeyError([] { CreateCleanupUtilityKey(nullptr); }, ERROR_INVALID_HANDLE,
-                    "Unable to get create registry key");
-}
-
-using SetRegistryDwordOneTest = RegistryCalls;
-
-TEST_F(SetRegistryDwordOneTest, WritesTheNumberOneOverWhateverIsThere) {
-  plantString(kKey, L"name", L"text");
-  SetRegistryDwordOne(open(KEY_SET_VALUE).get(), L"name");
-  EXPECT_EQ(readDword(kKey, L"name"), 1u);
-}
-
-TEST_F(SetRegistryDwordOneTest, RaisesATextWithTheNameAndTheNumber) {
-  expectRegKeyError([] { SetRegistryDwordOne(open(KEY_READ).get(), L"RebootRequired"); }, ERROR_ACCESS_DENIED,
-                    "Unable to write to registry for value = RebootRequired data = 1.");
-}
-
-TEST_F(SetRegistryDwordOneTest, CutsTheTextOfALongName) {
-  const std::string start = "Unable to write to registry for value = ";
-  expectRegKeyError([] { SetRegistryDwordOne(open(KEY_READ).get(), std::wstring(1000, L'n').c_str()); },
-                    ERROR_ACCESS_DENIED, start + std::string(259 - start.size(), 'n'));
-}
-
-class VirtualMachine : public testing::Test {
- protected:
-  VirtualMachine() { removeKey(kProductKey); }
-  ~VirtualMachine() override { removeKey(kProductKey); }
-};
-
-TEST_F(VirtualMachine, IsOneWhoseProductNameHoldsVirtualInAnyCase) {
-  for (const wchar_t* name : {L"Virtual Machine", L"VirtualBox", L"Some VIRTUAL Platform", L"virtual", L"xvIrTuAlx"}) {
-    plantString(kProductKey, L"SystemProductName", name);
-    EXPECT_TRUE(IsVirtualMachine()) << testing::PrintToString(name);
-  }
-}
-
-TEST_F(VirtualMachine, IsNoneWithAnyOtherName) {
-  for (const wchar_t* name : {L"", L"Standard PC", L"virtua", L"v i r t u a l"}) {
-    plantString(kProductKey, L"SystemProductName", name);
-    EXPECT_FALSE(IsVirtualMachine()) << testing::PrintToString(name);
-  }
-}
-
-TEST_F(VirtualMachine, IsNoneWithoutTheKeyOrTheValue) {
-  EXPECT_FALSE(IsVirtualMachine());
-  plantString(kProductKey, L"OtherName", L"virtual");
-  EXPECT_FALSE(IsVirtualMachine());
-}
-
-TEST_F(VirtualMachine, IsNoneWhenTheNameDoesNotFitInto260Bytes) {
-  plantString(kProductKey, L"SystemProductName", std::wstring(122, L'x') + L"virtual");
-  EXPECT_TRUE(IsVirtualMachine());  // 129 characters and the terminator
-  plantString(kProductKey, L"SystemProductName", std::wstring(123, L'x') + L"virtual");
-  EXPECT_FALSE(IsVirtualMachine());
-}
-
-TEST(OsDrive, IsTheRootOfTheSystemFoldersDrive) {
-  const CapturedLog log;
-  EXPECT_EQ(GetOSDrive(), L"C:\\");
-  EXPECT_THAT(log.lines(), ElementsAre("DEBUG CommonHelperUtilities::GetOSDrive: C:\\"));
-}
-
-TEST(OsDrive, NeedNotBeC) {
-  systemDirectory = L"F:\\Windows\\system32";
-  const CapturedLog log;
-  EXPECT_EQ(GetOSDrive(), L"F:\\");
-  EXPECT_THAT(log.lines(), ElementsAre("DEBUG CommonHelperUtilities::GetOSDrive: F:\\"));
-  systemDirectory = nullptr;
 }

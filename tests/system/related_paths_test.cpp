@@ -10,13 +10,16 @@
 #include "support/current_directory.h"
 #include "support/test_folder.h"
 #include "support/text.h"
+#include "system/comparable_path.h"
 #include "system/previous_installers.h"
 
 namespace {
 
 void expectRelated(const std::wstring& one, const std::wstring& other, bool related) {
-  EXPECT_EQ(AreRelatedPaths(one, other), related) << narrow(one) << " and " << narrow(other);
-  EXPECT_EQ(AreRelatedPaths(other, one), related) << narrow(other) << " and " << narrow(one);
+  const std::wstring first = comparablePath(one);
+  const std::wstring second = comparablePath(other);
+  EXPECT_EQ(AreRelatedPaths(first, second), related) << narrow(one) << " and " << narrow(other);
+  EXPECT_EQ(AreRelatedPaths(second, first), related) << narrow(other) << " and " << narrow(one);
 }
 
 }  // namespace

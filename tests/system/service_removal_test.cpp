@@ -12,6 +12,7 @@
 #include "support/test_registry.h"
 #include "support/test_service.h"
 #include "support/text.h"
+#include "system/lower_filters.h"
 #include "system/services.h"
 
 using ::testing::ElementsAre;

@@ -17,6 +17,7 @@
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/directory_walk.h"
+#include "system/shortcut_removal.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -70,10 +70,12 @@ class StaleServiceKeys : public ::testing::Test {
     plantString(kPci + L"\\" + device + L"\\" + instance, L"Service", service, type);
   }
 
-  // The error that leaves the function.
+  static void deleteStaleKeys() { DeleteStaleDisplayServiceKeys(PlanStaleDisplayServices(FindDisplayServices())); }
+
+  // The error that leaves the search or the deletion.
   static void expectRaised(DWORD code, const char* text) {
     try {
-      DeleteStaleDisplayServiceKeys();
+      deleteStaleKeys();
       FAIL() << "nothing was raised";
     } catch (const RegKeyError& error) {
       EXPECT_EQ(error.code(), std::error_code(static_cast<int>(code), std::system_category()));
@@ -124,7 +126,7 @@ TEST_F(StaleServiceKeys, InUseStaysAndStaleGoes) {
   plantService(driverName(L"wdmx"));
   plantKey(kServices + L"\\" + driverName(L"wdmx") + L"\\Parameters\\Deep");
   plantDevice(kDevice, L"4&1", driverName(L"kmda"));
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_TRUE(serviceExists(driverName(L"kmda")));
   EXPECT_FALSE(serviceExists(driverName(L"wdmx")));
   EXPECT_THAT(log.lines(), ElementsAre(deletingLine(driverName(L"wdmx"))));
@@ -137,7 +139,7 @@ TEST_F(StaleServiceKeys, OnlyNamesOfGraphicsKernelDriversGo) {
     plantService(name);
   }
   plantService(L"orv-1_.g");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   for (const wchar_t* name : others) {
     EXPECT_TRUE(serviceExists(name)) << narrow(name);
   }
@@ -147,7 +149,7 @@ TEST_F(StaleServiceKeys, OnlyNamesOfGraphicsKernelDriversGo) {
 
 TEST_F(StaleServiceKeys, UpperCaseKeyIsDeletedUnderItsOwnName) {
   plantService(L"ORVWDMXG");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_FALSE(serviceExists(L"ORVWDMXG"));
   EXPECT_THAT(log.lines(), ElementsAre(deletingLine(L"ORVWDMXG")));
 }
@@ -157,7 +159,7 @@ TEST_F(StaleServiceKeys, UseIsComparedInLowerCase) {
   plantService(L"orvwdmxg");
   plantDevice(kDevice, L"4&1", L"OrvKmDaG");
   plantDevice(kDevice, L"4&2", L"ORVWDMXG");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_TRUE(serviceExists(L"ORVKMDAG"));
   EXPECT_TRUE(serviceExists(L"orvwdmxg"));
   EXPECT_THAT(log.lines(), IsEmpty());
@@ -173,7 +175,7 @@ TEST_F(StaleServiceKeys, InstancesWithoutAReadableServiceDoNotStopTheWalk) {
   plantDevice(kDevice, L"5-other", L"HDAudBus");
   plantDevice(kDevice, L"6-empty", L"");
   plantDevice(kDevice, L"7-good", L"orvkmdag");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_TRUE(serviceExists(L"orvkmdag"));
   EXPECT_FALSE(serviceExists(L"orvwdmxg")) << "a list names no service";
   EXPECT_THAT(log.lines(), ElementsAre(deletingLine(L"orvwdmxg")));
@@ -183,7 +185,7 @@ TEST_F(StaleServiceKeys, ServiceOfAnInstanceIsReadFromTheInstanceItself) {
   plantService(L"orvwdmxg");
   plantString(kPci + L"\\" + kDevice, L"Service", L"orvwdmxg");
   plantString(kPci + L"\\" + kDevice + L"\\4&1\\Control", L"Service", L"orvwdmxg");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_FALSE(serviceExists(L"orvwdmxg"));
 }
 
@@ -195,7 +197,7 @@ TEST_F(StaleServiceKeys, EveryDeviceAndEveryInstanceOfTheVendorCounts) {
   plantDevice(L"VEN_7A11&DEV_0001", L"4&2", L"orvbbbbg");
   plantDevice(L"VEN_7A11&DEV_0001", L"4&3", L"orvbbbbg");
   plantDevice(L"VEN_7A11", L"4&1", L"orvccccg");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_TRUE(serviceExists(L"orvaaaag"));
   EXPECT_TRUE(serviceExists(L"orvbbbbg"));
   EXPECT_TRUE(serviceExists(L"orvccccg"));
@@ -208,7 +210,7 @@ TEST_F(StaleServiceKeys, DevicesOfOthersDoNotCount) {
   plantDevice(L"ven_7a11&DEV_0001", L"4&1", L"orvkmdag");
   plantDevice(L"XVEN_7A11&DEV_0001", L"4&1", L"orvkmdag");
   plantDevice(L"VEN_7A1", L"4&1", L"orvkmdag");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_FALSE(serviceExists(L"orvkmdag"));
 }
 
@@ -216,7 +218,7 @@ TEST_F(StaleServiceKeys, WithoutADeviceOfTheVendorEveryFittingKeyGoes) {
   plantService(L"orvkmdag");
   plantService(L"orvwdmxg");
   plantService(L"orvpcifd");
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_FALSE(serviceExists(L"orvkmdag"));
   EXPECT_FALSE(serviceExists(L"orvwdmxg"));
   EXPECT_TRUE(serviceExists(L"orvpcifd"));
@@ -227,7 +229,7 @@ TEST_F(StaleServiceKeys, ManyStaleKeysAllGo) {
   for (int number = 1000; number < 1100; ++number) {
     plantService(driverName(std::to_wstring(number)));
   }
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   for (int number = 1000; number < 1100; ++number) {
     EXPECT_FALSE(serviceExists(driverName(std::to_wstring(number)))) << number;
   }
@@ -237,7 +239,7 @@ TEST_F(StaleServiceKeys, FailedDeletionIsNotLookedAt) {
   plantService(L"orvkmdag");
   plantService(L"orvwdmxg");
   treeFailures = {{L"orvkmdag", ERROR_ACCESS_DENIED}};
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   EXPECT_TRUE(serviceExists(L"orvkmdag"));
   EXPECT_FALSE(serviceExists(L"orvwdmxg"));
   EXPECT_THAT(log.lines(), UnorderedElementsAre(deletingLine(L"orvkmdag"), deletingLine(L"orvwdmxg")));
@@ -280,7 +282,7 @@ TEST_F(StaleServiceKeys, FailedEnumerationIsRaised) {
 TEST_F(StaleServiceKeys, EveryKeyIsOpenedForReadingAlone) {
   plantDevice(kDevice, L"4&1", L"orvwdmxg");
   accesses.clear();
-  DeleteStaleDisplayServiceKeys();
+  deleteStaleKeys();
   const std::map<std::wstring, REGSAM> expected = {
       {kPciPath, KEY_READ}, {kPciPath + kDevice, KEY_READ}, {kServicesPath, KEY_READ}};
   EXPECT_EQ(accesses, expected);

@@ -19,7 +19,7 @@
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/directory_walk.h"
-#include "system/windows_update.h"
+#include "system/update_cache_removal.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
