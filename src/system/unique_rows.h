@@ -1,12 +1,13 @@
-// unique_rows - lists of wide strings together with an index of their rows, so that a question for a row does not cost
-// more as the list grows. Rows are compared whole: same length, same code units, so case matters. Knows nothing of what
-// a row means.
+// unique_rows - lists of wide strings together with an index of their rows, so that looking for a row does not take
+// longer as the list grows. Rows are compared whole, with case and embedded zeros. Knows nothing of what a row means.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 // Finds rows of a list by their text. Holds positions, not copies: the list must outlive it and must only grow.
@@ -14,24 +15,31 @@ class RowIndex {
  public:
   explicit RowIndex(const std::vector<std::wstring>& rows);
 
-  bool contains(std::wstring_view row) const;
+  bool contains(std::wstring_view row) const { return positions_.contains(row); }
 
-  // Takes up the row that was appended to the list last, which the list must not have held before.
+  // Adds the row that was appended to the list last. When the list holds an equal one, nothing changes.
   void addLast();
 
  private:
-  struct Slot {
-    std::uint32_t hash = 0;
-    std::uint32_t position = 0;  // plus one; 0 is a free slot
+  // Both take a position for the row that is there.
+  struct Hash {
+    using is_transparent = void;
+    const std::vector<std::wstring>& rows;
+    // Not noexcept: the set then keeps each hash beside its position and need not read the row again.
+    std::size_t operator()(std::uint32_t position) const { return (*this)(std::wstring_view(rows[position])); }
+    std::size_t operator()(std::wstring_view row) const { return std::hash<std::wstring_view>()(row); }
+  };
+  struct Equal {
+    using is_transparent = void;
+    const std::vector<std::wstring>& rows;
+    bool operator()(std::uint32_t one, std::uint32_t other) const { return rows[one] == rows[other]; }
+    bool operator()(std::wstring_view row, std::uint32_t position) const { return row == rows[position]; }
+    bool operator()(std::uint32_t position, std::wstring_view row) const { return row == rows[position]; }
   };
 
-  std::size_t findSlot(std::wstring_view row, std::uint32_t hash) const;
-  void insert(std::size_t position);
-  void rebuild(std::size_t slotCount);
-
   const std::vector<std::wstring>& rows_;
-  std::vector<Slot> slots_;  // a power of two, at most half of them in use
-  std::size_t used_ = 0;
+  std::pmr::monotonic_buffer_resource memory_;  // a block for many entries costs less than one for each
+  std::pmr::unordered_set<std::uint32_t, Hash, Equal> positions_;
 };
 
 // Appends rows that a list does not hold yet. While it lives, the list must only grow through it.

@@ -22,6 +22,7 @@
 #include <utility>
 #include <vector>
 
+#include <malloc.h>
 #include <windows.h>
 
 #include "manifest/collectors.h"
@@ -56,6 +57,20 @@ void operator delete(void* memory) noexcept {
 }
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
+}
+// The library's memory resources ask for their blocks with an alignment.
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  ++allocations;
+  if (void* const memory = ::_aligned_malloc(size != 0 ? size : 1, static_cast<std::size_t>(alignment))) {
+    return memory;
+  }
+  throw std::bad_alloc();
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  ::_aligned_free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  ::_aligned_free(memory);
 }
 
 namespace {

@@ -51,3 +51,20 @@ TEST(UniqueRows, SeesBehindAnEmbeddedZero) {
   EXPECT_TRUE(unique.append(std::wstring(L"a\0c", 3)));
   EXPECT_FALSE(unique.append(std::wstring(L"a\0b", 3)));
 }
+
+TEST(RowIndex, FindsRowsOfTheListAndThoseThatAreAddedToIt) {
+  std::vector<std::wstring> rows = {L"a", L"b", L"a"};
+  RowIndex index(rows);
+  EXPECT_TRUE(index.contains(L"a"));
+  EXPECT_TRUE(index.contains(L"b"));
+  EXPECT_FALSE(index.contains(L"c"));
+  for (int number = 0; number < 1000; ++number) {  // the list and the index are moved to other places meanwhile
+    rows.push_back(std::to_wstring(number));
+    EXPECT_FALSE(index.contains(rows.back()));
+    index.addLast();
+  }
+  for (const std::wstring& row : rows) {
+    EXPECT_TRUE(index.contains(row));
+  }
+  EXPECT_FALSE(index.contains(L"1000"));
+}
