@@ -7,7 +7,7 @@
 #include <windows.h>
 
 #include "applications/installer_products.h"
-#include "system/directory_walk.h"
+#include "system/tree_removal.h"
 #include "system/log.h"
 #include "system/registry.h"
 #include "system/text_case.h"

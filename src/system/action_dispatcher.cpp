@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include "system/depth_order.h"
-#include "system/directory_walk.h"
 #include "system/file_operations.h"
 #include "system/handles.h"
 #include "system/log.h"
@@ -16,6 +15,7 @@
 #include "system/row_folders.h"
 #include "system/services.h"
 #include "system/shortcut_removal.h"
+#include "system/tree_removal.h"
 #include "system/trusted_surroundings.h"
 #include "system/windows_files.h"
 

@@ -63,7 +63,7 @@ std::wstring longPath(const std::wstring& path) {
   // Most rows name what is not there, and saying so takes less than listing each folder on the way.
   if (::GetFileAttributesW(systemPath.c_str()) == INVALID_FILE_ATTRIBUTES) {
     const DWORD error = ::GetLastError();
-    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
+    if (isNotFound(error)) {
       return path;
     }
   }

@@ -1,8 +1,7 @@
-// directory_walk - the only place that walks or removes directory trees. A link (symbolic link, junction, mount point)
-// met in a walk is an entry, never a way: nothing behind it is listed, touched or counted, and removing it removes the
-// link alone. Names are taken as a directory holds them: a name that ends in a dot or a blank, or is that of a device,
-// is opened and removed as itself. Depth is no matter, neither for the stack nor for the length of paths. Decides
-// nothing about what may go.
+// directory_walk - the only place that walks directory trees. A link (symbolic link, junction, mount point) met in a
+// walk is listed as an entry and never followed: nothing behind it is listed, touched or counted. Names are taken as a
+// directory holds them: one that ends in a dot or a blank, or is that of a device, is opened as itself. Trees may be of
+// any depth and paths of any length. Changes nothing, and decides nothing about what may go.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +24,8 @@ struct DirectoryEntry {
   bool isLink() const { return isLinkTag(attributes, reparseTag); }
 };
 
-// What is to be walked or removed: a path that somebody wrote, which the system may normalise, or an entry that was
-// read from a directory, which it may not.
+// What is walked or removed: a path that somebody wrote, which the system may normalise, or an entry that was read from
+// a directory, which it may not.
 struct WalkedPath {
   // NOLINTBEGIN(google-explicit-constructor): callers hand over what they have.
   WalkedPath(const std::wstring& written);
@@ -67,12 +66,3 @@ bool isExistingDirectory(const std::wstring& path);
 // True when `path` is a link. Backslashes at its end do not count, behind which the system would look at what the link
 // leads to. False when nothing is there. GetFileAttributesW.
 bool isLink(const std::wstring& path);
-
-// Removes one file, link or empty directory. True when it was there and is gone; false in every other case, with the
-// reason in GetLastError. Leaves attributes alone: a read-only entry stays.
-bool removeSingleEntry(const std::wstring& path);
-
-// Removes `path` with all that lies in it, read-only entries included. A path that is not there is no failure. Throws
-// std::filesystem::filesystem_error "remove_all" with the path of the first entry that stays: with
-// ERROR_CANT_ACCESS_FILE where a link on the way leads elsewhere, or a folder is no longer the listed one.
-void removeTree(const WalkedPath& path);

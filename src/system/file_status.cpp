@@ -59,6 +59,10 @@ bool saysNotThere(DWORD error) {
   }
 }
 
+bool isNotFound(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
 bool fileExists(const std::wstring& path) {
   if (targetAttributes(path) != INVALID_FILE_ATTRIBUTES) {
     return true;

@@ -19,8 +19,11 @@ std::wstring finalPath(HANDLE entry);
 // reason in GetLastError. GetFileAttributesW, and CreateFileW for a reparse point.
 DWORD targetAttributes(const std::wstring& path);
 
-// True for an error by which the system says that nothing is there.
+// True for an error by which the system says that nothing is there, whatever is wrong with the path.
 bool saysNotThere(DWORD error);
+
+// True for the two errors of a well-formed path that leads to nothing.
+bool isNotFound(DWORD error);
 
 // False when the system says that nothing is there, or that a link there leads to nothing. Throws
 // std::filesystem::filesystem_error "exists" with the system's code when it cannot say.

@@ -10,6 +10,7 @@
 #include "system/log.h"
 #include "system/long_path.h"
 #include "system/system_message.h"
+#include "system/tree_removal.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 
 #include <shellapi.h>
 
-#include "system/directory_walk.h"
 #include "system/log.h"
 #include "system/row_folders.h"
 #include "system/shortcuts.h"
+#include "system/tree_removal.h"
 
 namespace {
 

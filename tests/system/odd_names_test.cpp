@@ -18,6 +18,7 @@
 #include "system/directory_walk.h"
 #include "system/file_operations.h"
 #include "system/row_folders.h"
+#include "system/tree_removal.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;

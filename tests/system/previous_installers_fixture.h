@@ -17,6 +17,7 @@
 #include "support/text.h"
 #include "system/directory_walk.h"
 #include "system/previous_installers_removal.h"
+#include "system/tree_removal.h"
 
 inline const std::wstring kRoot = L"C:\\ORV";
 inline const std::wstring kMinimalInstaller = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX Installer\\Install\\MinimalInstaller";

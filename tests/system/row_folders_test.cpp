@@ -24,6 +24,7 @@
 #include "system/file_operations.h"
 #include "system/row_folders.h"
 #include "system/system_links.h"
+#include "system/tree_removal.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;

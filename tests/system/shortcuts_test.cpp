@@ -16,7 +16,7 @@
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/text.h"
-#include "system/directory_walk.h"
+#include "system/tree_removal.h"
 #include "system/shortcut_removal.h"
 
 using testing::ElementsAre;

@@ -19,6 +19,7 @@
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/directory_walk.h"
+#include "system/tree_removal.h"
 #include "system/update_cache_removal.h"
 
 using ::testing::ElementsAre;
