@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """include_direction.py - whether includes in src point one way: app above ui, devices, applications and report, these above
-manifest, that above system; nothing in a loop. Prints each include that points elsewhere, but for EXCEPTIONS; status 1 when
-there is one."""
+manifest, that above system; nothing in a loop; and from the libraries that only read a machine never to a header of one that
+changes it. Prints each include that points elsewhere, but for EXCEPTIONS; status 1 when there is one."""
 
 from __future__ import annotations
 
@@ -26,7 +26,42 @@ EXCEPTIONS = {
     # The collectors work on the session's lists; their header only declares the session.
     ("manifest/collectors.cpp", "app/cleanup_session.h"),
 }
+LIBRARY = re.compile(r"add_module\((\w+)\s+SOURCES\s+([^)]*?)(?:LIBRARIES|\))")
+READING = re.compile(r"target_link_libraries\(orv_find INTERFACE\s+([^)]*)\)")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"/]+)/([^"]+)"', re.MULTILINE)
+
+
+def library_sources(sources: Path = SOURCES) -> dict[str, list[str]]:
+    """The source files of each library, relative to src."""
+    listing = (sources / "CMakeLists.txt").read_text(encoding="utf-8")
+    return {match[1]: match[2].split() for match in LIBRARY.finditer(listing)}
+
+
+def acting_includes(sources: Path) -> Iterator[str]:
+    """Headers of code that changes a machine, which reading code would get by whatever way."""
+    reading = READING.search((sources / "CMakeLists.txt").read_text(encoding="utf-8"))
+    libraries = library_sources(sources)
+    assert reading and set(reading[1].split()) <= set(libraries), "src/CMakeLists.txt does not name the reading libraries"
+    acting = {
+        source.replace(".cpp", ".h")
+        for library, files in libraries.items()
+        if library not in reading[1].split()
+        for source in files
+    }
+    pending = [source for library in reading[1].split() for source in libraries[library]]
+    seen = set(pending)
+    for file in pending:  # which grows
+        if not (sources / file).exists():
+            continue
+        for match in INCLUDE.finditer((sources / file).read_text(encoding="utf-8")):
+            header = f"{match[1]}/{match[2]}"
+            if (file, header) in EXCEPTIONS:
+                continue
+            if header in acting:
+                yield f"src/{file}: {header} belongs to code that changes a machine"
+            elif header not in seen:
+                seen.add(header)
+                pending.append(header)
 
 
 def wrong_includes(sources: Path) -> Iterator[str]:
@@ -66,7 +101,7 @@ def loops(sources: Path) -> Iterator[str]:
 
 def main() -> int:
     sources = Path(sys.argv[1]) if len(sys.argv) > 1 else SOURCES
-    found = [*wrong_includes(sources), *loops(sources)]
+    found = [*wrong_includes(sources), *loops(sources), *acting_includes(sources)]
     for line in found:
         print(line)
     return 1 if found else 0
