@@ -6,7 +6,7 @@
 
 #include "app/cleanup_session.h"
 #include "manifest/path_expansion.h"
-#include "system/file_operations.h"
+#include "system/expand_directories.h"
 #include "system/handles.h"
 #include "system/log.h"
 #include "system/protected_places.h"

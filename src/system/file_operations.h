@@ -1,11 +1,7 @@
-// file_operations - deletes single files, now or at the next restart, and spells out directories into rows.
-// Decides nothing about which files may go.
+// file_operations - deletes single files, now or at the next restart. Decides nothing about which files may go.
 #pragma once
 
 #include <string>
-#include <vector>
-
-#include "system/directory_walk.h"
 
 // A deletion that matters waits for the next restart. Only ever goes from false to true.
 extern bool fileRebootPending;
@@ -26,11 +22,3 @@ bool Delete(std::wstring path, bool allowDelayedDelete);
 bool Delete(const wchar_t* path);
 
 }  // namespace FileOperation
-
-// Appends what lies below each existing directory of the list: directories and links to directories to `directories`,
-// everything else to `files`, each row only once. What it appends is not walked again. Links met in a walk are rows,
-// never ways; `link` says what one in the place of a listed directory, or above it, is. Directories that are listed for
-// removal are remembered for the rows below them (row_folders.h), those that are followed are not. Throws
-// std::filesystem::filesystem_error when a directory cannot be read.
-void ExpandDirectories(std::vector<std::wstring>& directories, std::vector<std::wstring>& files,
-                       LinkInPlace link = LinkInPlace::HasNoEntries);

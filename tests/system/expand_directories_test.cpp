@@ -7,7 +7,7 @@
 #include "support/directory_seams.h"
 #include "support/status_seams.h"
 #include "support/test_folder.h"
-#include "system/file_operations.h"
+#include "system/expand_directories.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -16,7 +16,7 @@
 #include "support/text.h"
 #include "system/action_dispatcher.h"
 #include "system/directory_walk.h"
-#include "system/file_operations.h"
+#include "system/expand_directories.h"
 #include "system/row_folders.h"
 #include "system/tree_removal.h"
 

@@ -21,7 +21,7 @@
 #include "system/action_dispatcher.h"
 #include "system/depth_order.h"
 #include "system/directory_walk.h"
-#include "system/file_operations.h"
+#include "system/expand_directories.h"
 #include "system/row_folders.h"
 #include "system/system_links.h"
 #include "system/tree_removal.h"
