@@ -1,7 +1,9 @@
 // device_inventory_test - which devices a query finds, and what their records hold.
-#include "devices/setup.h"
+#include "devices/device_inventory.h"
 
 #include "devices/device_fixture.h"
+#include "devices/device_properties.h"
+#include "devices/setup.h"
 #include "support/link_seam.h"
 
 #include <cfgmgr32.h>
@@ -15,13 +17,14 @@ const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
 
 std::vector<HDEVINFO> releasedSets;
 
-class DeviceInventory : public DeviceTest {
+class DeviceQueries : public DeviceTest {
  protected:
   static std::vector<std::wstring> find(const std::wstring& className, const std::wstring& secondary = L"",
                                         const std::wstring& primary = L"") {
     const CapturedLog log;
-    ::Setup setup;
-    const std::vector<std::wstring> ids = idsOf(setup.FindDevices(className, false, secondary, primary));
+    DeviceInventory inventory;
+    const std::vector<std::wstring> ids = idsOf(
+        inventory.FindDevices({.className = className, .primaryIdFilter = primary, .secondaryIdFilter = secondary}));
     EXPECT_THAT(log.lines(), IsEmpty());
     return ids;
   }
@@ -34,7 +37,7 @@ LINK_SEAM(BOOL, SetupDiDestroyDeviceInfoList, (HDEVINFO set)) {
   return realFunction<decltype(&::SetupDiDestroyDeviceInfoList)>(L"setupapi.dll", "SetupDiDestroyDeviceInfoList")(set);
 }
 
-TEST_F(DeviceInventory, FilterRows) {
+TEST_F(DeviceQueries, FilterRows) {
   struct Row {
     const wchar_t* id;
     const wchar_t* secondary;
@@ -64,7 +67,7 @@ TEST_F(DeviceInventory, FilterRows) {
   }
 }
 
-TEST_F(DeviceInventory, ClassIsComparedWithoutCase) {
+TEST_F(DeviceQueries, ClassIsComparedWithoutCase) {
   plantDevice(makerDevice(kId, L"MEDIA"));
   EXPECT_THAT(find(L"media"), ElementsAre(kId));
   EXPECT_THAT(find(L"Media"), ElementsAre(kId));
@@ -72,14 +75,14 @@ TEST_F(DeviceInventory, ClassIsComparedWithoutCase) {
   EXPECT_THAT(find(L"MediaX"), IsEmpty());
 }
 
-TEST_F(DeviceInventory, DeviceWithoutClassMatchesTheEmptyClassAlone) {
+TEST_F(DeviceQueries, DeviceWithoutClassMatchesTheEmptyClassAlone) {
   plantDevice(makerDevice(kId, L""));
   EXPECT_THAT(find(L"MEDIA"), IsEmpty());
   EXPECT_THAT(find(L"system"), IsEmpty());
   EXPECT_THAT(find(L""), ElementsAre(kId));
 }
 
-TEST_F(DeviceInventory, FindsInTheOrderOfTheSet) {
+TEST_F(DeviceQueries, FindsInTheOrderOfTheSet) {
   const std::wstring first = L"PCI\\VEN_7A2E&DEV_0009\\1";
   const std::wstring last = L"ACPI\\VEN_7A11&DEV_0001\\1";
   plantDevice(makerDevice(first, L"MEDIA"));
@@ -88,7 +91,7 @@ TEST_F(DeviceInventory, FindsInTheOrderOfTheSet) {
   EXPECT_THAT(find(L"MEDIA"), ElementsAre(first, last));
 }
 
-TEST_F(DeviceInventory, AbsentDevicesAreFoundToo) {
+TEST_F(DeviceQueries, AbsentDevicesAreFoundToo) {
   const std::wstring present = L"PCI\\VEN_7A11&DEV_0002\\1";
   const std::wstring neighbour = L"PCI\\VEN_1234&DEV_0003\\1";
   // What the device was like when it was last there is no status of now.
@@ -101,8 +104,8 @@ TEST_F(DeviceInventory, AbsentDevicesAreFoundToo) {
   device.present = true;
   plantDevice(device);
   plantDevice(makerDevice(neighbour, L"Net"));
-  ::Setup setup;
-  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", true, L"", L"");
+  DeviceInventory inventory;
+  const std::vector<DeviceRecord*> found = inventory.FindDevices({.className = L"MEDIA", .withSiblings = true});
   ASSERT_THAT(idsOf(found), ElementsAre(kId, present));
   EXPECT_TRUE(found[0]->propertiesLoaded);
   EXPECT_EQ(found[0]->getDescription(), L"ORV MEDIA");
@@ -116,12 +119,12 @@ TEST_F(DeviceInventory, AbsentDevicesAreFoundToo) {
 
   // Pulled out while its record is held.
   plantDword(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\" + present + L"\\Bench", L"Present", 0);
-  setup.UpdateDeviceStatus(*found[1]);
+  UpdateDeviceStatus(*found[1]);
   EXPECT_EQ(found[1]->status, 0u);
   EXPECT_EQ(found[1]->problemCode, 0u);
 }
 
-TEST_F(DeviceInventory, RecordHoldsEveryProperty) {
+TEST_F(DeviceQueries, RecordHoldsEveryProperty) {
   PlantedDevice device = makerDevice(kId, L"MEDIA");
   device.friendlyName = L"Sound of the bench";
   device.hardwareIds = {L"PCI\\VEN_7A11&DEV_0001&REV_01", L"PCI\\VEN_7A11&DEV_0001"};
@@ -133,8 +136,8 @@ TEST_F(DeviceInventory, RecordHoldsEveryProperty) {
   device.capabilities = 0x84;
   device.configFlags = 0x20;
   const DWORD devInst = plantDevice(device);
-  ::Setup setup;
-  const std::vector<DeviceRecord*> found = setup.FindDevices(L"media", false, L"", L"");
+  DeviceInventory inventory;
+  const std::vector<DeviceRecord*> found = inventory.FindDevices({.className = L"media"});
   ASSERT_EQ(found.size(), 1u);
   const DeviceRecord& record = *found[0];
   EXPECT_TRUE(record.propertiesLoaded);
@@ -156,14 +159,14 @@ TEST_F(DeviceInventory, RecordHoldsEveryProperty) {
   EXPECT_EQ(record.drivers.size(), 1u);
 }
 
-TEST_F(DeviceInventory, AbsentPropertiesLeaveTheirFieldsEmpty) {
+TEST_F(DeviceQueries, AbsentPropertiesLeaveTheirFieldsEmpty) {
   PlantedDevice device;
   device.id = kId;
   device.className = L"MEDIA";
   plantDevice(device);
-  ::Setup setup;
+  DeviceInventory inventory;
   const CapturedLog log;
-  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  const std::vector<DeviceRecord*> found = inventory.FindDevices({.className = L"MEDIA"});
   ASSERT_EQ(found.size(), 1u);
   const DeviceRecord& record = *found[0];
   EXPECT_TRUE(record.propertiesLoaded);
@@ -177,7 +180,7 @@ TEST_F(DeviceInventory, AbsentPropertiesLeaveTheirFieldsEmpty) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(DeviceInventory, DeviceWhoseIdCannotBeReadFailsEveryFilter) {
+TEST_F(DeviceQueries, DeviceWhoseIdCannotBeReadFailsEveryFilter) {
   for (const wchar_t* call : {L"CM_Get_Device_ID_Size", L"CM_Get_Device_IDW"}) {
     plantDevice(makerDevice(kId, L"MEDIA"));
     failDeviceCall(kId, call, CR_FAILURE);
@@ -187,26 +190,26 @@ TEST_F(DeviceInventory, DeviceWhoseIdCannotBeReadFailsEveryFilter) {
   }
 }
 
-TEST_F(DeviceInventory, ElementThatCannotBeEnumeratedCostsItselfAlone) {
+TEST_F(DeviceQueries, ElementThatCannotBeEnumeratedCostsItselfAlone) {
   const std::wstring broken = L"PCI\\VEN_7A11&DEV_0002\\1";
   plantDevice(makerDevice(broken, L"MEDIA"));
   plantDevice(makerDevice(kId, L"MEDIA"));
   failDeviceCall(broken, L"SetupDiEnumDeviceInfo", ERROR_GEN_FAILURE, 1);
-  ::Setup setup;
-  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  DeviceInventory inventory;
+  const std::vector<DeviceRecord*> found = inventory.FindDevices({.className = L"MEDIA"});
   ASSERT_THAT(idsOf(found), ElementsAre(kId));
   EXPECT_TRUE(found[0]->propertiesLoaded);
 }
 
-TEST_F(DeviceInventory, DetailsEndAtAnElementThatCannotBeEnumerated) {
+TEST_F(DeviceQueries, DetailsEndAtAnElementThatCannotBeEnumerated) {
   const std::wstring first = L"PCI\\VEN_7A11&DEV_0003\\1";
   const std::wstring broken = L"PCI\\VEN_7A11&DEV_0002\\1";
   plantDevice(makerDevice(first, L"MEDIA"));
   plantDevice(makerDevice(broken, L"MEDIA"));
   plantDevice(makerDevice(kId, L"MEDIA"));
   failDeviceCall(broken, L"SetupDiEnumDeviceInfo", ERROR_GEN_FAILURE);
-  ::Setup setup;
-  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  DeviceInventory inventory;
+  const std::vector<DeviceRecord*> found = inventory.FindDevices({.className = L"MEDIA"});
   ASSERT_THAT(idsOf(found), ElementsAre(first, kId));
   EXPECT_TRUE(found[0]->propertiesLoaded);
   EXPECT_FALSE(found[1]->propertiesLoaded);
@@ -214,14 +217,14 @@ TEST_F(DeviceInventory, DetailsEndAtAnElementThatCannotBeEnumerated) {
   EXPECT_THAT(found[1]->hardwareIds, IsEmpty());
 }
 
-TEST_F(DeviceInventory, EachQueryMakesRecordsOfItsOwnThatStayReadable) {
+TEST_F(DeviceQueries, EachQueryMakesRecordsOfItsOwnThatStayReadable) {
   PlantedDevice device = makerDevice(kId, L"MEDIA");
   plantDevice(device);
-  ::Setup setup;
-  const std::vector<DeviceRecord*> earlier = setup.FindDevices(L"MEDIA", true, L"", L"");
+  DeviceInventory inventory;
+  const std::vector<DeviceRecord*> earlier = inventory.FindDevices({.className = L"MEDIA", .withSiblings = true});
   ASSERT_EQ(earlier.size(), 1u);
   for (int query = 0; query < 50; ++query) {
-    const std::vector<DeviceRecord*> later = setup.FindDevices(L"MEDIA", true, L"", L"");
+    const std::vector<DeviceRecord*> later = inventory.FindDevices({.className = L"MEDIA", .withSiblings = true});
     ASSERT_EQ(later.size(), 1u);
     EXPECT_NE(later[0], earlier[0]);
     later[0]->description = L"changed";
@@ -234,20 +237,20 @@ TEST_F(DeviceInventory, EachQueryMakesRecordsOfItsOwnThatStayReadable) {
   EXPECT_EQ(earlier[0]->drivers[0]->inf->infPath, infPath(L"oem1.inf"));
 }
 
-TEST_F(DeviceInventory, QueriesChangeNothing) {
+TEST_F(DeviceQueries, QueriesChangeNothing) {
   plantDevice(makerDevice(kId, L"MEDIA"));
   plantDriverPackage(makerPackage(L"oem1.inf", L"MEDIA"));
-  ::Setup setup;
-  setup.FindDevices(L"MEDIA", true, L"", L"");
+  DeviceInventory inventory;
+  inventory.FindDevices({.className = L"MEDIA", .withSiblings = true});
   EXPECT_THAT(recordedCalls(), IsEmpty());
   EXPECT_TRUE(deviceExists(kId));
   EXPECT_TRUE(packageExists(L"oem1.inf"));
 }
 
-TEST_F(DeviceInventory, SetThatCannotBeOpenedIsLoggedAndFindsNothing) {
+TEST_F(DeviceQueries, SetThatCannotBeOpenedIsLoggedAndFindsNothing) {
   plantDevice(makerDevice(kId, L"MEDIA"));
-  ::Setup working;
-  const std::vector<DeviceRecord*> found = working.FindDevices(L"MEDIA", false, L"", L"");
+  DeviceInventory working;
+  const std::vector<DeviceRecord*> found = working.FindDevices({.className = L"MEDIA"});
   ASSERT_EQ(found.size(), 1u);
 
   failCall(L"SetupDiGetClassDevsW", ERROR_ACCESS_DENIED);
@@ -256,25 +259,25 @@ TEST_F(DeviceInventory, SetThatCannotBeOpenedIsLoggedAndFindsNothing) {
   EXPECT_THAT(log.lines(),
               ElementsAre("ERROR Setup::UninstallDevice - Cancelling! SetupDiGetClassDevs invalid handle value!"));
   EXPECT_TRUE(working.isValid());
-  EXPECT_FALSE(setup.isValid());
-  EXPECT_THAT(setup.FindDevices(L"MEDIA", true, L"", L""), IsEmpty());
+  EXPECT_FALSE(setup.inventory.isValid());
+  EXPECT_THAT(setup.inventory.FindDevices({.className = L"MEDIA", .withSiblings = true}), IsEmpty());
   EXPECT_TRUE(setup.UninstallDevice(*found[0], false, false));
   EXPECT_TRUE(deviceExists(kId));
 }
 
-TEST_F(DeviceInventory, SetIsReleasedOnceAndOnlyIfItWasOpened) {
+TEST_F(DeviceQueries, SetIsReleasedOnceAndOnlyIfItWasOpened) {
   releasedSets.clear();
-  EXPECT_TRUE(::Setup().isValid());
+  EXPECT_TRUE(DeviceInventory().isValid());
   ASSERT_EQ(releasedSets.size(), 1u);
   EXPECT_NE(releasedSets[0], INVALID_HANDLE_VALUE);
   failCall(L"SetupDiGetClassDevsW", ERROR_ACCESS_DENIED);
-  EXPECT_FALSE(::Setup().isValid());
+  EXPECT_FALSE(DeviceInventory().isValid());
   EXPECT_EQ(releasedSets.size(), 1u);
 }
 
-TEST_F(DeviceInventory, DevicesThatComeLaterAreNotInTheSet) {
-  ::Setup setup;
+TEST_F(DeviceQueries, DevicesThatComeLaterAreNotInTheSet) {
+  DeviceInventory inventory;
   plantDevice(makerDevice(kId, L"MEDIA"));
-  EXPECT_THAT(setup.FindDevices(L"MEDIA", false, L"", L""), IsEmpty());
+  EXPECT_THAT(inventory.FindDevices({.className = L"MEDIA"}), IsEmpty());
   EXPECT_THAT(find(L"MEDIA"), ElementsAre(kId));
 }

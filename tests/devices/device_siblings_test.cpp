@@ -1,5 +1,5 @@
 // device_siblings_test - the other children of a device's parent, whatever the configuration manager answers.
-#include "devices/setup.h"
+#include "devices/device_inventory.h"
 
 #include "devices/device_fixture.h"
 #include "support/link_seam.h"
@@ -42,19 +42,19 @@ class DeviceSiblings : public DeviceTest {
 
   // The siblings of the second child, the only device of its class.
   std::vector<DeviceRecord*> siblings() {
-    const std::vector<DeviceRecord*> found = setup().FindDevices(L"MEDIA", true, L"", L"");
+    const std::vector<DeviceRecord*> found = inventory().FindDevices({.className = L"MEDIA", .withSiblings = true});
     return found.size() == 1 ? found[0]->siblings : std::vector<DeviceRecord*>{nullptr};
   }
 
-  ::Setup& setup() {
-    setups.push_back(std::make_unique<::Setup>());
-    return *setups.back();
+  DeviceInventory& inventory() {
+    inventories.push_back(std::make_unique<DeviceInventory>());
+    return *inventories.back();
   }
 
   std::vector<DWORD> numbers;
 
  private:
-  std::vector<std::unique_ptr<::Setup>> setups;
+  std::vector<std::unique_ptr<DeviceInventory>> inventories;
 };
 
 }  // namespace
@@ -77,14 +77,14 @@ TEST_F(DeviceSiblings, AreTheOtherChildrenInTheirOrder) {
 }
 
 TEST_F(DeviceSiblings, OfTheFirstChildFollowIt) {
-  const std::vector<DeviceRecord*> found = setup().FindDevices(L"Net", true, L"", L"");
+  const std::vector<DeviceRecord*> found = inventory().FindDevices({.className = L"Net", .withSiblings = true});
   ASSERT_THAT(idsOf(found), ElementsAre(kFirst, kThird));
   EXPECT_THAT(idsOf(found[0]->siblings), ElementsAre(kSecond, kThird));
   EXPECT_THAT(idsOf(found[1]->siblings), ElementsAre(kFirst, kSecond));
 }
 
 TEST_F(DeviceSiblings, AreNotLookedForUnlessAsked) {
-  const std::vector<DeviceRecord*> found = setup().FindDevices(L"MEDIA", false, L"", L"");
+  const std::vector<DeviceRecord*> found = inventory().FindDevices({.className = L"MEDIA"});
   ASSERT_EQ(found.size(), 1u);
   EXPECT_THAT(found[0]->siblings, IsEmpty());
   EXPECT_THAT(askedOf, IsEmpty());
@@ -114,7 +114,7 @@ TEST_F(DeviceSiblings, OnlyChildHasNone) {
   PlantedDevice child = makerDevice(L"PCI\\VEN_7A11&DEV_0009\\1", L"Camera");
   child.parent = kFirst;
   plantDevice(child);
-  const std::vector<DeviceRecord*> found = setup().FindDevices(L"Camera", true, L"", L"");
+  const std::vector<DeviceRecord*> found = inventory().FindDevices({.className = L"Camera", .withSiblings = true});
   ASSERT_EQ(found.size(), 1u);
   EXPECT_THAT(found[0]->siblings, IsEmpty());
   EXPECT_TRUE(found[0]->propertiesLoaded);
@@ -163,8 +163,8 @@ TEST_F(DeviceSiblings, NodeThatComesTwiceIsListedOnce) {
 }
 
 TEST_F(DeviceSiblings, WalkWithoutSiblingsLeavesWhatTheRecordHad) {
-  ::Setup& one = setup();
-  const std::vector<DeviceRecord*> found = one.FindDevices(L"MEDIA", true, L"", L"");
+  DeviceInventory& one = inventory();
+  const std::vector<DeviceRecord*> found = one.FindDevices({.className = L"MEDIA", .withSiblings = true});
   ASSERT_EQ(found.size(), 1u);
   DeviceRecord only;
   only.devInst = numbers[0];
@@ -176,8 +176,8 @@ TEST_F(DeviceSiblings, WalkWithoutSiblingsLeavesWhatTheRecordHad) {
 }
 
 TEST_F(DeviceSiblings, WalkWithSiblingsReplacesWhatTheRecordHad) {
-  ::Setup& one = setup();
-  const std::vector<DeviceRecord*> found = one.FindDevices(L"MEDIA", true, L"", L"");
+  DeviceInventory& one = inventory();
+  const std::vector<DeviceRecord*> found = one.FindDevices({.className = L"MEDIA", .withSiblings = true});
   ASSERT_EQ(found.size(), 1u);
   one.FindSiblings(*found[0]);
   EXPECT_THAT(idsOf(found[0]->siblings), ElementsAre(kFirst, kThird));

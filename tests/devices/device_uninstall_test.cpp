@@ -40,7 +40,8 @@ class DeviceUninstall : public DeviceTest {
   DeviceRecord& plant() {
     plantDevice(device);
     setup = std::make_unique<::Setup>();
-    const std::vector<DeviceRecord*> found = setup->FindDevices(device.className, false, L"", device.id);
+    const std::vector<DeviceRecord*> found =
+        setup->inventory.FindDevices({.className = device.className, .primaryIdFilter = device.id});
     EXPECT_EQ(found.size(), 1u);
     return *found.at(0);
   }
@@ -270,7 +271,8 @@ TEST_F(DeviceUninstall, PackageInUseByAnotherDeviceGoesAndLeavesThatOneItsNextDr
               ElementsAre(L"DIF_REMOVE " + kId + L" -> 0", L"DiUninstallDriverW " + infPath(L"oem1.inf") + L" -> 0"))
       << "Windows refuses nothing here, so that the second way is not asked";
   setup = std::make_unique<::Setup>();
-  const std::vector<DeviceRecord*> found = setup->FindDevices(L"MEDIA", false, L"", other);
+  const std::vector<DeviceRecord*> found =
+      setup->inventory.FindDevices({.className = L"MEDIA", .primaryIdFilter = other});
   ASSERT_EQ(found.size(), 1u);
   ASSERT_EQ(found[0]->drivers.size(), 1u);
   EXPECT_EQ(found[0]->drivers[0]->provider, L"Microsoft");

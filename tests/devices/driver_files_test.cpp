@@ -41,7 +41,8 @@ class DriverFiles : public DeviceTest {
     driverFiles.clear();
     plantDevice(device);
     ::Setup setup;
-    const std::vector<DeviceRecord*> found = setup.FindDevices(device.className, false, L"", device.id);
+    const std::vector<DeviceRecord*> found =
+        setup.inventory.FindDevices({.className = device.className, .primaryIdFilter = device.id});
     ASSERT_EQ(found.size(), 1u);
     plantFailures();
     EXPECT_TRUE(setup.UninstallDevice(*found[0], gpuExclusionApplied, factoryReset));
@@ -154,7 +155,7 @@ TEST_F(DriverFiles, AreAddedToWhatWasNotedBefore) {
   uninstall();
   plantDevice(device);
   ::Setup setup;
-  const std::vector<DeviceRecord*> found = setup.FindDevices(L"MEDIA", false, L"", L"");
+  const std::vector<DeviceRecord*> found = setup.inventory.FindDevices({.className = L"MEDIA"});
   ASSERT_EQ(found.size(), 1u);
   setup.UninstallDevice(*found[0], false, false);
   EXPECT_THAT(driverFiles, ElementsAre(kFiles[0], kFiles[1], kFiles[0], kFiles[1]));

@@ -1,4 +1,4 @@
-// driver_removal_plan_test - carrying the plan out: the stages, what is spared, the outcome lists and the closing.
+// driver_removal_test - carrying a plan out: the stages, what is spared, the outcome lists and the closing.
 #include "devices/setup.h"
 
 #include "devices/device_fixture.h"
@@ -40,7 +40,7 @@ std::vector<std::wstring> namesOf(const std::vector<DriverPackage>& packages) {
   return names;
 }
 
-class DriverRemovalPlan : public DeviceTest {
+class DriverRemoval : public DeviceTest {
  protected:
   static PlantedDevice withFile(PlantedDevice device, const std::wstring& file) {
     device.drivers[0].files = {file};
@@ -69,9 +69,9 @@ class DriverRemovalPlan : public DeviceTest {
   Lines lines;
 };
 
-using GraphicsExclusion = DriverRemovalPlan;
-using FactoryReset = DriverRemovalPlan;
-using DisplayDevices = DriverRemovalPlan;
+using GraphicsExclusion = DriverRemoval;
+using FactoryReset = DriverRemoval;
+using DisplayDevices = DriverRemoval;
 
 }  // namespace
 
@@ -80,7 +80,7 @@ LINK_SEAM(CONFIGRET, CM_Reenumerate_DevNode, (DEVINST device, ULONG flags)) {
   return realFunction<decltype(&::CM_Reenumerate_DevNode)>(L"cfgmgr32.dll", "CM_Reenumerate_DevNode")(device, flags);
 }
 
-TEST_F(DriverRemovalPlan, EmptyPlanWalksThroughEveryStage) {
+TEST_F(DriverRemoval, EmptyPlanWalksThroughEveryStage) {
   remove({});
   EXPECT_THAT(lines, ElementsAre(kByClass, kByDescription, "DEBUG Devices to Uninstall by devicesBySibblings",
                                  "DEBUG Devices to Uninstall by devicesByHWID's", kByDeviceId, kCleanerStarted,
@@ -90,7 +90,7 @@ TEST_F(DriverRemovalPlan, EmptyPlanWalksThroughEveryStage) {
   EXPECT_THAT(succeeded, IsEmpty());
 }
 
-TEST_F(DriverRemovalPlan, FirstStageLogsTheDeviceAndItsOutcome) {
+TEST_F(DriverRemoval, FirstStageLogsTheDeviceAndItsOutcome) {
   PlantedDevice device = makerDevice(kSound, L"MEDIA");
   device.hardwareIds = {L"PCI\\VEN_7A11&DEV_0001&REV_01", L"PCI\\VEN_7A11&DEV_0001"};
   device.drivers[0].hardwareId = L"PCI\\VEN_7A11&DEV_0001";
@@ -109,7 +109,7 @@ TEST_F(DriverRemovalPlan, FirstStageLogsTheDeviceAndItsOutcome) {
   EXPECT_THAT(namesOf(succeeded), ElementsAre(L"Sound"));
 }
 
-TEST_F(DriverRemovalPlan, LaterStagesLogTheDeviceAndItsOutcome) {
+TEST_F(DriverRemoval, LaterStagesLogTheDeviceAndItsOutcome) {
   PlantedDevice device = makerDevice(kSound, L"MEDIA", L"audio.inf");
   device.drivers.insert(device.drivers.begin(), makerDriver(L"oem1.inf"));
   plantDevice(device);
@@ -126,7 +126,7 @@ TEST_F(DriverRemovalPlan, LaterStagesLogTheDeviceAndItsOutcome) {
   EXPECT_THAT(succeeded, IsEmpty());
 }
 
-TEST_F(DriverRemovalPlan, PackageOfSeveralDevicesHasAnOutcomeForEach) {
+TEST_F(DriverRemoval, PackageOfSeveralDevicesHasAnOutcomeForEach) {
   for (const wchar_t* instance : {L"1", L"2", L"3"}) {
     const std::wstring id = std::wstring(L"PCI\\VEN_7A11&DEV_0001\\") + instance;
     plantDevice(makerDevice(id, L"MEDIA"));
@@ -144,7 +144,7 @@ TEST_F(DriverRemovalPlan, PackageOfSeveralDevicesHasAnOutcomeForEach) {
   EXPECT_TRUE(deviceExists(L"PCI\\VEN_7A11&DEV_0001\\2"));
 }
 
-TEST_F(DriverRemovalPlan, OutcomesAreAddedToWhatTheListsHold) {
+TEST_F(DriverRemoval, OutcomesAreAddedToWhatTheListsHold) {
   plantDevice(makerDevice(kSound, L"MEDIA"));
   failed = {packageOf(L"Failed before", L"Net")};
   succeeded = {packageOf(L"Done before", L"Net")};
@@ -154,7 +154,7 @@ TEST_F(DriverRemovalPlan, OutcomesAreAddedToWhatTheListsHold) {
   EXPECT_THAT(namesOf(succeeded), ElementsAre(L"Done before", L"Sound"));
 }
 
-TEST_F(DriverRemovalPlan, ExtensionDevicesAreListedAndLeftToTheCleaner) {
+TEST_F(DriverRemoval, ExtensionDevicesAreListedAndLeftToTheCleaner) {
   const std::wstring id = L"PCI\\VEN_7A11&DEV_0006\\1";
   plantDevice(makerDevice(id, L"Extension"));
   remove({packageOf(L"Extension", L"extension")});
@@ -167,7 +167,7 @@ TEST_F(DriverRemovalPlan, ExtensionDevicesAreListedAndLeftToTheCleaner) {
   EXPECT_THAT(succeeded, IsEmpty());
 }
 
-TEST_F(DriverRemovalPlan, ExtensionDeviceFoundByItsIdIsRemoved) {
+TEST_F(DriverRemoval, ExtensionDeviceFoundByItsIdIsRemoved) {
   const std::wstring id = L"PCI\\VEN_7A11&DEV_0006\\1";
   plantDevice(makerDevice(id, L"Extension"));
   remove({packageOf(L"Extension", L"Extension", L"DEV_0006")});
@@ -175,7 +175,7 @@ TEST_F(DriverRemovalPlan, ExtensionDeviceFoundByItsIdIsRemoved) {
   EXPECT_THAT(namesOf(succeeded), ElementsAre(L"Extension"));
 }
 
-TEST_F(DriverRemovalPlan, DeviceWithoutHardwareIdsStaysAndCountsAsRemoved) {
+TEST_F(DriverRemoval, DeviceWithoutHardwareIdsStaysAndCountsAsRemoved) {
   PlantedDevice device = makerDevice(kSound, L"MEDIA");
   device.hardwareIds = {};
   plantDevice(device);
@@ -189,14 +189,14 @@ TEST_F(DriverRemovalPlan, DeviceWithoutHardwareIdsStaysAndCountsAsRemoved) {
   EXPECT_THAT(namesOf(succeeded), ElementsAre(L"Sound"));
 }
 
-TEST_F(DriverRemovalPlan, EveryEnumerationIsWaitedFor) {
+TEST_F(DriverRemoval, EveryEnumerationIsWaitedFor) {
   nameMachine(L"Virtual Machine");
   reenumerationFlags.clear();
   remove({});
   EXPECT_EQ(reenumerationFlags, std::vector<ULONG>(3, CM_REENUMERATE_SYNCHRONOUS));
 }
 
-TEST_F(DriverRemovalPlan, TreeThatCannotBeEnumeratedChangesNothing) {
+TEST_F(DriverRemoval, TreeThatCannotBeEnumeratedChangesNothing) {
   plantDevice(makerDevice(kSound, L"MEDIA"));
   failCall(L"CM_Locate_DevNodeW", CR_FAILURE);
   remove({packageOf(L"Sound", L"MEDIA")});
@@ -215,7 +215,7 @@ TEST_F(GraphicsExclusion, NamedDeviceIsSpared) {
   PlantedDevice graphics = makerDevice(kGraphics, L"Display");
   graphics.hardwareIds = {L"PCI\\VEN_7A11&DEV_0004&SUBSYS_22", L"PCI\\VEN_7A11&DEV_0004"};
   plantDevice(graphics);
-  exclusion = {{{L"SUBSYS_11", L"DEV_0004"}, {L"SUBSYS_22", L"DEV_0004"}}, true};
+  exclusion = {{{L"DEV_0004", L"SUBSYS_11"}, {L"DEV_0004", L"SUBSYS_22"}}, true};
   remove({packageOf(L"Graphics", L"Display")});
   EXPECT_THAT(between(kByClass, kByDescription),
               ElementsAre("DEBUG Class Name: Display ----- Description: ORV Display ----- DeviceId: "
@@ -254,7 +254,7 @@ TEST_F(GraphicsExclusion, Rows) {
     graphics.classGuid = kOtherClassGuid;
     graphics.hardwareIds = row.hardwareIds;
     plantDevice(graphics);
-    exclusion = {{{L"SUBSYS_22", L"DEV_0004"}}, row.excludeGpus};
+    exclusion = {{{L"DEV_0004", L"SUBSYS_22"}}, row.excludeGpus};
     remove({packageOf(L"Graphics", row.className)});
     EXPECT_EQ(deviceExists(kGraphics), row.spared) << row.name;
     EXPECT_EQ(namesOf(succeeded).size(), row.spared ? 0u : 1u) << row.name;
@@ -277,7 +277,7 @@ TEST_F(GraphicsExclusion, ReachesTheCleanerAndHoldsBackNoOtherStage) {
   plantDriverPackage(makerPackage(L"oem1.inf", L"Display", L"orvdispext.cat"));
   failPackageCall(L"oem1.inf", L"DiUninstallDriverW", ERROR_ACCESS_DENIED);
   failPackageCall(L"oem1.inf", L"SetupUninstallOEMInfW", 0x800F023D);
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}, {L"DEV_0008", L"VEN_7A11"}}, true};
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}, {L"VEN_7A11", L"DEV_0008"}}, true};
   remove({packageOf(L"Graphics", L"Display"), packageOf(L"By id", L"Display", L"DEV_0008")});
   EXPECT_TRUE(deviceExists(kGraphics));
   EXPECT_FALSE(deviceExists(byId)) << "a device that was found by its id is never spared";
@@ -292,7 +292,7 @@ TEST_F(GraphicsExclusion, AppliesOnlyOnceAHardwareIdWasLookedAt) {
   plantDriverPackage(makerPackage(L"oem1.inf", L"Display", L"orvdispext.cat"));
   failPackageCall(L"oem1.inf", L"DiUninstallDriverW", ERROR_ACCESS_DENIED);
   failPackageCall(L"oem1.inf", L"SetupUninstallOEMInfW", 0x800F023D);
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}}, true};
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};
   remove({packageOf(L"Graphics", L"Display")});
   // The cleaner takes no graphics device for spared, so that the extension counts as dealt with.
   EXPECT_THAT(recordedCalls(), Contains(L"SetupDiRemoveDevice " + kGraphics + L" -> 0"));
@@ -321,7 +321,7 @@ TEST_F(FactoryReset, DisplayDeviceFoundByItsIdGoes) {
 TEST_F(FactoryReset, DoesNotApplyTheGraphicsExclusion) {
   plantDevice(makerDevice(kGraphics, L"Display", L"oem1.inf"));
   plantDriverPackage(makerPackage(L"oem1.inf", L"Display"));
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}}, true};
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};
   remove({packageOf(L"Graphics", L"Display")}, /*factoryReset=*/true);
   EXPECT_THAT(lines, Not(Contains("DEBUG VEN_7A11-DEV_0004")));
   EXPECT_THAT(lines, Contains("ERROR CleanDriverStore::Skipping display driver in factory reset"));
@@ -336,7 +336,7 @@ TEST_F(DisplayDevices, AllGoOnAVirtualMachine) {
   PlantedDevice unplugged = makerDevice(absent, L"Display");
   unplugged.present = false;
   plantDevice(unplugged);
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}}, true};  // holds nothing back here
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};  // holds nothing back here
   remove({});
   EXPECT_THAT(recordedCalls(),
               ElementsAre(kReenumeration, kReenumeration, L"SetupDiRemoveDevice " + kGraphics + L" -> 0",

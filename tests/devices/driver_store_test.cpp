@@ -1,5 +1,5 @@
-// inf_version_section_test - reading the [Version] section of an INF, and listing the INF files of the driver store.
-#include "devices/driver_store_cleaner.h"
+// driver_store_test - reading the [Version] section of an INF, and listing the INF files of the driver store.
+#include "devices/driver_store.h"
 
 #include <algorithm>
 

@@ -1,0 +1,19 @@
+#include "devices/driver_matches.h"
+
+#include "system/log.h"
+
+MatchLists FindDriverMatches(DeviceInventory& inventory, const std::vector<DriverPackage>& drivers) {
+  MatchLists lists;
+  for (const DriverPackage& driver : drivers) {
+    const std::optional<DeviceQuery> query = PlanDeviceQuery(driver);
+    if (!query) {
+      LogDebug(L"No ClassName Specified for the driver\t:\t%s", driver.Name.c_str());
+      continue;
+    }
+    // One package at a time: what a query logs stands before the lines of its package.
+    for (const std::wstring& line : PlanMatches(driver, inventory.FindDevices(*query), lists)) {
+      LogDebug(L"%s", line.c_str());
+    }
+  }
+  return lists;
+}
