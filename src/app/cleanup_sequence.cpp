@@ -161,16 +161,15 @@ void CleanupSession::applicationStage() {
 
 void CleanupSession::driverStage() {
   LogDebug(L"-----------Uninstalling Drivers Started-------------");
-  GpuExclusion gpuExclusion = {{}, gpuExclusionRequested};
   if (gpuExclusionRequested) {
     LogDebug(L"-----------Excluding GPU's-------------");
-    for (const auto& [second, first] : excludedGpus) {
-      LogDebug(L"%s-%s", first.c_str(), second.c_str());
-      gpuExclusion.gpus.push_back({first, second});
+    for (const GraphicsDevice& gpu : excludedGpus) {
+      LogDebug(L"%s-%s", gpu.vendor.c_str(), gpu.device.c_str());
     }
     excludedRegistryKeys.emplace_back(kInstalledPackagesKey);
   }
-  deviceUninstaller.RemoveDrivers(eligibleDrivers, failedDrivers, removedDrivers, gpuExclusion, factoryReset);
+  deviceUninstaller.RemoveDrivers(eligibleDrivers, failedDrivers, removedDrivers, {excludedGpus, gpuExclusionRequested},
+                                  factoryReset);
   // From here on the list holds every driver that was acted on, and only those leave files and keys to collect.
   eligibleDrivers = removedDrivers;
   eligibleDrivers.insert(eligibleDrivers.end(), failedDrivers.begin(), failedDrivers.end());

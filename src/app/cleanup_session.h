@@ -3,14 +3,13 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <windows.h>
 
+#include "devices/graphics_devices.h"
 #include "devices/setup.h"
 #include "manifest/scrub_list.h"
 #include "system/handles.h"
@@ -139,8 +138,7 @@ class CleanupSession {
   bool dontSearchWindowsUpdateSaved = false;
   bool factoryReset = false;
 
-  // Graphics devices to keep, from the value `A&B`: the first member holds B, the second A.
-  std::list<std::pair<std::wstring, std::wstring>> excludedGpus;
+  std::vector<GraphicsDevice> excludedGpus;  // graphics devices to keep
   bool gpuExclusionRequested = false;
 
   std::wstring tempPath;       // GetTempPathW
