@@ -11,6 +11,7 @@
 #include "app/restore_point.h"
 #include "app/vulkan_entries.h"
 #include "applications/store_apps.h"
+#include "applications/support_type_task.h"
 #include "applications/uninstall_runner.h"
 #include "manifest/collectors.h"
 #include "manifest/path_expansion.h"

@@ -10,7 +10,7 @@
 
 #include "app/cleanup_session.h"
 #include "app/restore_point.h"
-#include "applications/store_apps.h"
+#include "applications/support_type_task.h"
 #include "system/action_dispatcher.h"
 #include "system/held_file.h"
 #include "system/log.h"

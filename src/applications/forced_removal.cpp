@@ -1,16 +1,15 @@
 #include "applications/forced_removal.h"
 
-#include <algorithm>
-#include <stdexcept>
 #include <vector>
 
 #include <windows.h>
 
 #include "applications/installer_products.h"
-#include "system/tree_removal.h"
+#include "applications/product_traces.h"
 #include "system/log.h"
 #include "system/registry.h"
 #include "system/text_case.h"
+#include "system/tree_removal.h"
 
 namespace {
 
@@ -36,42 +35,15 @@ void guarded(Step step) {
   }
 }
 
-// The product code in a text such as "MsiExec.exe /X{...}". Throws std::out_of_range when there is none, and when what
-// stands in its place would lead out of the installer's folder or name that folder itself.
-std::wstring ExtractBracedGuid(const std::wstring& text) {
-  const std::size_t open = text.find(L'{');
-  const std::size_t close = text.find(L'}');
-  if (open == std::wstring::npos || close < open) {
-    throw std::out_of_range("no product code");
-  }
-  std::wstring code = text.substr(open, close == std::wstring::npos ? close : close - open + 1);
-  if (code.size() < 2 || code.find_first_of(L"\\/:") != std::wstring::npos) {
-    throw std::out_of_range("no product code");
-  }
-  return code;
-}
-
-std::wstring iconFolder(const std::wstring& code) {
-  wchar_t windows[MAX_PATH] = {};
-  ::GetWindowsDirectoryW(windows, MAX_PATH);
-  std::wstring folder = windows;
-  if (folder.ends_with(L'\\')) {
-    folder.pop_back();
-  }
-  return folder + L"\\Installer\\" + code;
-}
-
 // Deletes the product's icon folder and takes it out of the installer's list of folders.
-void removeIconFolder(const std::wstring& code) {
-  const std::wstring folder = iconFolder(code);
+void removeIconFolder(const std::wstring& productCode) {
+  const std::wstring folder = FindIconFolder(productCode);
   if (!removeSingleEntry(folder) && ::GetLastError() == ERROR_DIR_NOT_EMPTY) {
     guarded([&folder] { removeTree(folder); });
   }
   const RegistryKey folders = OpenRegistryKey(HKEY_LOCAL_MACHINE, kInstallerFolders, kReadWrite);
-  for (const std::wstring& name : ListValueNames(folders.get())) {
-    if (ContainsNoCase(name, folder)) {
-      ::RegDeleteValueW(folders.get(), name.c_str());
-    }
+  for (const std::wstring& name : FindFolderValues(folders.get(), folder)) {
+    ::RegDeleteValueW(folders.get(), name.c_str());
   }
 }
 
@@ -80,14 +52,15 @@ void removeFromProductLists(HKEY root, const std::wstring& path, const std::wstr
   const RegistryKey lists = OpenRegistryKey(root, path, kReadWrite);
   for (const std::wstring& name : EnumerateSubkeys(lists.get())) {
     const RegistryKey list = OpenRegistryKey(lists.get(), name, kReadWrite);
-    const std::vector<std::wstring> products = ListValueNames(list.get());
-    if (std::find(products.begin(), products.end(), product) == products.end()) {
-      continue;
-    }
-    if (products.size() > 1) {
-      ::RegDeleteValueW(list.get(), product.c_str());
-    } else {
-      ::RegDeleteTreeW(lists.get(), name.c_str());
+    switch (FindInProductList(list.get(), product)) {
+      case ListedAs::OneOfSeveral:
+        ::RegDeleteValueW(list.get(), product.c_str());
+        break;
+      case ListedAs::OnlyOne:
+        ::RegDeleteTreeW(lists.get(), name.c_str());
+        break;
+      case ListedAs::NotAtAll:
+        break;
     }
   }
 }
@@ -96,7 +69,7 @@ void removeFromUninstallList(const std::wstring& productName) {
   const RegistryKey list = OpenRegistryKey(HKEY_LOCAL_MACHINE, kUninstallList, kReadWrite);
   for (const std::wstring& entry : EnumerateSubkeys(list.get())) {
     guarded([&] {
-      if (equalsNoCase(GetRegistryString(list.get(), entry.c_str(), L"DisplayName"), productName)) {
+      if (bearsName(list.get(), entry.c_str(), L"DisplayName", productName)) {
         ::RegDeleteTreeW(list.get(), entry.c_str());
       }
     });
@@ -106,7 +79,7 @@ void removeFromUninstallList(const std::wstring& productName) {
 void removeUserDataOfProduct(HKEY products, const std::wstring& sid, const std::wstring& product,
                              const std::wstring& productName) {
   const RegistryKey properties = OpenRegistryKey(products, product + L"\\InstallProperties", kReadWrite);
-  if (!equalsNoCase(GetRegistryString(properties.get(), nullptr, L"DisplayName"), productName)) {
+  if (!bearsName(properties.get(), nullptr, L"DisplayName", productName)) {
     return;
   }
   guarded(
@@ -141,7 +114,7 @@ void removeRegistration(const Registration& registration, const std::wstring& pr
       OpenRegistryKey(registration.root, registration.installerKey + L"\\Products", kReadWrite);
   for (const std::wstring& product : EnumerateSubkeys(products.get())) {
     guarded([&] {
-      if (!equalsNoCase(GetRegistryString(products.get(), product.c_str(), L"ProductName"), productName)) {
+      if (!bearsName(products.get(), product.c_str(), L"ProductName", productName)) {
         return;
       }
       removeFiles(products.get(), product);
@@ -187,9 +160,6 @@ void forceRemoveProducts(const std::set<std::wstring>& productNames) {
 }
 
 int ForceRemoveRelatedProducts(const std::wstring& upgradeCode) {
-  std::set<std::wstring> names;
-  forEachRelatedProduct(upgradeCode,
-                        [&names](const std::wstring& productCode) { collectProductName(productCode, names); });
-  forceRemoveProducts(names);
+  forceRemoveProducts(FindProductNames(upgradeCode));
   return -1;
 }

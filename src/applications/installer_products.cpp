@@ -1,7 +1,5 @@
 #include "applications/installer_products.h"
 
-#include <windows.h>
-
 #include <msi.h>
 
 namespace {
@@ -11,12 +9,12 @@ constexpr DWORD kPropertyCharacters = 260;
 
 }  // namespace
 
-void forEachRelatedProduct(const std::wstring& upgradeCode, const std::function<void(const std::wstring&)>& visit) {
+std::optional<std::wstring> FindRelatedProduct(const std::wstring& upgradeCode, DWORD index) {
   wchar_t productCode[kProductCodeCharacters] = {};
-  for (DWORD index = 0; ::MsiEnumRelatedProductsW(upgradeCode.c_str(), 0, index, productCode) == ERROR_SUCCESS;
-       ++index) {
-    visit(productCode);
+  if (::MsiEnumRelatedProductsW(upgradeCode.c_str(), 0, index, productCode) != ERROR_SUCCESS) {
+    return {};
   }
+  return productCode;
 }
 
 std::wstring GetProductProperty(const std::wstring& productCode, const wchar_t* property) {
@@ -31,4 +29,12 @@ void collectProductName(const std::wstring& productCode, std::set<std::wstring>&
   if (!name.empty()) {
     names.insert(name);
   }
+}
+
+std::set<std::wstring> FindProductNames(const std::wstring& upgradeCode) {
+  std::set<std::wstring> names;
+  for (DWORD index = 0; const auto product = FindRelatedProduct(upgradeCode, index); ++index) {
+    collectProductName(*product, names);
+  }
+  return names;
 }

@@ -59,22 +59,23 @@ void RetryFailedApplications(std::vector<ApplicationPackage>& failed) {
 
 int UninstallByUpgradeCode(const std::wstring& upgradeCode) {
   int result = -1;
-  forEachRelatedProduct(upgradeCode, [&result](const std::wstring& productCode) {
-    const std::wstring package = GetProductProperty(productCode, L"LocalPackage");
+  // Found one by one: each removal moves the products behind it up.
+  for (DWORD index = 0; const auto product = FindRelatedProduct(upgradeCode, index); ++index) {
+    const std::wstring package = GetProductProperty(*product, L"LocalPackage");
     result = static_cast<int>(::MsiInstallProductW(package.c_str(), kRemovalProperties));
-  });
+  }
   return result;
 }
 
 int RetryWithMsiexec(const std::wstring& upgradeCode) {
   int result = -1;
   std::set<std::wstring> namesToForce;
-  forEachRelatedProduct(upgradeCode, [&](const std::wstring& productCode) {
-    result = UninstallProductWithMsiexec(productCode);
+  for (DWORD index = 0; const auto product = FindRelatedProduct(upgradeCode, index); ++index) {
+    result = UninstallProductWithMsiexec(*product);
     if (!isOneOf(result, kRetryDone)) {
-      collectProductName(productCode, namesToForce);
+      collectProductName(*product, namesToForce);
     }
-  });
+  }
   forceRemoveProducts(namesToForce);
   return result;
 }

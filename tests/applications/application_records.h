@@ -28,12 +28,12 @@ inline std::vector<std::string> namesAndResults(const std::vector<ApplicationPac
 // The products behind an upgrade code, in the installer's own order.
 inline std::vector<const MsiProduct*> relatedInOrder(const std::wstring& upgradeCode) {
   std::vector<const MsiProduct*> products;
-  forEachRelatedProduct(upgradeCode, [&products](const std::wstring& code) {
+  for (DWORD index = 0; const auto code = FindRelatedProduct(upgradeCode, index); ++index) {
     for (const MsiProduct* product : {&kWidget, &kGadget, &kTwin, &kNeighbour}) {
-      if (product->productCode == code) {
+      if (product->productCode == *code) {
         products.push_back(product);
       }
     }
-  });
+  }
   return products;
 }

@@ -17,7 +17,9 @@ namespace {
 
 std::vector<std::wstring> related(const std::wstring& upgradeCode) {
   std::vector<std::wstring> codes;
-  forEachRelatedProduct(upgradeCode, [&codes](const std::wstring& code) { codes.push_back(code); });
+  for (DWORD index = 0; const auto product = FindRelatedProduct(upgradeCode, index); ++index) {
+    codes.push_back(*product);
+  }
   return codes;
 }
 
@@ -74,10 +76,10 @@ TEST_F(RelatedProducts, ArePassedOverWhenTheOneBeforeThemIsRemovedMeanwhile) {
   const std::vector<std::wstring> before = related(kWidget.upgradeCode);
   ASSERT_EQ(before.size(), 2u);
   std::vector<std::wstring> visited;
-  forEachRelatedProduct(kWidget.upgradeCode, [&visited](const std::wstring& code) {
-    visited.push_back(code);
-    EXPECT_EQ(uninstall(code == kWidget.productCode ? kWidget : kGadget), 0u);
-  });
+  for (DWORD index = 0; const auto product = FindRelatedProduct(kWidget.upgradeCode, index); ++index) {
+    visited.push_back(*product);
+    EXPECT_EQ(uninstall(*product == kWidget.productCode ? kWidget : kGadget), 0u);
+  }
   EXPECT_THAT(visited, ElementsAre(before[0]));
   EXPECT_THAT(related(kWidget.upgradeCode), ElementsAre(before[1]));
 }
@@ -121,4 +123,13 @@ TEST_F(ProductName, IsNotCollectedWhenUnreadableOrEmpty) {
   install(kWidget);
   plantString(kMachineInstallerKey + L"\\Products\\" + kWidget.packedCode, L"ProductName", L"");
   EXPECT_THAT(namesOf({kWidget.productCode}), IsEmpty());
+}
+
+TEST_F(ProductName, OfEachRelatedProductIsFoundOnce) {
+  install(kWidget);
+  install(kGadget);
+  install(kTwin);
+  install(kNeighbour);
+  EXPECT_THAT(FindProductNames(kWidget.upgradeCode), ElementsAre(L"Bench Gadget", L"Bench Widget"));
+  EXPECT_THAT(FindProductNames(kUnknownUpgradeCode), IsEmpty());
 }

@@ -1,13 +1,9 @@
-// store_apps_test - the removal of store apps through PowerShell, and the start of the one scheduled task.
+// store_apps_test - the removal of store apps through PowerShell.
 #include "applications/store_apps.h"
 
-#include <optional>
 #include <utility>
 
-#include <gmock/gmock.h>
-
-#include "support/captured_log.h"
-#include "support/link_seam.h"
+#include "applications/recorded_starts.h"
 #include "support/test_child.h"
 #include "support/test_folder.h"
 #include "support/text.h"
@@ -16,71 +12,11 @@ using ::testing::ElementsAre;
 
 namespace {
 
-struct Start {
-  std::wstring commandLine;
-  std::wstring directory;
-  HANDLE process;
-};
-std::vector<Start> starts;
-std::vector<HANDLE> waitedFor;
-std::optional<DWORD> startFailure;
-bool startsNothing = false;  // the real program is not to run; a process that has ended stands in for it
-std::optional<DWORD> exitCodeOfChild;
-
-}  // namespace
-
-LINK_SEAM(BOOL, CreateProcessW,
-          (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
-           LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
-           LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process)) {
-  starts.push_back({commandLine, directory ? directory : L"", nullptr});
-  if (startFailure) {
-    ::SetLastError(*startFailure);
-    return FALSE;
-  }
-  std::wstring nothing = L"cmd.exe /C exit 0";
-  const BOOL result = realFunction<decltype(&::CreateProcessW)>(L"kernel32.dll", "CreateProcessW")(
-      application, startsNothing ? nothing.data() : commandLine, processSecurity, threadSecurity, inherit, flags,
-      environment, startsNothing ? nullptr : directory, startup, process);
-  starts.back().process = process->hProcess;
-  return result;
-}
-
-LINK_SEAM(BOOL, GetExitCodeProcess, (HANDLE process, LPDWORD exitCode)) {
-  if (exitCodeOfChild) {
-    *exitCode = *exitCodeOfChild;
-    return TRUE;
-  }
-  return realFunction<decltype(&::GetExitCodeProcess)>(L"kernel32.dll", "GetExitCodeProcess")(process, exitCode);
-}
-
-LINK_SEAM(DWORD, WaitForSingleObject, (HANDLE object, DWORD milliseconds)) {
-  if (!starts.empty() && object == starts.back().process && milliseconds == INFINITE) {
-    waitedFor.push_back(object);
-  }
-  return realFunction<decltype(&::WaitForSingleObject)>(L"kernel32.dll", "WaitForSingleObject")(object, milliseconds);
-}
-
-namespace {
-
 constexpr char kAttempt[] = "DEBUG Attempting to uninstall ORV UWP Application";
 constexpr char kFinished[] = "DEBUG Finished uninstalling ORV UWP Application: ";
-constexpr wchar_t kTaskCommand[] = L"schtasks /Run /TN \"ORVScoSupportTypeUpdate\"";
-constexpr char kNarrowTaskCommand[] = "schtasks /Run /TN \"ORVScoSupportTypeUpdate\"";
 constexpr wchar_t kRecordVariable[] = L"RECORD_FILE";
 
-class StoreApps : public ::testing::Test {
- protected:
-  void SetUp() override {
-    starts.clear();
-    waitedFor.clear();
-    startFailure.reset();
-    startsNothing = false;
-    exitCodeOfChild.reset();
-  }
-
-  CapturedLog log;
-};
+using StoreApps = RecordedStarts;
 
 constexpr wchar_t kPowerShell[] = L"C:\\windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe";
 
@@ -216,54 +152,6 @@ TEST_F(StoreApps, NumberedConversionReadsNothing) {
     EXPECT_NE(starts.back().commandLine.find(std::wstring(L"-AllUsers \"") + pattern + L"\" |"), std::wstring::npos)
         << "the command has the pattern as it stands";
   }
-}
-
-TEST_F(StoreApps, TaskIsStartedInTheUnexpandedFolderAndNotWaitedFor) {
-  startsNothing = true;
-  exitCodeOfChild = STILL_ACTIVE;
-  RunSupportTypeUpdateTask();
-  ASSERT_EQ(starts.size(), 1u);
-  EXPECT_EQ(starts[0].commandLine, std::wstring(L"cmd.exe /C \"") + kTaskCommand + L"\"");
-  EXPECT_EQ(starts[0].directory, L"%SYSTEMROOT%\\System32");
-  EXPECT_TRUE(waitedFor.empty());
-  EXPECT_THAT(log.lines(),
-              ElementsAre(std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
-}
-
-TEST_F(StoreApps, EveryCodeButZeroCountsAsAbleToRun) {
-  startsNothing = true;
-  for (const DWORD code : {DWORD{1}, DWORD{STILL_ACTIVE}, ~DWORD{0}}) {
-    exitCodeOfChild = code;
-    const CapturedLog lines;
-    RunSupportTypeUpdateTask();
-    EXPECT_THAT(lines.lines(),
-                ElementsAre(std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
-  }
-}
-
-TEST_F(StoreApps, TaskThatHasEndedWithZeroCountsAsNotAbleToRun) {
-  startsNothing = true;
-  exitCodeOfChild = 0;
-  RunSupportTypeUpdateTask();
-  EXPECT_THAT(log.lines(),
-              ElementsAre(std::string("DEBUG Not able to run ORVScoSupportTypeUpdate : ") + kNarrowTaskCommand + " "));
-}
-
-TEST_F(StoreApps, UnexpandedFolderIsNoFolderSoTheStartFailsAndCountsAsAbleToRun) {
-  RunSupportTypeUpdateTask();
-  EXPECT_THAT(log.lines(),
-              ElementsAre(std::string("ERROR Failed Applications uninstall : cmd: ") + kNarrowTaskCommand +
-                              " ,error code\t:\t267",
-                          std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
-}
-
-TEST_F(StoreApps, FailedStartOfTheTaskCountsAsAbleToRun) {
-  startFailure = ERROR_ACCESS_DENIED;
-  RunSupportTypeUpdateTask();
-  EXPECT_THAT(log.lines(),
-              ElementsAre(std::string("ERROR Failed Applications uninstall : cmd: ") + kNarrowTaskCommand +
-                              " ,error code\t:\t5",
-                          std::string("DEBUG Able to run ORVScoSupportTypeUpdate  : ") + kNarrowTaskCommand + " "));
 }
 
 int main(int argumentCount, char** arguments) {

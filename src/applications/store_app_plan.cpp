@@ -1,0 +1,42 @@
+#include "applications/store_app_plan.h"
+
+namespace {
+
+constexpr wchar_t kPowerShell[] = L"%SYSTEMROOT%\\System32\\WindowsPowerShell\\v1.0\\powershell.exe ";
+constexpr wchar_t kScriptStart[] = L"\"Get-AppxPackage -AllUsers \"";
+constexpr wchar_t kScriptEnd[] = L"\" | Remove-AppxPackage -AllUsers\"";
+
+// What matches from its first character on, or is no argument at all, would take every store app off the machine, from
+// every user.
+bool beginsWithoutAName(const std::wstring& pattern) {
+  return pattern.find_first_not_of(L"*?[ \t\"") != 0;
+}
+
+// The closing line counts as a format without arguments: "%%" prints one %, and a conversion in the pattern prints
+// nothing. Formatted here, it reads nothing either: what a conversion without its argument would do is undefined.
+std::wstring formatWithoutArguments(const std::wstring& format) {
+  std::wstring result;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != L'%') {
+      result.push_back(format[i]);
+    } else if (i + 1 < format.size() && format[i + 1] == L'%') {
+      result.push_back(L'%');
+      ++i;
+    } else {
+      // Flags, width, precision and size, up to the letter of the conversion.
+      i = format.find_first_not_of(L"-+ #0123456789.*hlLwIjzt", i + 1);
+      if (i == std::wstring::npos) {
+        break;
+      }
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+PlannedStoreApp PlanStoreAppRemoval(const std::wstring& packagePattern) {
+  return {.isRefused = beginsWithoutAName(packagePattern),
+          .commandLine = kPowerShell + (kScriptStart + packagePattern) + kScriptEnd,
+          .closingLine = formatWithoutArguments(L"Finished uninstalling ORV UWP Application: " + packagePattern)};
+}
