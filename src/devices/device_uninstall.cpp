@@ -12,9 +12,6 @@
 #include "devices/setup.h"
 #include "system/log.h"
 
-bool deviceRebootNeeded = false;
-std::vector<std::wstring> driverFiles;
-
 namespace {
 
 // The sizes that the platform tests for.

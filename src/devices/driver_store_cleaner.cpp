@@ -8,7 +8,6 @@
 #include "devices/driver_package_removal.h"
 #include "devices/driver_store.h"
 #include "devices/driver_store_plan.h"
-#include "devices/setup.h"
 #include "system/log.h"
 #include "system/machine_facts.h"
 
@@ -19,31 +18,35 @@ bool isInUseByDevices(DWORD error) {
   return (error & 0x8000FFFF) == 0x8000023D;
 }
 
-// False when the package stays because a graphics device that is kept still uses it.
-bool removePackage(const std::wstring& infPath, bool mayBeInUse) {
+enum class Outcome {
+  DealtWith,             // removed, or refused for another reason than the next
+  KeptByGraphicsDevice,  // a graphics device that is kept still uses the package
+};
+
+Outcome removePackage(const std::wstring& infPath, bool mayBeInUse, StoreSweep& sweep) {
   const PackageUninstall uninstall = uninstallDriverPackage(infPath);
   if (uninstall.done) {
     LogDebug(L"Uninstall successful");
     if (uninstall.rebootNeeded) {
       LogDebug(L"\tReboot is requested by driver.");
-      deviceRebootNeeded = true;
+      sweep.rebootNeeded = true;
     }
-    return true;
+    return Outcome::DealtWith;
   }
   const wchar_t* fileName = ::PathFindFileNameW(infPath.c_str());
   if (::SetupUninstallOEMInfW(fileName, SUOI_FORCEDELETE, nullptr)) {
     LogDebug(L"CleanDriverStore::Uninstalled INF File : %s", fileName);
-    return true;
+    return Outcome::DealtWith;
   }
   const DWORD error = ::GetLastError();
   LogError(L"CleanDriverStore::SetupUninstallOEMInf Failed for INF: %s, Error code is : %d", fileName, error);
-  return !(mayBeInUse && isInUseByDevices(error));
+  return mayBeInUse && isInUseByDevices(error) ? Outcome::KeptByGraphicsDevice : Outcome::DealtWith;
 }
 
 }  // namespace
 
-bool CleanDriverStore(bool gpuExclusionApplied, bool factoryReset) {
-  bool displayExtensionHandled = false;
+StoreSweep CleanDriverStore(bool gpuExclusionApplied, bool factoryReset) {
+  StoreSweep sweep;
   LogDebug(L"----------CleanDriverStore::Started-------------");
   // Package by package, since the log tells what was read of each right before what became of it.
   for (const std::wstring& path : ListOemInfFiles()) {
@@ -54,11 +57,15 @@ bool CleanDriverStore(bool gpuExclusionApplied, bool factoryReset) {
     if (planned.keptLine) {
       LogError(planned.keptLine);
     }
-    if (planned.fate == PackageFate::Remove && removePackage(path, gpuExclusionApplied && planned.isDisplayDriver) &&
-        planned.isDisplayExtension) {
-      displayExtensionHandled = true;
+    if (planned.fate != PackageFate::Remove) {
+      continue;
+    }
+    const Outcome outcome = removePackage(path, gpuExclusionApplied && planned.isDisplayDriver, sweep);
+    if (outcome == Outcome::DealtWith && planned.isDisplayExtension) {
+      sweep.displayDevicesMustGo = true;
     }
   }
   LogDebug(L"----------CleanDriverStore::Ended-------------");
-  return IsVirtualMachine() || displayExtensionHandled;
+  sweep.displayDevicesMustGo = IsVirtualMachine() || sweep.displayDevicesMustGo;
+  return sweep;
 }

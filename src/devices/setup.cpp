@@ -10,8 +10,12 @@
 #include "devices/driver_store_cleaner.h"
 #include "system/log.h"
 
+bool deviceRebootNeeded = false;
+std::vector<std::wstring> driverFiles;
+
 namespace {
 
+// Waits until the tree has been enumerated. A failure changes nothing in what follows.
 void ReenumerateDevices() {
   DEVINST root = 0;
   if (::CM_Locate_DevNodeW(&root, nullptr, CM_LOCATE_DEVNODE_NORMAL) == CR_SUCCESS) {
@@ -44,9 +48,10 @@ void Setup::RemoveDrivers(const std::vector<DriverPackage>& drivers, std::vector
       }
     }
   }
-  const bool displayDevicesMustGo = CleanDriverStore(plan.gpuExclusionApplied, factoryReset);
+  const StoreSweep sweep = CleanDriverStore(plan.gpuExclusionApplied, factoryReset);
+  deviceRebootNeeded = deviceRebootNeeded || sweep.rebootNeeded;
   ReenumerateDevices();
-  if (displayDevicesMustGo && !factoryReset) {
+  if (sweep.displayDevicesMustGo && !factoryReset) {
     RemoveDisplayDevices();
     ReenumerateDevices();
   }

@@ -189,6 +189,17 @@ TEST_F(DriverRemoval, DeviceWithoutHardwareIdsStaysAndCountsAsRemoved) {
   EXPECT_THAT(namesOf(succeeded), ElementsAre(L"Sound"));
 }
 
+TEST_F(DriverRemoval, PackageOfTheStoreThatAsksForARestartMakesItDue) {
+  PlantedPackage package = makerPackage(L"oem1.inf", L"Display");
+  package.needsReboot = true;
+  plantDriverPackage(package);
+  remove({});
+  EXPECT_TRUE(deviceRebootNeeded);
+  forgetDevices();
+  remove({});
+  EXPECT_TRUE(deviceRebootNeeded) << "never taken back";
+}
+
 TEST_F(DriverRemoval, EveryEnumerationIsWaitedFor) {
   nameMachine(L"Virtual Machine");
   reenumerationFlags.clear();

@@ -49,12 +49,14 @@ class DriverStoreCleaner : public DeviceTest {
     return planted;
   }
 
+  // Whether the display devices must go.
   bool clean(bool gpuExclusionApplied = false, bool factoryReset = false) {
     const CapturedLog log;
-    const bool result = CleanDriverStore(gpuExclusionApplied, factoryReset);
+    const StoreSweep sweep = CleanDriverStore(gpuExclusionApplied, factoryReset);
+    rebootNeeded = sweep.rebootNeeded;
     lines = log.lines();
     EXPECT_EQ(openInfs, 0) << "an INF was left open";
-    return result;
+    return sweep.displayDevicesMustGo;
   }
 
   // Everything but the lines about the beginning, the end and the INF that was read.
@@ -80,6 +82,7 @@ class DriverStoreCleaner : public DeviceTest {
   }
 
   Lines lines;
+  bool rebootNeeded = false;
 };
 
 }  // namespace
@@ -167,7 +170,7 @@ TEST_F(DriverStoreCleaner, PackageLeavesTheStoreWithAllThatBelongsToIt) {
   EXPECT_THAT(lines, ElementsAre(kStarted, infLine(planted), "DEBUG Uninstall successful", kEnded));
   EXPECT_THAT(recordedCalls(), ElementsAre(L"DiUninstallDriverW " + infPath(L"oem1.inf") + L" -> 0"));
   EXPECT_TRUE(packageIsWiped(L"oem1.inf"));
-  EXPECT_FALSE(deviceRebootNeeded);
+  EXPECT_FALSE(rebootNeeded);
 }
 
 TEST_F(DriverStoreCleaner, NeighboursStayAsTheyAre) {
@@ -198,7 +201,7 @@ TEST_F(DriverStoreCleaner, PackageThatAsksForARestartMakesItDue) {
   plantDriverPackage(planted);
   clean();
   EXPECT_THAT(linesOnRemoval(), ElementsAre("DEBUG Uninstall successful", "DEBUG \tReboot is requested by driver."));
-  EXPECT_TRUE(deviceRebootNeeded);
+  EXPECT_TRUE(rebootNeeded);
 }
 
 TEST_F(DriverStoreCleaner, RefusedPackageGoesTheSecondWay) {
