@@ -14,7 +14,7 @@ namespace {
 
 constexpr DWORD kLongestPath = 32768;
 
-// The path of an existing entry with its links resolved and in the spelling of the file system; empty for any other.
+// The path of an existing entry with links resolved, in the spelling of the file system; empty when it does not exist.
 std::wstring resolvedPath(const std::wstring& path) {
   const FileHandle entry = openTarget(path);
   return entry ? finalPath(entry.get()) : std::wstring();
@@ -29,7 +29,7 @@ std::wstring fullPath(const std::wstring& path) {
 }
 
 std::wstring comparablePath(const std::wstring& path) {
-  // An extended path is that of an entry, whose name must not be normalised to that of another.
+  // An extended path names an entry as it was listed; normalised, it could name another one.
   std::wstring existing = withoutEnd(path.starts_with(L"\\\\?\\") ? path : fullPath(path));
   std::wstring rest;
   std::wstring resolved;
@@ -41,7 +41,7 @@ std::wstring comparablePath(const std::wstring& path) {
     rest.insert(0, existing.substr(backslash));
     existing.resize(backslash);
     if (existing.ends_with(L':')) {
-      existing += L'\\';  // the bare drive would be its current directory
+      existing += L'\\';  // "C:" alone would mean the current directory of the drive
     }
   }
   std::wstring comparable = resolved.empty() ? existing : resolved;
@@ -60,7 +60,8 @@ bool isSameOrInside(const std::wstring& inner, const std::wstring& outer) {
 
 std::wstring longPath(const std::wstring& path) {
   const std::wstring systemPath = toSystemPath(path);
-  // Most rows name what is not there, and saying so takes less than listing each folder on the way.
+  // Most rows name something that does not exist, and finding that out costs less than GetLongPathNameW, which lists
+  // each folder on the way.
   if (::GetFileAttributesW(systemPath.c_str()) == INVALID_FILE_ATTRIBUTES) {
     const DWORD error = ::GetLastError();
     if (isNotFound(error)) {
@@ -83,7 +84,7 @@ std::wstring longPath(const std::wstring& path) {
 EntryPath splitEntry(const std::wstring& path) {
   std::size_t end = path.find_last_of(L"\\/");
   if (end == std::wstring::npos) {
-    end = path.size() > 1 && path[1] == L':' ? 1 : end;  // an entry of that drive's current directory
+    end = path.size() > 1 && path[1] == L':' ? 1 : end;  // an entry in the current directory of that drive
   }
   return {path.substr(0, end + 1), path.substr(end + 1)};
 }

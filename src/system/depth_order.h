@@ -1,5 +1,5 @@
-// depth_order - puts lists of paths into the order in which they can be deleted, children before their parents. Serves
-// file paths and registry paths alike.
+// depth_order - sorts paths into the order in which they can be deleted, children before their parents. Knows no
+// difference between file paths and registry paths.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 // The number of backslashes; forward slashes do not count.
 std::size_t CountBackslashes(std::wstring_view path);
 
-// Sorts in place by descending CountBackslashes. Among equally deep rows the order is exactly the one that an exchange
-// sort leaves (for each position, swap with each later row that is deeper): it shows in the log and in the order of
-// deletion. The cost is near linear for a bounded number of different depths.
+// Sorts in place by descending CountBackslashes. Rows of the same depth end up in the order in which an exchange sort
+// would leave them (for each position, swap with each later row that is deeper): the log and the deletions show this
+// order. Near-linear as long as there are few different depths.
 void SortByDepth(std::vector<std::wstring>& list);

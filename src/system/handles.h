@@ -1,5 +1,5 @@
-// handles - owning holders for every kind of Windows handle that the program opens. A new kind is a new traits row
-// here, never a close call written by hand. Knows nothing of what the handles are used for.
+// handles - owners for every kind of Windows handle that the program opens. A new kind of handle gets its traits here,
+// so that no close call is written by hand. Knows nothing of what the handles are used for.
 #pragma once
 
 #include <utility>
@@ -8,8 +8,8 @@
 
 #include <setupapi.h>
 
-// Owns one handle and closes it at the end of its scope. release() gives it up for the few handles that stay open on
-// purpose.
+// Owns one handle and closes it at the end of its scope. release() gives up ownership, for the few handles that stay
+// open on purpose.
 template <class Traits>
 class UniqueHandle {
  public:
@@ -36,7 +36,7 @@ class UniqueHandle {
     }
     handle_ = handle;
   }
-  // Closes what it holds and returns the place for a call that gives a new handle.
+  // Closes the handle and returns the address at which a call can store a new one.
   Type* put() {
     reset();
     return &handle_;
@@ -95,7 +95,7 @@ struct LocalMemoryTraits {
   static Type empty() { return nullptr; }
   static void close(Type memory) { ::LocalFree(memory); }
 };
-// Memory that a call has allocated with LocalAlloc: message texts, access lists.
+// Memory that a call has allocated with LocalAlloc: message texts, security descriptors.
 using LocalMemory = UniqueHandle<LocalMemoryTraits>;
 
 struct DeviceSetTraits {

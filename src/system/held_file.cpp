@@ -9,7 +9,7 @@
 
 namespace {
 
-// The system and administrators may do everything, users read.
+// Full access for the system and administrators, read access for users.
 constexpr wchar_t kRights[] = L"D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)";
 
 constexpr int kAttempts = 200;
@@ -20,7 +20,7 @@ struct NewFile {
   bool isHeldByAnother = false;  // there is no file, since another process has one of that name open
 };
 
-// Never through a link: with something of that name still there, whatever it is, the call fails.
+// CREATE_NEW never goes through a link: it fails as long as anything has that name.
 NewFile createNew(const std::wstring& systemPath) {
   PSECURITY_DESCRIPTOR rights = nullptr;
   ::ConvertStringSecurityDescriptorToSecurityDescriptorW(kRights, SDDL_REVISION_1, &rights, nullptr);
@@ -51,9 +51,9 @@ FileHandle writeHeldFile(const std::wstring& path, std::string_view bytes) {
   if (!writer || !::WriteFile(writer.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
     return FileHandle();
   }
-  // Readers that share no writing, as the command interpreter may be one, can open the file only beside a handle that
-  // does not write. It is exchanged for one by a third that overlaps with both, so that nobody can remove the file in
-  // between, and what anybody may have written in between shows in its bytes.
+  // A reader that does not share writing, such as the command interpreter, cannot open the file while a handle for
+  // writing is open. So the handle is exchanged for one that only reads. A third one bridges the gap, so that nobody
+  // can remove the file meanwhile, and comparing the bytes shows whether somebody has written to it.
   FileHandle bridge(::ReOpenFile(writer.get(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, 0));
   writer.reset();
   FileHandle held(bridge ? ::ReOpenFile(bridge.get(), GENERIC_READ, FILE_SHARE_READ, 0) : INVALID_HANDLE_VALUE);

@@ -1,5 +1,5 @@
-// held_file - files of ours in a folder to which the user's other programs can write as well: nobody can change such a
-// file, or put another in its place, between its writing and its use. Knows nothing of what is in them.
+// held_file - writes files into a folder in which any program of the user can write, so that nobody can change or
+// replace them before they are used. Knows nothing of what is in them.
 #pragma once
 
 #include <string>
@@ -7,11 +7,12 @@
 
 #include "system/handles.h"
 
-// Writes a file, in the place of whatever has its name, and holds it: until the handle is closed others can only read
-// it, and administrators alone can write to it afterwards. A link of that name is removed and never followed. While
-// another run of the program holds the file, it is waited for, up to two seconds. Empty when the file could not be
-// written: what lies there then is not ours. DeleteFileW, CreateFileW, ReOpenFile.
+// Writes a file, replacing whatever has its name, and holds it: until the handle is closed others can only read it, and
+// afterwards only administrators can write to it. A link of that name is deleted, never followed. Waits up to two
+// seconds while another run of the program holds the file. Empty when the file could not be written: what is there then
+// is not ours. DeleteFileW, CreateFileW, ReOpenFile.
 FileHandle writeHeldFile(const std::wstring& path, std::string_view bytes);
 
-// Holds a folder in its place. Empty when there is none, or when a link has its name. CreateFileW.
+// Keeps a folder from being renamed or removed until the handle is closed. Empty when there is no such folder, or a
+// link has its name. CreateFileW.
 FileHandle holdFolder(const std::wstring& path);

@@ -6,7 +6,7 @@
 
 namespace {
 
-// CreateDirectoryW and its kin keep twelve characters of MAX_PATH for a file name.
+// CreateDirectoryW and similar calls reserve twelve of the MAX_PATH characters for a file name.
 constexpr std::size_t kLongestPlainPath = MAX_PATH - 12;
 
 constexpr std::wstring_view kPrefix = L"\\\\?\\";
@@ -17,7 +17,7 @@ bool hasPrefix(const std::wstring& path) {
   return path.starts_with(kPrefix) || path.starts_with(kDevicePrefix);
 }
 
-// Empty when the system has no answer.
+// Empty when the call fails.
 std::wstring fullPath(const std::wstring& path) {
   const DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
   std::wstring full(needed, L'\0');
@@ -26,7 +26,7 @@ std::wstring fullPath(const std::wstring& path) {
   return full;
 }
 
-// Behind the prefix a path is taken as it is, so blanks, dots and doubled backslashes are put right before.
+// With the prefix a path is no longer normalised, so this is done first.
 std::wstring extended(const std::wstring& path) {
   std::wstring full = fullPath(path);
   if (full.empty()) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-// No path of Windows is longer, its end included.
+// The longest path that Windows supports, with its terminator.
 constexpr DWORD kLongestPath = 32768;
 
 }  // namespace

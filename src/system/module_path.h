@@ -1,7 +1,7 @@
-// module_path - where the running program lies. Knows nothing of what is done with that.
+// module_path - where the running program is. Knows nothing of what that is used for.
 #pragma once
 
 #include <string>
 
-// The full path of the running program, whatever its length; empty when Windows does not tell. GetModuleFileNameW.
+// The full path of the running program, whatever its length; empty when the call fails. GetModuleFileNameW.
 std::wstring programPath();

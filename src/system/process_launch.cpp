@@ -22,7 +22,7 @@ constexpr DWORD kPipeBytes = 4096;
 }
 
 void enterApartment() {
-  // Never left: the apartment ends with its thread, and the caller's own initialisation is not ours to undo.
+  // Never left: on a new thread the apartment ends with it, and on any other the caller may have entered it before.
   (void)::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
 }
 
@@ -44,8 +44,23 @@ SHELLEXECUTEINFOW hiddenOpen(ULONG mask, const std::wstring& file, const std::ws
   return info;
 }
 
-// The file of a program that a command line names without a path. Left to Windows, it would be looked for beside this
-// program first. Empty when the command line has a path, and then Windows finds the file by that.
+struct StartedProcess {
+  KernelHandle process;  // empty when it could not be started
+  KernelHandle thread;
+};
+
+// Starts a program without a window, which inherits nothing. On failure the reason is in GetLastError.
+StartedProcess startHidden(const wchar_t* program, std::wstring commandLine, const wchar_t* directory) {
+  STARTUPINFOW startupInfo = {};
+  startupInfo.cb = sizeof(startupInfo);
+  PROCESS_INFORMATION information = {};
+  ::CreateProcessW(program, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, directory,
+                   &startupInfo, &information);
+  return {KernelHandle(information.hProcess), KernelHandle(information.hThread)};
+}
+
+// The file of a program that a command line names without a path: Windows would look for it beside this program first.
+// Empty when the command line has a path.
 std::wstring fileOfBareName(const std::wstring& commandLine) {
   const std::wstring name = commandLine.substr(0, commandLine.find(L' '));
   if (name.find_first_of(L"\\/:\"") != std::wstring::npos) {
@@ -54,8 +69,8 @@ std::wstring fileOfBareName(const std::wstring& commandLine) {
   return systemProgram(name.find(L'.') == std::wstring::npos ? name + L".exe" : name);
 }
 
-// The one thing that a child gets of this program's open handles. Without it every inheritable handle of the process
-// would go along, whoever has opened it and for whatever.
+// Limits what a child inherits to one handle. Otherwise it would get every inheritable handle of this process,
+// whichever library has opened it.
 class InheritedHandle {
  public:
   explicit InheritedHandle(HANDLE handle) : handle_(handle) {
@@ -88,6 +103,33 @@ class InheritedHandle {
   bool isSet_ = false;
 };
 
+// Polls the pipe until the process has ended, or the pipe can no longer be read.
+std::string readUntilEnd(HANDLE readEnd, HANDLE process) {
+  std::string output;
+  for (;;) {
+    DWORD available = 0;
+    if (!::PeekNamedPipe(readEnd, nullptr, 0, nullptr, &available, nullptr)) {
+      LogDebug(L"Unable to peek pipe %d", ::GetLastError());
+      return output;
+    }
+    if (available != 0) {
+      std::string buffer(std::size_t{2} * available, '\0');
+      DWORD read = 0;
+      const BOOL succeeded = ::ReadFile(readEnd, buffer.data(), 2 * available, &read, nullptr);
+      LogDebug(L"Reading output buffer. Amount read: %d, Amount avaliable: %d", read, available);
+      if (succeeded && read != 0) {
+        output += buffer;  // with the zeros behind what was read
+      }
+    }
+    DWORD exitCode = 0;
+    ::GetExitCodeProcess(process, &exitCode);
+    if (exitCode != STILL_ACTIVE) {
+      LogDebug(L"Output from launched command: \n%hs", output.c_str());
+      return output;
+    }
+  }
+}
+
 }  // namespace
 
 int LaunchExeByCreateProcess(wchar_t* commandLine, bool /*ignoredFlag*/, const DWORD* exitCode) {
@@ -102,12 +144,12 @@ int LaunchExeByCreateProcess(wchar_t* commandLine, bool /*ignoredFlag*/, const D
                          CREATE_NO_WINDOW, nullptr, nullptr, &startupInfo, &process)) {
       const KernelHandle processOwner(process.hProcess);
       const KernelHandle threadOwner(process.hThread);
-      // What the caller's variable happens to hold decides: the dispatcher's reading of the result is built on it.
+      // The caller's own value decides; the action dispatcher relies on that.
       return *exitCode == 0 ? 1 : 0;
     }
     LogError(L"CommonHelperUtility::LaunchExeByCreateProcess - CreateProcess failed(%d).", ::GetLastError());
   } catch (...) {
-    // The log could not be written; the launch itself has failed already and the caller goes on.
+    // The line above could not be written. The launch has failed in any case, and the caller goes on.
     LogError(L"Exception - CommonHelperUtility::LaunchExeByCreateProcess - Inside Catch");
   }
   return result;
@@ -124,7 +166,7 @@ DWORD LaunchProcessAndWait(const std::wstring& file, const std::wstring& paramet
     raise(code, "Unable to create process");
   }
   const KernelHandle process(info.hProcess);
-  // A process that outlives the time-out shows as STILL_ACTIVE below and goes on unattended.
+  // A process that is still running after the time-out gives STILL_ACTIVE below and is left alone.
   ::WaitForSingleObject(process.get(), timeoutMilliseconds);
   DWORD exitCode = 0;
   if (!::GetExitCodeProcess(process.get(), &exitCode)) {
@@ -141,7 +183,7 @@ std::string RunCommandCaptureOutput(const std::wstring& command) {
   SECURITY_ATTRIBUTES attributes = inheritable();
   KernelHandle readEnd;
   KernelHandle writeEnd;
-  KernelHandle secondReadEnd;  // the second pipe is made and configured, and nothing uses it
+  KernelHandle secondReadEnd;  // the second pipe is created and never used
   KernelHandle secondWriteEnd;
   if (!::CreatePipe(readEnd.put(), writeEnd.put(), &attributes, kPipeBytes) ||
       !::CreatePipe(secondReadEnd.put(), secondWriteEnd.put(), &attributes, kPipeBytes)) {
@@ -165,8 +207,8 @@ std::string RunCommandCaptureOutput(const std::wstring& command) {
   std::wstring commandLine = L"cmd.exe /C \"" + command + L"\"";
   LogDebug(L"Launching command %s", commandLine.c_str());
   PROCESS_INFORMATION information = {};
-  // It inherits the write end alone, or nothing at all. Without a process the query of its exit code fails below, and
-  // the loop ends after one pass.
+  // The child inherits the write end only, or nothing. When there is no child, GetExitCodeProcess fails below and the
+  // loop ends after one pass.
   const bool inherits = startup.lpAttributeList != nullptr;
   ::CreateProcessW(systemProgram(L"cmd.exe").c_str(), commandLine.data(), nullptr, nullptr, inherits,
                    CREATE_NO_WINDOW | (inherits ? EXTENDED_STARTUPINFO_PRESENT : 0), nullptr, nullptr,
@@ -174,66 +216,32 @@ std::string RunCommandCaptureOutput(const std::wstring& command) {
   const KernelHandle process(information.hProcess);
   const KernelHandle thread(information.hThread);
 
-  std::string output;
-  for (;;) {
-    DWORD available = 0;
-    if (!::PeekNamedPipe(readEnd.get(), nullptr, 0, nullptr, &available, nullptr)) {
-      LogDebug(L"Unable to peek pipe %d", ::GetLastError());
-      return output;
-    }
-    if (available != 0) {
-      std::string buffer(std::size_t{2} * available, '\0');
-      DWORD read = 0;
-      const BOOL succeeded = ::ReadFile(readEnd.get(), buffer.data(), 2 * available, &read, nullptr);
-      LogDebug(L"Reading output buffer. Amount read: %d, Amount avaliable: %d", read, available);
-      if (succeeded && read != 0) {
-        output += buffer;  // with the zeros behind what was read
-      }
-    }
-    DWORD exitCode = 0;
-    ::GetExitCodeProcess(process.get(), &exitCode);
-    if (exitCode != STILL_ACTIVE) {
-      LogDebug(L"Output from launched command: \n%hs", output.c_str());
-      return output;
-    }
-  }
+  return readUntilEnd(readEnd.get(), process.get());
 }
 
 DWORD RunCommand(const std::wstring& commandLine, const std::wstring& workingDirectory, bool wait) {
-  std::wstring command = L"cmd.exe /C \"" + commandLine + L"\"";
-  STARTUPINFOW startupInfo = {};
-  startupInfo.cb = sizeof(startupInfo);
-  PROCESS_INFORMATION information = {};
-  if (!::CreateProcessW(systemProgram(L"cmd.exe").c_str(), command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
-                        nullptr, workingDirectory.c_str(), &startupInfo, &information)) {
+  const StartedProcess started =
+      startHidden(systemProgram(L"cmd.exe").c_str(), L"cmd.exe /C \"" + commandLine + L"\"", workingDirectory.c_str());
+  if (!started.process) {
     const DWORD error = ::GetLastError();
     LogError(L"Failed Applications uninstall : cmd: %s ,error code\t:\t%d", commandLine.c_str(), error);
     return error;
   }
-  const KernelHandle process(information.hProcess);
-  const KernelHandle thread(information.hThread);
   if (wait) {
-    ::WaitForSingleObject(process.get(), INFINITE);
+    ::WaitForSingleObject(started.process.get(), INFINITE);
   }
   DWORD exitCode = 0;
-  ::GetExitCodeProcess(process.get(), &exitCode);
+  ::GetExitCodeProcess(started.process.get(), &exitCode);
   return exitCode;
 }
 
 bool RunInSystemShell(const std::wstring& command) {
-  wchar_t systemFolder[MAX_PATH] = {};
-  ::GetSystemDirectoryW(systemFolder, MAX_PATH);
-  std::wstring commandLine = std::wstring(L"\"") + systemFolder + L"\\cmd.exe\" /C \"" + command + L'"';
-  STARTUPINFOW startupInfo = {};
-  startupInfo.cb = sizeof(startupInfo);
-  PROCESS_INFORMATION started = {};
-  if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
-                        &startupInfo, &started)) {
+  const StartedProcess started =
+      startHidden(nullptr, L"\"" + systemProgram(L"cmd.exe") + L"\" /C \"" + command + L'"', nullptr);
+  if (!started.process) {
     return false;
   }
-  const KernelHandle process(started.hProcess);
-  const KernelHandle thread(started.hThread);
-  ::WaitForSingleObject(process.get(), INFINITE);
+  ::WaitForSingleObject(started.process.get(), INFINITE);
   return true;
 }
 
@@ -242,7 +250,7 @@ void RunShellExecuteOnThread(const std::wstring& file, const std::wstring& param
     enterApartment();
     SHELLEXECUTEINFOW info = hiddenOpen(SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC, file, parameters);
     ::ShellExecuteExW(&info);
-    // The process handle stays open to the end of this program: nobody waits for the started one.
+    // The process handle stays open until this program ends: nobody waits for the other one.
   });
   thread.join();
 }

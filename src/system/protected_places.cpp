@@ -39,7 +39,7 @@ constexpr std::array<int, 17> kShellFolders = {
     CSIDL_DESKTOPDIRECTORY,
 };
 
-// Below the Windows folder: what every driver, program or component keeps its part in, and the registry's own files.
+// Below the Windows folder: folders that drivers, programs and components share, and those of the registry's own files.
 constexpr std::array<const wchar_t*, 13> kFoldersOfWindows = {
     L"assembly",
     L"Fonts",
@@ -56,7 +56,7 @@ constexpr std::array<const wchar_t*, 13> kFoldersOfWindows = {
     L"System32\\wbem",
 };
 
-// All keys here are in lower case, and in the one spelling that comparableKey gives a key.
+// All keys here are spelled as comparableKey spells them, in lower case.
 constexpr std::wstring_view kMachine = L"hkey_local_machine";
 constexpr std::wstring_view kUser = L"hkey_current_user";
 constexpr std::wstring_view kMachineClasses = L"hkey_local_machine\\software\\classes";
@@ -76,7 +76,7 @@ constexpr std::array<std::wstring_view, 11> kProtectedKeys = {
     L"hkey_local_machine\\system\\setup",
 };
 
-// Below SOFTWARE, of the machine as of a user.
+// Below SOFTWARE, in the machine's hive and in a user's.
 constexpr std::array<std::wstring_view, 13> kProtectedSoftwareKeys = {
     L"classes\\appid",
     L"classes\\clsid",
@@ -93,7 +93,7 @@ constexpr std::array<std::wstring_view, 13> kProtectedSoftwareKeys = {
     L"policies",
 };
 
-// Nothing of a maker's lies below these: accounts, secrets, what the machine starts with, the tree of its devices.
+// No vendor keeps anything below these: accounts, secrets, the boot configuration, the device tree.
 constexpr std::array<std::wstring_view, 4> kKeysOfWindowsAlone = {
     L"hkey_local_machine\\bcd00000000",
     L"hkey_local_machine\\sam",
@@ -101,7 +101,7 @@ constexpr std::array<std::wstring_view, 4> kKeysOfWindowsAlone = {
     L"hkey_local_machine\\system\\currentcontrolset\\enum",
 };
 
-// A pattern with fewer characters than that in a row means a whole kind of files.
+// A pattern with fewer literal characters in a row matches a whole kind of files.
 constexpr std::size_t kFewestLiteralCharacters = 3;
 
 // In lower case, with single backslashes and none at the end.
@@ -128,8 +128,8 @@ bool isOneOf(const Places& places, Predicate isMeant) {
   return std::any_of(places.begin(), places.end(), isMeant);
 }
 
-// However the system tells a place (a TEMP with short names, a folder that has been moved behind a link), a row may
-// have it in each of its spellings.
+// A row may use any spelling of a place, whichever the system reports (TEMP has short names, a folder was moved and has
+// a link in its place).
 void appendSpellings(const std::wstring& folder, std::vector<std::wstring>& places) {
   if (!folder.empty()) {
     places.insert(places.end(),
@@ -159,7 +159,7 @@ const std::vector<std::wstring>& protectedFolders() {
   return folders;
 }
 
-// "\\?\C:\Windows" and its kin are spellings of "C:\Windows".
+// "\\?\C:\Windows" and "\\.\C:\Windows" are spellings of "C:\Windows".
 std::wstring withoutPrefix(std::wstring path) {
   std::replace(path.begin(), path.end(), L'/', L'\\');
   while (path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\")) {
@@ -168,8 +168,8 @@ std::wstring withoutPrefix(std::wstring path) {
   return path;
 }
 
-// "C:\Windows::$INDEX_ALLOCATION" is a spelling of "C:\Windows" too: what follows the second colon of a path names a
-// stream.
+// "C:\Windows::$INDEX_ALLOCATION" is a spelling of "C:\Windows", too: a colon after the drive's own begins the name of
+// a stream.
 std::wstring withoutStreams(std::wstring path) {
   constexpr std::size_t kBehindDrive = 2;
   for (std::size_t colon = path.find(L':', kBehindDrive); colon != std::wstring::npos; colon = path.find(L':', colon)) {
@@ -178,12 +178,12 @@ std::wstring withoutStreams(std::wstring path) {
   return path;
 }
 
-// It means the drive's current directory, which may be anywhere.
+// It stands for the current directory of the drive, which may be any folder.
 bool isBareDrive(const std::wstring& path) {
   return path.size() == 2 && path[1] == L':';
 }
 
-// A comparable path has no backslash behind a drive that is meant as a root.
+// comparablePath spells the root of a drive without its backslash.
 bool isRootOrProtected(const std::wstring& path) {
   if (path.empty()) {
     return false;
@@ -195,14 +195,14 @@ bool isRootOrProtected(const std::wstring& path) {
   return isOneOf(protectedFolders(), [&folder](const std::wstring& place) { return isAtOrAbove(folder, place); });
 }
 
-// The control sets of the system, of which one is the current one, in its lower-case form: "controlset001".
+// A numbered control set ("controlset001") counts as the current one.
 std::wstring withCurrentControlSet(const std::wstring& key) {
   static const std::wregex numbered(L"^(hkey_local_machine\\\\system\\\\)controlset[0-9]{3}(?=\\\\|$)");
   return std::regex_replace(key, numbered, L"$1currentcontrolset");
 }
 
-// The key as the registry has it: one user's hive is any user's, HKEY_CLASSES_ROOT shows the machine's classes, and
-// each 32-bit key is a twin of a key without WOW6432Node in its path.
+// One spelling for keys that mean the same here: the hive of one user stands for that of any other, HKEY_CLASSES_ROOT
+// for the machine's classes, and a 32-bit key for the key without WOW6432Node in its path.
 std::wstring comparableKey(const std::wstring& path) {
   std::wstring key = withCurrentControlSet(normalised(path));
   constexpr std::wstring_view kUsers = L"hkey_users";
@@ -240,8 +240,8 @@ bool isProtectedSoftwareKey(const std::wstring& key) {
   return false;
 }
 
-// The longest row of characters in front of a name's first dot that stand for themselves. Windows reads <, > and " as
-// wildcards too.
+// The length of the longest run of literal characters before the first dot of a name. Windows takes <, > and " for
+// wildcards, too.
 std::size_t literalCharacters(std::wstring_view name) {
   std::size_t longest = 0;
   std::size_t row = 0;
@@ -263,7 +263,7 @@ bool isProtectedDirectory(const std::wstring& path) {
   if (isRootOrProtected(full) || isRootOrProtected(longPath(full))) {
     return true;
   }
-  // The way to it may lead through links; it may be one itself, which goes alone.
+  // There may be links on the way to it. If it is a link itself, only the link would be removed.
   const auto [folder, name] = splitEntry(withoutEnd(full));
   return !folder.empty() && isRootOrProtected(comparableEntry(comparablePath(folder), name));
 }
@@ -275,7 +275,7 @@ bool isProtectedPattern(const std::wstring& path) {
   if (folder.empty() || !(hasNoLetter || (isPattern && literalCharacters(name) < kFewestLiteralCharacters))) {
     return false;
   }
-  // A link in the folder's place is no obstacle to a pattern.
+  // A pattern also matches what lies behind a link in the place of its folder.
   return isProtectedDirectory(folder) || isRootOrProtected(comparablePath(withoutStreams(withoutPrefix(folder))));
 }
 

@@ -1,5 +1,5 @@
-// protected_places - folders and keys that belong to the system or to the user as a whole. No document may name them
-// for removal with all they hold; a row that does is a mistake of its author. Knows no document and removes nothing.
+// protected_places - folders and keys that belong to the system or to the user as a whole. A row that names one for
+// removal with everything in it is a mistake of the manifest's author. Knows no manifest and removes nothing.
 #pragma once
 
 #include <string>

@@ -21,7 +21,7 @@ const std::array<RootKey, 5> kRootKeys = {{
 // Strings are read into 260 bytes, terminator included; a longer value counts as unreadable.
 constexpr DWORD kStringBufferBytes = 260;
 
-// `enumerate` is RegEnumKeyExW or RegEnumValueW, whose first arguments are the same; nothing but the name is asked for.
+// `enumerate` is RegEnumKeyExW or RegEnumValueW, whose first four arguments are the same; only names are asked for.
 std::vector<std::wstring> listNames(HKEY key, LSTATUS queried, DWORD count, DWORD longestName, auto enumerate) {
   if (queried != ERROR_SUCCESS) {
     throw RegKeyError(queried, "Unable to get query key information");

@@ -13,24 +13,24 @@
 
 #include "system/handles.h"
 
-// A registry call that a caller cannot do without has failed: the Win32 status in the system category, and a fixed
-// text.
+// The failure of a registry call that its caller cannot do without: the Win32 status in the system category, and a
+// fixed text.
 class RegKeyError : public std::system_error {
  public:
   RegKeyError(LSTATUS status, const char* text);
 };
 
-// The five roots by their full names, "HKEY_LOCAL_MACHINE" and so on, compared whole and with case. Null for anything
-// else; a delete call on a null handle fails, which is how a misspelt root shows.
+// The root with this full name ("HKEY_LOCAL_MACHINE" and so on), compared with case; null for any other text. A call to
+// delete below a null handle fails, so a misspelt root ends up on a failure list.
 HKEY ParseRootKey(std::wstring_view rootName);
 
 // The full name of a predefined root handle; empty for any other handle.
 std::wstring_view RootKeyName(HKEY root);
 
-// Splits a registry path at its first backslash into root name and subkey. Without a backslash both are the whole text.
+// Splits a registry path at its first backslash into root name and subkey. Without a backslash, each is the whole text.
 std::pair<std::wstring, std::wstring> splitRegistryPath(std::wstring_view path);
 
-// RegOpenKeyExW. Throws RegKeyError "Unable to open registry key".
+// Opens a key with RegOpenKeyExW. Throws RegKeyError "Unable to open registry key".
 RegistryKey OpenRegistryKey(HKEY root, const wchar_t* subkey, REGSAM access);
 RegistryKey OpenRegistryKey(HKEY root, std::wstring subkey, REGSAM access);
 

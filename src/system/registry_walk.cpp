@@ -18,7 +18,8 @@ class ChangeWatch {
  public:
   ChangeWatch() : changed_(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
-  // Watches `key` and everything below it. The key stays open as long as the watch: closing it would count as a change.
+  // Watches `key` and everything below it. The key stays open as long as this object: closing it would count as a
+  // change.
   void add(RegistryKey key) {
     watched_ = watched_ && changed_ &&
                ::RegNotifyChangeKeyValue(key.get(), TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
@@ -26,7 +27,7 @@ class ChangeWatch {
     keys_.push_back(std::move(key));
   }
 
-  // False also when a key could not be watched.
+  // Also false when a key could not be watched.
   bool nothingChanged() const { return watched_ && ::WaitForSingleObject(changed_.get(), 0) == WAIT_TIMEOUT; }
 
  private:
@@ -45,8 +46,8 @@ struct OpenKey {
   DWORD nextSubkey = 0;
 };
 
-// Walks keys into two lists. The way down is kept in a list, not on the stack: the depth of a registry tree is no
-// matter.
+// Walks keys into two lists. The keys on the way down are kept in a vector, not on the stack, so a tree may be of any
+// depth.
 class Walk {
  public:
   Walk(std::vector<std::wstring>& keys, std::vector<std::wstring>& values)
@@ -104,7 +105,7 @@ class Walk {
     return parent.subkey.empty() ? prefix_ + name : prefix_ + parent.subkey + L'\\' + name;
   }
 
-  // Puts the next subkey on the list. True when it is to be walked.
+  // Appends the next subkey to the list. True when it was not there yet and has to be walked.
   bool takeNextSubkey(OpenKey& current, std::wstring* name) {
     wchar_t buffer[kKeyNameCharacters];
     DWORD length = kKeyNameCharacters - 1;
@@ -117,9 +118,9 @@ class Walk {
     return keys_.append(keyName(current, *name));
   }
 
-  // Opened from its parent, which spares the system the way from the root. A child of a hive's root has a relative path
-  // with a leading backslash, which cannot be opened: a walk from the root stops at the first level, and the list of
-  // user profiles depends on it.
+  // Opens the key from its parent, which is faster than from the root. The relative path of a root's child has a
+  // leading backslash and cannot be opened: a walk from a root stops at the first level, and the list of user profiles
+  // depends on that.
   RegistryKey openSubkey(const OpenKey& parent, const std::wstring& name, HKEY root, const std::wstring& below) {
     RegistryKey child;
     const bool isBelowRoot = parent.subkey.empty();
@@ -139,7 +140,7 @@ class Walk {
       valueName_[0] = L'\0';
       if (noteStatus(
               ::RegEnumValueW(current.key, index, valueName_.data(), &length, nullptr, nullptr, nullptr, nullptr))) {
-        // Also below a root, whose values then have two backslashes: the deletion splits at the last one.
+        // The value of a root gets two backslashes; the deletion splits a row at the last one.
         values_.append(prefix_ + current.subkey + L'\\' + valueName_.data());
       }
     }
@@ -149,7 +150,7 @@ class Walk {
   UniqueRows values_;
   std::wstring prefix_;
   std::vector<wchar_t> valueName_;
-  bool complete_ = true;  // nothing of the current tree has failed to be read
+  bool complete_ = true;  // everything in the current tree could be read
 };
 
 }  // namespace
@@ -159,9 +160,9 @@ void QueryKey(HKEY key, HKEY root, const std::wstring& subkeyPath, std::vector<s
   Walk(keys, values).collect(key, root, subkeyPath);
 }
 
-// Rows are visited in the order of the list, and so are those that a visit appends: a second visit finds what has come
-// since the first one. Where the first visits have read everything and nothing has changed since, second ones would
-// find nothing and are left out: they would double the cost of the walk.
+// Appended rows are visited, too, to find what has been created since they were listed. When everything could be read
+// and nothing has changed since, these visits would find nothing. They are left out then, as they double the cost of
+// the walk.
 void getRegistryKeysValuesRecursively(std::vector<std::wstring>& keys, std::vector<std::wstring>& values) {
   Walk walk(keys, values);
   // False when the key could not be read to its end.

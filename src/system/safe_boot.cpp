@@ -48,7 +48,7 @@ constexpr SafeBootService kCamSvc = {
     L"------------Starting camsvc successful--------------",
 };
 
-// The service control manager starts in safe mode only what has such a key.
+// In safe mode the service control manager starts only services that have such a key.
 void enterIntoSafeBootList(const wchar_t* keyPath) {
   RegistryKey key;
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_WRITE, key.put()) != ERROR_SUCCESS &&

@@ -36,7 +36,7 @@ std::unordered_set<std::wstring> findDisplayServicesInUse() {
           inUse.insert(service);
         }
       } catch (...) {
-        // An instance without a service takes no part; the next one is looked at.
+        // An instance without a service name does not count.
       }
     }
   }

@@ -13,7 +13,7 @@ namespace {
 constexpr DWORD kStopBudgetMilliseconds = 30000;
 constexpr DWORD kShortestWaitMilliseconds = 1000;
 constexpr DWORD kLongestWaitMilliseconds = 10000;
-// What a service may have its end waited for at a time.
+// The longest single sleep that a service may ask for.
 constexpr DWORD kLongestHintMilliseconds = 300000;
 
 constexpr wchar_t kFirstAcpiTree[] = L"SYSTEM\\CurrentControlSet\\Enum\\ACPI\\PNP0A08\\";
@@ -32,7 +32,7 @@ bool budgetSpent(DWORD start) {
 // The state of the service after a wait.
 enum class Wait { Stopped, NotStopped, GivenUp };
 
-// Waits until the service has left SERVICE_STOP_PENDING, a tenth of its own hint at a time.
+// Waits until the service has left SERVICE_STOP_PENDING, in sleeps of a tenth of its wait hint.
 Wait waitWhileStopPending(SC_HANDLE service, SERVICE_STATUS_PROCESS* status, DWORD start) {
   while (status->dwCurrentState == SERVICE_STOP_PENDING) {
     ::Sleep(std::clamp(status->dwWaitHint / 10, kShortestWaitMilliseconds, kLongestWaitMilliseconds));
@@ -49,8 +49,8 @@ Wait waitWhileStopPending(SC_HANDLE service, SERVICE_STATUS_PROCESS* status, DWO
   return Wait::NotStopped;
 }
 
-// Waits for the end after the stop control, the service's own hint at a time, which may be 0. A hint of more than five
-// minutes, which may be as much as for ever, is cut to that.
+// Waits until the service has stopped, in sleeps as long as its wait hint, which may be 0. The hint may also be
+// INFINITE, so it is cut to five minutes.
 bool waitUntilStopped(SC_HANDLE service, const std::wstring& name, SERVICE_STATUS_PROCESS* status, DWORD start) {
   while (status->dwCurrentState != SERVICE_STOPPED) {
     if (status->dwWaitHint > kLongestHintMilliseconds) {
@@ -110,7 +110,8 @@ bool StopService(std::wstring name, ServiceManager& manager) {
     case Wait::NotStopped:
       break;
   }
-  // The control call fills the front part of the same record, which is what the wait looks at.
+  // SERVICE_STATUS is the first part of SERVICE_STATUS_PROCESS, so the wait below sees the state that this call
+  // returns.
   if (!::ControlService(service.get(), SERVICE_CONTROL_STOP, reinterpret_cast<SERVICE_STATUS*>(&status))) {
     return false;
   }
@@ -127,7 +128,7 @@ bool IsAcceptableReturnCode(DWORD code) {
     LogDebug(L"CommonHelperUtilities::IsAcceptableReturnCode - Inside Acceptable Return Code and return code is (%d)",
              code);
   } catch (...) {
-    // Without its line the code does not count as acceptable.
+    // A code whose line cannot be written does not count as acceptable.
     LogError(L"Exception - CommonHelperUtilities::IsAcceptableReturnCode - Inside Catch");
     return false;
   }
@@ -172,7 +173,7 @@ int SystemOperation::delService(const std::wstring& name, ServiceManager& manage
                error);
     }
   } catch (...) {
-    // The caller gets the result so far and goes on with the next service.
+    // The caller gets the result so far and continues with the next service.
     LogError(L"Exception - SystemOperation::delService Inside Catch Error Code is: %d", ::GetLastError());
   }
   return result;
@@ -198,7 +199,7 @@ int SystemOperation::delORVServices(const std::vector<std::wstring>& services) {
       }
     }
   } catch (...) {
-    // The rest of the list is left; the caller learns that not all went.
+    // The rest of the list stays, and the result tells the caller that not everything went.
     LogError(L"Exception - SystemOperation::delORVServices Inside Catch Error Code is: %d", ::GetLastError());
     return 0;
   }

@@ -13,8 +13,8 @@
 // out that a service does not exist.
 class ServiceManager {
  public:
-  // Opened with all access when first asked for; null, with the reason in GetLastError, when that fails, and then tried
-  // again for the next service. OpenSCManagerW.
+  // Opens the connection with all access on the first call. Null when that fails, with the reason in GetLastError; the
+  // next call tries again. OpenSCManagerW.
   SC_HANDLE get();
 
  private:
@@ -32,14 +32,14 @@ bool StopService(std::wstring name);
 // ERROR_ALREADY_EXISTS, ERROR_SERVICE_DOES_NOT_EXIST, ERROR_SERVICE_MARKED_FOR_DELETE.
 bool IsAcceptableReturnCode(DWORD code);
 
-// Deletes the stale keys of the plan with all they hold. A key that cannot be deleted stays without a word. Throws
+// Deletes the stale keys of the plan with everything in them. A key that cannot be deleted is not reported. Throws
 // RegKeyError when the key of all services cannot be opened. RegDeleteTreeW.
 void DeleteStaleDisplayServiceKeys(const StaleServicePlan& plan);
 
 namespace SystemOperation {
 
-// Deletes one service. 1 when it is gone, going, or cannot be opened; 0 when DeleteService failed for a reason that
-// counts. Throws nothing.
+// Deletes one service. 1 when it has been deleted, is marked for deletion or cannot be opened; 0 when DeleteService
+// failed with a code that is not acceptable. Throws nothing.
 int delService(const std::wstring& name, ServiceManager& manager);
 int delService(const std::wstring& name);
 

@@ -11,8 +11,8 @@
 
 namespace {
 
-// The shell would go through a link in the place of the product's folder, or above it. Held for the moment only, since
-// the folder itself is to go.
+// The shell would follow a link in the place of the product's folder or above it. The folder is held only for this
+// question, since it will be deleted itself.
 bool liesInItsFolder(const std::wstring& path) {
   RowFolders folders(1);
   return folders.hold(path) != RowFolders::Answer::Refused;

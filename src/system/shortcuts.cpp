@@ -31,8 +31,8 @@ bool GetShellFolderPath(int csidl, std::wstring& out) {
   return found;
 }
 
-// The product's folder goes with its shortcut. A path without a folder of its own, or one that climbs out of it, would
-// take the whole Programs folder or worse along. The other kind of slash would hide where the folder ends.
+// The product's folder is deleted together with its shortcut. With a path that has no folder of its own or leads out of
+// it, that would be the whole Programs folder or worse. A forward slash would hide where the folder ends.
 bool namesProductFolder(const std::wstring& relativePath) {
   if (relativePath.find_first_of(L"/:") != std::wstring::npos) {
     return false;

@@ -16,7 +16,7 @@ struct SystemLink {
   const wchar_t* target;
 };
 
-// In a user's profile, whoever's.
+// In the profile of any user.
 constexpr std::array<SystemLink, 8> kProfileLinks = {{
     {L"Application Data", L"AppData\\Roaming"},
     {L"Local Settings", L"AppData\\Local"},
@@ -28,14 +28,14 @@ constexpr std::array<SystemLink, 8> kProfileLinks = {{
     {L"AppData\\Local\\Application Data", L"AppData\\Local"},
 }};
 
-// In the folder of all users' program data.
+// In ProgramData.
 constexpr std::array<SystemLink, 3> kProgramDataLinks = {{
     {L"Application Data", L""},
     {L"Start Menu", L"Microsoft\\Windows\\Start Menu"},
     {L"Templates", L"Microsoft\\Windows\\Templates"},
 }};
 
-// Empty when the system does not say.
+// Empty when the call fails.
 std::wstring knownFolder(const KNOWNFOLDERID& id) {
   wchar_t* text = nullptr;
   const bool found = SUCCEEDED(::SHGetKnownFolderPath(id, KF_FLAG_DONT_VERIFY, nullptr, &text));
@@ -44,7 +44,7 @@ std::wstring knownFolder(const KNOWNFOLDERID& id) {
   return folder;
 }
 
-// Puts `target` in the place of `link` at the start of the path. Both are full paths.
+// Replaces `link` at the start of the path with `target`. Both are full paths.
 bool replaceStart(std::wstring& path, const std::wstring& link, const std::wstring& target) {
   const bool below = path.size() >= link.size() && (path.size() == link.size() || path[link.size()] == L'\\') &&
                      ::CompareStringOrdinal(path.data(), static_cast<int>(link.size()), link.data(),
@@ -66,7 +66,7 @@ bool replaceBelow(std::wstring& path, const std::wstring& folder, const std::arr
   return false;
 }
 
-// The profile that the path leads into; empty for a path that does not.
+// The profile in which the path lies; empty when it lies in none.
 std::wstring profileOf(const std::wstring& path, const std::wstring& users) {
   std::wstring rest = path;
   if (!replaceStart(rest, users, L"") || rest.size() < 2) {
@@ -84,7 +84,7 @@ std::wstring throughSystemLinks(std::wstring path) {
     return path;
   }
   const std::wstring root = users.substr(0, users.find(L'\\'));
-  // One link may lead to another, and one of them into itself as often as somebody has written it.
+  // The target of a link may lie behind another link, and one link can be repeated in a path any number of times.
   for (std::size_t most = path.size(); most > 0; --most) {
     const std::wstring profile = profileOf(path, users);
     const bool replaced = replaceStart(path, root + L"\\Documents and Settings", users) ||

@@ -1,10 +1,10 @@
-// system_links - the links that Windows itself keeps for programs that are older than its folders. A path through one
-// of them means the place that Windows has it lead to.
+// system_links - the links that Windows keeps for programs that still use the folders of older versions. Knows nothing
+// of other links.
 #pragma once
 
 #include <string>
 
-// A full path with such links replaced by what Windows has them lead to, whether or not they are there:
-// "C:\Users\All Users\X" becomes "C:\ProgramData\X". In the plain spelling; letter case does not count. Knows the names
-// that the links have on an English Windows. SHGetKnownFolderPath.
+// A full path with each of these links replaced by its standard target, whether or not the link exists: "C:\Users\All
+// Users\X" becomes "C:\ProgramData\X". Takes a path without a "\\?\" prefix; case does not matter. Knows the links by
+// their names in an English Windows. SHGetKnownFolderPath.
 std::wstring throughSystemLinks(std::wstring path);

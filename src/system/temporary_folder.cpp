@@ -5,6 +5,6 @@
 std::wstring temporaryFolder() {
   wchar_t folder[MAX_PATH] = {};
   const DWORD length = ::GetTempPathW(MAX_PATH, folder);
-  // A folder that does not fit leaves the buffer as it was, and the length that it would take.
+  // When the path does not fit, the call returns the length that it needs.
   return length < MAX_PATH ? std::wstring(folder, length) : std::wstring();
 }

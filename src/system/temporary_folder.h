@@ -1,9 +1,9 @@
-// temporary_folder - where a run keeps what nobody needs for long. Knows nothing of what lies there.
+// temporary_folder - where the user's temporary files are kept. Creates nothing and knows nothing of what is there.
 #pragma once
 
 #include <string>
 
-// The user's temporary folder, with a backslash at its end. Empty when there is none, or when its path takes 260
-// characters or more: a name that is put behind an empty text means a file of the current folder, so whoever deletes or
-// runs something there has to ask first. GetTempPathW.
+// The user's temporary folder, with a backslash at its end. Empty when there is none, or when its path has 260
+// characters or more. Callers must check for that: a name appended to an empty path would be a file in the current
+// directory. GetTempPathW.
 std::wstring temporaryFolder();

@@ -24,8 +24,8 @@ void trustTheSystemFolderAlone() {
   const std::wstring windows = windowsFolder();
   ::SetCurrentDirectoryW(system.c_str());
 
-  // What the command interpreter looks by. The user's own settings are in the environment, and any program of the user
-  // can have put them there. The folders are those that Windows itself puts on the PATH.
+  // The variables by which the command interpreter searches. Any program of the user may have changed them. PATH gets
+  // the folders that Windows itself puts there.
   const struct {
     const wchar_t* name;
     std::wstring value;

@@ -18,10 +18,10 @@ constexpr wchar_t kQuery[] = L"SELECT * FROM Win32_Process";
 constexpr wchar_t kNameProperty[] = L"Name";
 constexpr wchar_t kUpdateClient[] = L"wuauclt";
 
-// A COM apartment that this thread has entered, and leaves at the end of the scope.
+// Enters a COM apartment and leaves it at the end of the scope.
 class Apartment {
  public:
-  // The thread may hold an apartment of the other kind, so that one is left first.
+  // The thread may be in an apartment of the other kind, which it leaves first.
   Apartment() {
     ::CoUninitialize();
     entered_ = ::CoInitialize(nullptr);
@@ -29,7 +29,7 @@ class Apartment {
   ~Apartment() { ::CoUninitialize(); }
   Apartment(const Apartment&) = delete;
   Apartment& operator=(const Apartment&) = delete;
-  // Entering it a second time counts as a failure too.
+  // Entering it for a second time (S_FALSE) counts as a failure, too.
   bool isNew() const { return entered_ == S_OK; }
 
  private:
