@@ -22,7 +22,7 @@ namespace {
 
 using Items = std::vector<std::wstring>;
 
-// Paths that the system refuses to mark or whose attributes it refuses to change; the rest is called through.
+// Paths that the system refuses to mark or whose attributes it refuses to change. Other calls are real.
 std::set<std::wstring> unmarkable, unchangeable;
 struct Marked {
   std::wstring path;
@@ -85,7 +85,7 @@ LINK_SEAM(BOOL, MoveFileExW, (const wchar_t* path, const wchar_t* target, DWORD 
   }
   const BOOL moved = realFunction<decltype(&::MoveFileExW)>(L"kernel32.dll", "MoveFileExW")(path, target, flags);
   if (moved) {
-    ::SetLastError(ERROR_IO_PENDING);  // a call that works leaves what it likes, which the log tells all the same
+    ::SetLastError(ERROR_IO_PENDING);  // a successful call may leave any last error, which is logged all the same
   }
   return moved;
 }

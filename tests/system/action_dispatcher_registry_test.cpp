@@ -23,7 +23,7 @@ using Items = std::vector<std::wstring>;
 const std::wstring kKey = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\OrvTest";
 constexpr ActionKind kKeyKinds[] = {ActionKind::RegistryKeyDelete, ActionKind::RegistryKeyEmptyDelete};
 
-// How an item was taken apart.
+// How an item was parsed.
 struct Target {
   HKEY root;
   std::wstring subkey;
@@ -31,7 +31,7 @@ struct Target {
 
   bool operator==(const Target&) const = default;
 };
-// While it is set, the deletions are recorded and not carried out.
+// If set, deletions are recorded instead of carried out.
 std::vector<Target>* recorded = nullptr;
 // Calls of RegOpenKeyExW.
 int openings = 0;
@@ -68,7 +68,7 @@ LINK_SEAM(LSTATUS, RegDeleteKeyW, (HKEY root, const wchar_t* subkey)) {
   return realFunction<decltype(&::RegDeleteKeyW)>(L"advapi32.dll", "RegDeleteKeyW")(root, subkey);
 }
 
-// A value's key is opened and the value deleted from it; recorded, each opening stands for its own root and subkey.
+// A value is deleted through its opened key, so the root and subkey are recorded when the key is opened.
 LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY root, const wchar_t* subkey, DWORD options, REGSAM access, HKEY* result)) {
   ++openings;
   const auto open = realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW");
@@ -286,7 +286,7 @@ TEST_F(RegistryValueAction, ValuesOfAKeyThatIsMadeAnewMeanwhileGoToo) {
   plantDword(kKey + L"\\A", L"first", 1);
   plantDword(kKey + L"\\A", L"second", 1);
   const Items items = {kKey + L"\\A\\first", kKey + L"\\A\\second"};
-  // Behind the first deletion the key is another one, which an open handle does not see.
+  // After the first deletion the key is replaced, which an open handle would not notice.
   beforeValueDeletion = [] {
     beforeValueDeletion = [] {
       removeKey(kKey + L"\\A");

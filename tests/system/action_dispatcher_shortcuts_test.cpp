@@ -22,7 +22,7 @@ namespace {
 
 using Items = std::vector<std::wstring>;
 
-// Product folders in the Start Menu of all users.
+// Product folders in the common Start Menu.
 class ShortcutAction : public ::testing::Test {
  protected:
   ShortcutAction() {
@@ -36,7 +36,7 @@ class ShortcutAction : public ::testing::Test {
     }
   }
 
-  // Makes Programs\<product>\<name>; returns its path.
+  // Creates Programs\<product>\<name>; returns its path.
   std::wstring plant(const std::wstring& product, const std::wstring& name) {
     products_.push_back(product);
     const std::wstring path = programs_ + L"\\" + product + L"\\" + name;

@@ -1,4 +1,4 @@
-// action_dispatcher_test - tasks, services and processes: the kinds that other programs carry out.
+// action_dispatcher_test - tasks, services and processes: the kinds that are carried out by other programs.
 #include "system/action_dispatcher.h"
 
 #include <optional>
@@ -26,7 +26,7 @@ namespace {
 
 using Items = std::vector<std::wstring>;
 
-// Command lines and parameters as the system got them. Everything is called through unless a test switches it off.
+// Command lines and parameters as passed to the system. All calls are real unless a test switches them off.
 std::vector<std::wstring> commandLines;
 std::vector<std::wstring> shellFiles, shellParameters;
 std::vector<KernelHandle> startedProcesses;
@@ -54,7 +54,7 @@ using ScheduledTaskAction = ActionDispatcher;
 using ServiceStopAction = ActionDispatcher;
 using ProcessKillAction = ActionDispatcher;
 
-// Names that go to other programs as they stand.
+// Names that are passed to other programs unchanged.
 const wchar_t* const kNames[] = {L"Plain",
                                  L"With Blanks",
                                  L" leading and trailing ",
@@ -104,7 +104,7 @@ class WaitingProgram {
   NamedEvent never_;
 };
 
-// Windows' own taskkill ends every process of a name; that of some machines ends one with each call.
+// Windows' taskkill ends every process with a name; Wine 10's ends one per call.
 bool taskkillEndsEveryProcess() {
   const TestFolder folder;
   const NamedEvent ready[2];

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-// Where the program keeps the address of the function, which it calls through it.
+// The program calls the function through this pointer.
 extern "C" FARPROC __imp_GetFileVersionInfoSizeW;
 
 TEST(DelayedLibraries, AreLoadedWhenTheirTableCannotBeWritten) {

@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// The order that every list is promised to have, from the plainest sort there is.
+// The order that every list must have, from a plain exchange sort.
 std::vector<std::wstring> exchangeSorted(std::vector<std::wstring> list) {
   std::vector<std::ptrdiff_t> depths;
   for (const std::wstring& row : list) {
@@ -30,7 +30,7 @@ std::vector<std::wstring> exchangeSorted(std::vector<std::wstring> list) {
   return list;
 }
 
-// Rows of random depth, each with its number in it, so that the order among equally deep rows shows.
+// Rows of random depth, each with its number, so that the order of equally deep rows can be checked.
 std::vector<std::wstring> randomRows(std::mt19937& random, std::size_t count, unsigned depths) {
   std::uniform_int_distribution<unsigned> depth(0, depths - 1);
   std::vector<std::wstring> rows;
@@ -81,7 +81,7 @@ TEST(SortByDepth, KeepsDuplicates) {
   EXPECT_THAT(list, ElementsAre(L"a\\b", L"a\\b", L"a", L"a"));
 }
 
-// An exchange sort is not stable: row 1 comes to stand behind row 2 when row 3 takes the first place.
+// An exchange sort is not stable: row 1 moves behind row 2 when row 3 takes the first place.
 TEST(SortByDepth, MovesEquallyDeepRowsAsAnExchangeSortDoes) {
   std::vector<std::wstring> list = {L"1", L"2", L"\\3"};
   SortByDepth(list);

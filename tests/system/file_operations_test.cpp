@@ -22,13 +22,13 @@ using testing::Not;
 
 namespace {
 
-// Failures that the bench machine knows no way to: the system refuses the mark, or the change of attributes.
+// Failures that the test machine cannot produce: the system refuses the mark, or the change of attributes.
 DWORD markError = ERROR_SUCCESS;
 DWORD attributesError = ERROR_SUCCESS;
-// What the last error is after a mark that the system has taken.
+// The last error after a successful mark.
 constexpr DWORD kErrorAfterMark = 997;
 std::optional<DWORD> attributesSet;
-// A file in use that exists nowhere: no drive takes a path of such a length.
+// Treated as a file in use, although it does not exist: no drive accepts such a long path.
 std::wstring pretendedFile;
 
 bool isPretended(LPCWSTR path) {

@@ -1,4 +1,4 @@
-// file_status_test - what counts as there, as not there, and as a question that the system cannot answer.
+// file_status_test - what counts as existing, as missing, and as impossible to determine.
 
 #include "system/file_status.h"
 
@@ -35,7 +35,7 @@ class FileStatus : public testing::Test {
   TestFolder folder_;
 };
 
-// What the system says of a place where nothing is.
+// The system's errors for a path where nothing exists.
 constexpr DWORD kNotThere[] = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND,    ERROR_INVALID_NAME, ERROR_INVALID_DRIVE,
                                ERROR_NOT_READY,      ERROR_INVALID_PARAMETER, ERROR_BAD_PATHNAME, ERROR_BAD_NETPATH,
                                ERROR_BAD_NET_NAME,   ERROR_DIRECTORY};

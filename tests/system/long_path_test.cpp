@@ -12,7 +12,7 @@
 
 namespace {
 
-// A path on drive C: of exactly that many characters, in names of 99.
+// A path on drive C: with exactly that many characters, in names of 99.
 std::wstring pathOfLength(std::size_t length) {
   std::wstring path = L"C:";
   while (path.size() < length) {
@@ -30,7 +30,7 @@ TEST(SystemPath, OfAShortPathIsThePathAsItStands) {
   }
 }
 
-// From 248 characters on a directory call refuses a plain path, from 260 on every call.
+// Directory calls refuse a plain path of 248 characters or more, all calls one of 260 or more.
 TEST(SystemPath, GetsThePrefixFromTheFirstLengthThatACallRefuses) {
   EXPECT_EQ(toSystemPath(pathOfLength(247)), pathOfLength(247));
   for (const std::size_t length : {std::size_t{248}, std::size_t{259}, std::size_t{260}, std::size_t{300}}) {
@@ -91,7 +91,7 @@ LINK_SEAM(DWORD, GetFullPathNameW, (LPCWSTR path, DWORD size, LPWSTR buffer, LPW
   return realFunction<decltype(&::GetFullPathNameW)>(L"kernel32.dll", "GetFullPathNameW")(path, size, buffer, filePart);
 }
 
-// The current folder may change between the two questions, so that the second answer no longer fits.
+// The current folder may change between the two calls, so that the second result no longer fits.
 TEST(SystemPath, ThatTheSystemCannotMakeFullIsThePathAsItStands) {
   const std::wstring path = pathOfLength(300);
   const struct {

@@ -1,4 +1,4 @@
-// protected_places_test - what no document may remove as a whole, and that the maker's own places are no part of it.
+// protected_places_test - what no manifest may remove as a whole, and that the maker's own places are not included.
 
 #include <gtest/gtest.h>
 
@@ -26,8 +26,8 @@ std::wstring shortPath(const std::wstring& path) {
   return answer;
 }
 
-// The user's temporary folder, as a machine may have it: told with a short name, and moved behind a link. The places
-// are looked up once, so it stands before the first test.
+// The user's temporary folder as it may be on a real machine: given with a short name, and moved behind a link. The
+// places are looked up only once, so it is set up before the first test.
 class TemporaryFolder : public ::testing::Environment {
  public:
   void SetUp() override {

@@ -45,16 +45,16 @@ class RegistryWalk : public testing::Test {
   Rows values_;
 };
 
-// RegEnumValueW's calls that gave a value.
+// The number of RegEnumValueW calls that returned a value.
 int enumeratedValues = 0;
-// Called once, when that value is about to be read.
+// Called once, just before that value is read.
 std::wstring awaitedValue;
 std::function<void()> whenAwaited;
 void beforeValue(const std::wstring& name, std::function<void()> action) {
   awaitedValue = name;
   whenAwaited = std::move(action);
 }
-// Subkeys, as the caller names them, whose next opening is refused.
+// Subkeys, as named by the caller, whose next opening fails.
 std::vector<std::wstring> refusedOpenings;
 bool refuseWatch = false;
 
@@ -64,7 +64,7 @@ void appendOnce(Rows& rows, const std::wstring& row) {
   }
 }
 
-// The rule as it is put in words, each list searched from the front for each row.
+// The rule in its plain form: each list is searched from the front for each row.
 void plainQueryKey(HKEY key, HKEY root, const std::wstring& prefix, const std::wstring& subkeyPath, Rows& keys,
                    Rows& values) {
   wchar_t name[16384];
@@ -191,7 +191,7 @@ TEST_F(RegistryWalk, TakesARowThatDiffersInCaseForAnother) {
   EXPECT_THAT(keys_, ElementsAre(kKey + L"\\A", kKey + L"\\a"));
 }
 
-// The list of user profiles is built on this: a child's relative path then begins with a backslash and opens nothing.
+// The list of user profiles relies on this: a child's relative path then begins with a backslash and opens nothing.
 TEST_F(RegistryWalk, StopsAtTheFirstLevelWithoutASubkeyPath) {
   plantString(L"HKEY_USERS\\WalkTest\\below", L"name", L"");
   QueryKey(HKEY_USERS, HKEY_USERS, L"", keys_, values_);
@@ -202,7 +202,7 @@ TEST_F(RegistryWalk, StopsAtTheFirstLevelWithoutASubkeyPath) {
   removeKey(L"HKEY_USERS\\WalkTest");
 }
 
-// The row of a root's own value has an empty key path between two backslashes, as the deletion of values wants it.
+// The row for a root's own value has an empty key path between two backslashes, as the deletion of values expects.
 TEST_F(RegistryWalk, GivesTheValuesOfARootADoubledBackslash) {
   const RegistryKey root = OpenRegistryKey(HKEY_CURRENT_USER, L"", KEY_ALL_ACCESS);
   ASSERT_EQ(::RegSetValueExW(root.get(), L"WalkTest", 0, REG_SZ, nullptr, 0), ERROR_SUCCESS);
@@ -239,7 +239,7 @@ TEST_F(RegistryWalk, LogsANullRootForEachSubkeyAndGoesNoDeeper) {
                                        "DEBUG QueryKey: ---------hkey is NULL---------------sub\\b"));
 }
 
-// The buffers leave one character less than the longest names need: such a name counts as one that cannot be read.
+// The buffers are one character too short for the longest names, which count as unreadable.
 TEST_F(RegistryWalk, ReadsKeyNamesOfUpTo254Characters) {
   const std::wstring longest(254, L'k');
   plantKey(kKey + L"\\" + longest);
@@ -294,7 +294,7 @@ TEST_F(RegistryWalk, OfAKeyThatIsListedTwiceGivesNoDuplicateBelowIt) {
   EXPECT_THAT(values_, ElementsAre(kKey + L"\\a\\name"));
 }
 
-// A link in the registry is opened as the key that it leads to, so its rows mean what lies there.
+// A registry link is opened as the key that it leads to, so its rows refer to what is there.
 TEST_F(RegistryWalk, ListsWhatALinkLeadsToBelowTheLink) {
   const std::wstring target = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\WalkTestTarget";
   plantString(target + L"\\below", L"name", L"text");
@@ -310,12 +310,12 @@ TEST_F(RegistryWalk, ListsWhatALinkLeadsToBelowTheLink) {
   getRegistryKeysValuesRecursively(keys_, values_);
   EXPECT_THAT(keys_, ElementsAre(kKey, kKey + L"\\link", kKey + L"\\link\\below"));
   EXPECT_THAT(values_, ElementsAre(kKey + L"\\link\\below\\name"));
-  // To delete by the link's path is to delete what it leads to.
+  // Deleting by the link's path deletes what it leads to.
   EXPECT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kSubkey + L"\\link\\below").c_str()), ERROR_SUCCESS);
   EXPECT_FALSE(keyExists(target + L"\\below"));
   EXPECT_EQ(::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kSubkey + L"\\link").c_str()), ERROR_SUCCESS);
   EXPECT_FALSE(keyExists(target));
-  // The link itself goes by its handle alone.
+  // The link itself can be deleted only by its handle.
   const auto deleteKey = reinterpret_cast<LONG(WINAPI*)(HANDLE)>(
       reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtDeleteKey")));
   ASSERT_NE(deleteKey, nullptr);
@@ -377,7 +377,7 @@ TEST_F(RegistryWalk, ReadsEachKeyOnceWhereNothingChanges) {
   EXPECT_EQ(enumeratedValues, 3);
 }
 
-// The walk has passed by the place of the new things when they come.
+// The new items appear where the walk has already been.
 TEST_F(RegistryWalk, FindsWhatComesDuringTheWalk) {
   plantString(kKey + L"\\a", L"name", L"");
   plantString(kKey + L"\\b", L"last", L"");
@@ -423,7 +423,7 @@ TEST_F(RegistryWalk, VisitsEveryKeyTwiceWhereChangesCannotBeWatched) {
   EXPECT_EQ(enumeratedValues, 2);
 }
 
-// Rows in another spelling, rows above and below each other, and duplicates must all come out as the plain rule has it.
+// Rows in different spellings, rows above and below each other, and duplicates must all match the plain rule.
 TEST_F(RegistryWalk, GivesWhatThePlainRuleGivesForRandomTrees) {
   std::mt19937 random(4711);
   const auto pick = [&random](std::size_t count) {

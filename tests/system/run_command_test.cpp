@@ -1,4 +1,4 @@
-// run_command_test - the hidden command line of the uninstall runs: what starts, with what, and what comes back.
+// run_command_test - the hidden command line of the uninstall runs: what is started, how, and what is returned.
 #include <optional>
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// What the last process was started with. Everything is called through unless a test asks for a failure.
+// How the last process was started. Calls are real unless a test asks for a failure.
 struct Start {
   std::wstring application;
   std::wstring commandLine;
@@ -154,7 +154,7 @@ TEST_F(CommandRun, WithoutWaitingTheCodeIsThatOfARunningProcess) {
   const NamedEvent ready;
   const NamedEvent go;
   const NamedEvent done;
-  // The command can end only behind `go`, which is set when the call has come back.
+  // The command cannot end before `go`, which is set after the call has returned.
   const DWORD code = RunCommand(ownProgram() + L" --wait " + ready.name() + L" " + go.name() + L" && " + ownProgram() +
                                     L" --signal " + done.name(),
                                 L"C:\\", false);

@@ -1,5 +1,5 @@
-// safe_boot_test - in safe mode the services that installers need are entered into the list of that mode and started;
-// on a normal boot nothing happens.
+// safe_boot_test - in safe mode, the services that installers need are added to that mode's list and started. In a
+// normal boot nothing happens.
 
 #include "system/safe_boot.h"
 
@@ -22,7 +22,7 @@ namespace {
 
 int cleanBoot = 0;
 bool shellIsMissing = false;
-std::wstring watchedKey;  // whether it is there when the command is run, stands in front of the command
+std::wstring watchedKey;  // whether it exists when the command runs is recorded before the command
 std::vector<std::wstring> launched;
 PROCESS_INFORMATION lastStarted = {};
 std::vector<DWORD> waits;  // for the end of the last started process, in milliseconds
@@ -37,7 +37,7 @@ LINK_SEAM(int, GetSystemMetrics, (int index)) {
                                : realFunction<decltype(&::GetSystemMetrics)>(L"user32.dll", "GetSystemMetrics")(index);
 }
 
-// The services are not started: some exist on the bench machine and would keep it busy. The shell is real.
+// The services are not started: some exist on the test machine and would keep it busy. The shell is real.
 LINK_SEAM(BOOL, CreateProcessW,
           (LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processSecurity,
            LPSECURITY_ATTRIBUTES threadSecurity, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR directory,
@@ -96,7 +96,7 @@ const Service kServices[] = {
      "DEBUG Couldn't start camsvc", "DEBUG ------------Starting camsvc successful--------------"},
 };
 
-// The data of a key's default value, byte by byte, when it is a REG_SZ.
+// The bytes of a key's default value, if it is a REG_SZ.
 std::vector<BYTE> defaultValue(const std::wstring& path) {
   const std::wstring below = path.substr(path.find(L'\\') + 1);
   BYTE data[64];
@@ -148,7 +148,7 @@ TEST_F(SafeBoot, ServiceIsEnteredIntoTheListOfTheModeAtHandAndStarted) {
     std::wstring entered;
     std::wstring other;
   };
-  // Windows knows 1 and 2; a value beyond them counts as the mode with networking.
+  // Windows uses 1 and 2; any higher value counts as the mode with networking.
   for (const Mode& mode : {Mode{1, L"\\Minimal", L"\\Network"}, Mode{2, L"\\Network", L"\\Minimal"},
                            Mode{3, L"\\Network", L"\\Minimal"}}) {
     for (const Service& service : kServices) {
@@ -214,7 +214,7 @@ TEST_F(SafeBoot, MissingShellIsLoggedAndTheEntryStays) {
 
 TEST_F(SafeBoot, EntryThatCannotBeMadeDoesNotStopTheStart) {
   cleanBoot = 1;
-  // The system refuses a permanent key below a volatile one.
+  // The system refuses to create a permanent key below a volatile one.
   HKEY key = nullptr;
   ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kSafeBoot.substr(kSafeBoot.find(L'\\') + 1).c_str(), 0, nullptr,
                               REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr),

@@ -1,4 +1,4 @@
-// service_stop_waits_test - how long the stopping of a service waits, against a scripted service and a scripted clock.
+// service_stop_waits_test - how long stopping a service takes, with a scripted service and a scripted clock.
 #include <deque>
 #include <functional>
 #include <optional>
@@ -22,12 +22,12 @@ struct Answer {
 };
 constexpr std::nullopt_t kFails = std::nullopt;
 
-// The scripted machine. The last answer to a query holds for all further ones.
+// The scripted machine. The last answer is repeated for all further queries.
 struct Machine {
   bool managerOpens = true;
   bool serviceOpens = true;
   std::deque<std::optional<Answer>> queries;
-  std::optional<Answer> control;  // what the stop request reports; it fails when there is none
+  std::optional<Answer> control;  // what the stop request reports; without it, the request fails
   DWORD startTick = 1'000;
 
   DWORD tick = 0;
@@ -59,7 +59,7 @@ class ServiceStopWaits : public ::testing::Test {
     return stopped;
   }
 
-  // A query that is never used up: a service that stays as it is.
+  // An answer that is repeated forever: a service that does not change.
   void everyQueryAnswers(Answer answer) { scripted.queries = {answer}; }
 
   Machine scripted;

@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// While it is on, a sleep only moves the clock: a service that never stops costs no half minute.
+// If set, a sleep only advances the clock, so that a service that never stops does not take half a minute.
 bool clockIsVirtual = false;
 DWORD virtualMilliseconds = 0;
 
@@ -33,7 +33,7 @@ class ServiceStop : public ::testing::Test {
     virtualMilliseconds = 0;
   }
 
-  // Calls StopService and looks at what holds for every outcome.
+  // Calls StopService and checks what must hold for every outcome.
   static bool stop(const std::wstring& name) {
     const CapturedLog log;
     openedServices.clear();

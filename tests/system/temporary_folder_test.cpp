@@ -11,12 +11,12 @@
 
 namespace {
 
-// What the system names instead of its own folder.
+// The path that the system reports instead of the real one.
 std::optional<std::wstring> named;
 
 }  // namespace
 
-// As the system does it: a path that does not fit leaves the buffer as it was, and its length counts the terminator.
+// As in Windows: a path that does not fit leaves the buffer unchanged, and the returned length includes the terminator.
 LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
   if (!named) {
     return realFunction<decltype(&::GetTempPathW)>(L"kernel32.dll", "GetTempPathW")(size, buffer);

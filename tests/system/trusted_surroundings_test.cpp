@@ -1,5 +1,5 @@
-// trusted_surroundings_test - what is named without a path is found in the system folder, whatever lies beside the
-// program, in the current directory or along the PATH.
+// trusted_surroundings_test - programs and libraries named without a path are found in the system folder, whatever is
+// next to the program, in the current directory or on the PATH.
 #include "system/trusted_surroundings.h"
 
 #include <string>
@@ -19,7 +19,7 @@ std::wstring variable(const wchar_t* name) {
   return value;
 }
 
-// The environment and the current directory as they are, put back at the end.
+// Saves the environment and the current directory and restores them at the end.
 class Surroundings : public testing::Test {
  protected:
   Surroundings() {
@@ -39,7 +39,7 @@ class Surroundings : public testing::Test {
   static constexpr const wchar_t* kNames[] = {L"SystemRoot", L"windir",  L"ComSpec",
                                               L"Path",       L"PATHEXT", L"NoDefaultCurrentDirectoryInExePath"};
 
-  // Puts this program into the folder under the name.
+  // Copies this program into the folder under the name.
   static void plant(const std::wstring& path) { ASSERT_TRUE(::CopyFileW(ownProgram().c_str(), path.c_str(), FALSE)); }
 
  private:
@@ -73,7 +73,7 @@ TEST_F(Surroundings, CommandIsFoundNeitherInTheFormerDirectoryNorAlongThePath) {
   ::SetEnvironmentVariableW(L"Path", folder.path().c_str());
   for (const std::wstring& start : {folder.path(), std::wstring(L"C:\\")}) {
     ::SetCurrentDirectoryW(start.c_str());
-    // The command is found as long as nothing is done about it.
+    // Without protection, the planted command is found.
     ::SetEnvironmentVariableW(L"Path", folder.path().c_str());
     EXPECT_EQ(RunCommand(L"onlyhere.exe --exit 7", start, true), 7u);
     trustTheSystemFolderAlone();

@@ -1,5 +1,5 @@
-// windows_files_test - files that Windows protects stay, whichever list they stand on, and what is elsewhere costs no
-// question.
+// windows_files_test - files that Windows protects stay, whichever list they are on, and Windows is not asked about
+// files elsewhere.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -236,7 +236,7 @@ TEST_F(FilesOfWindows, LibraryIsTheSystemsAndLoadedOnceAList) {
 TEST_F(FilesOfWindows, MachinesOwnLibraryIsUnderstood) {
   library = Library::Machine;
   const std::wstring file = makeSystemFile(L"file of nobody.dll");
-  EXPECT_TRUE(deleteFiles({file})) << "the bench machine protects nothing";
+  EXPECT_TRUE(deleteFiles({file})) << "the test machine protects nothing";
   EXPECT_FALSE(pathExists(file));
   EXPECT_THAT(log.lines(), ElementsAre(debugLine(file)));
 }

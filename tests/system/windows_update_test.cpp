@@ -1,4 +1,4 @@
-// windows_update_test - whether the update client runs, as WMI tells it, and every way in which it cannot be asked.
+// windows_update_test - whether the update client is running, according to WMI, and every way in which the query fails.
 
 #include "system/windows_update.h"
 
@@ -24,12 +24,12 @@
 
 namespace {
 
-HRESULT locatorResult = S_OK;  // S_OK lets the real call do it
+HRESULT locatorResult = S_OK;  // with S_OK, the real call is made
 HRESULT blanketResult = S_OK;
 bool connectionRefused = false;
 bool queryRefused = false;
 
-// What is asked of WMI, each kind of question once, while `questionsAreRecorded`.
+// The queries to WMI, each kind once, while `questionsAreRecorded`.
 bool questionsAreRecorded = false;
 std::vector<std::wstring> questions;
 
@@ -53,7 +53,7 @@ std::wstring textOf(const GUID& id) {
   return text;
 }
 
-// The functions that stand in for some of WMI's, and what stood there before.
+// Replacements for some of WMI's functions, and the original functions.
 HRESULT STDMETHODCALLTYPE refuseQuery(IWbemServices*, const BSTR, const BSTR, LONG, IWbemContext*,
                                       IEnumWbemClassObject**) {
   return WBEM_E_INVALID_QUERY;
@@ -70,8 +70,8 @@ ExecQuery realExecQuery = nullptr;
 Next realNext = nullptr;
 Get realGet = nullptr;
 
-// Takes the place of one function in the table of an object's functions, of which there are `kFunctions` in the order
-// of their declaration, and returns the one that stood there.
+// Replaces one entry of an object's virtual function table, which has `kFunctions` entries in the order of their
+// declaration, and returns the original one.
 template <std::size_t kFunctions, class Interface, class Function>
 Function replaceFunction(Interface* object, std::size_t index, Function function) {
   static std::array<void*, kFunctions> functions;
@@ -132,7 +132,7 @@ HRESULT STDMETHODCALLTYPE recordConnection(IWbemLocator* locator, const BSTR res
   return result;
 }
 
-// A locator that no connection can be had from.
+// A locator that cannot connect.
 class RefusingLocator : public IWbemLocator {
  public:
   virtual ~RefusingLocator() = default;
@@ -204,7 +204,7 @@ class WindowsUpdate : public testing::Test {
     questions.clear();
   }
 
-  // On a thread of its own, whose apartments are no matter to any other test.
+  // On a thread of its own, so that its COM apartment does not affect other tests.
   template <class Prepare>
   static bool isRunning(Prepare prepare) {
     bool running = false;
