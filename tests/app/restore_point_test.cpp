@@ -42,13 +42,13 @@ struct Call {
 };
 std::vector<Call> calls;
 
-std::optional<HRESULT> initialisation;  // stands in for the result of CoInitializeEx
-std::optional<HRESULT> securityResult;  // stands in for the result of CoInitializeSecurity
+std::optional<HRESULT> initialisation;  // replaces the result of CoInitializeEx
+std::optional<HRESULT> securityResult;  // replaces the result of CoInitializeSecurity
 std::optional<DWORD> apartment;
 int uninitialised;
 int loaded, freed;
 
-// What CoInitializeSecurity was given.
+// The arguments of CoInitializeSecurity.
 struct Security {
   std::vector<BYTE> owner, group;
   std::vector<std::vector<BYTE>> allowed;
@@ -115,7 +115,7 @@ class RestorePoint : public ::testing::Test {
     EXPECT_EQ(freed, loaded) << "the library was left loaded";
   }
 
-  // Makes a restore point; returns what was printed to standard output.
+  // Creates a restore point; returns what was printed to standard output.
   static std::string make() {
     ::testing::internal::CaptureStdout();
     createRestorePoint();

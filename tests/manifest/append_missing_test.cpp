@@ -15,7 +15,7 @@ namespace {
 
 using Rows = std::vector<std::wstring>;
 
-// The rule in its plainest form, quadratic as it is.
+// The rule in its simplest, quadratic form.
 void appendMissingPlainly(const Rows& rows, Rows& target) {
   for (const std::wstring& row : rows) {
     if (std::find(target.begin(), target.end(), row) == target.end()) {

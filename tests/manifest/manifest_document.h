@@ -1,5 +1,5 @@
-// manifest_document - a small cleanup manifest for tests, complete and with every list and field telling its own place,
-// and the means to put it where the loader looks.
+// manifest_document - a small, complete cleanup manifest for tests, in which every list and field names its own place,
+// and helpers to put it where the loader looks.
 #pragma once
 
 #include <stdexcept>
@@ -86,7 +86,7 @@ inline std::string withReplaced(std::string text, const std::string& from, const
   return text.replace(position, from.size(), to);
 }
 
-// Makes a folder of the test's own the temporary folder, as long as it lives.
+// Makes a folder of the test the temporary folder for its own lifetime.
 class TemporaryFolder {
  public:
   explicit TemporaryFolder(const std::wstring& relative = L"Temp") : path_(folder_.makeDirectory(relative)) {
@@ -102,7 +102,7 @@ class TemporaryFolder {
   void writeManifest(const std::string& document) const {
     folder_.makeFile(manifestPath().substr(folder_.path().size() + 1), document);
   }
-  // The document as the reader takes it; empty when there is none.
+  // The document opened for the reader; empty if there is none.
   FileHandle openManifest() const {
     return FileHandle(::CreateFileW(manifestPath().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));

@@ -1,6 +1,6 @@
-// manifest_rules - what a row of the shipped manifest may name. A cleaner that runs as administrator removes whatever a
-// row says, so a row has to prove by its form that it means the maker's own things: these rules let through what is
-// known to be harmless and nothing else.
+// manifest_rules - what a row of the shipped manifest may name. The program runs as administrator and removes whatever
+// a row names, so the form of a row has to prove that it means the maker's own things. These rules accept only what is
+// known to be harmless.
 #pragma once
 
 #include <algorithm>
@@ -33,13 +33,13 @@ inline std::vector<std::wstring> splitPath(const std::wstring& path) {
   return parts;
 }
 
-// A folder or key of that name belongs to the maker with all that lies below it.
+// A folder or key with that name belongs to the maker, with everything below it.
 inline bool isMakersTop(const std::wstring& name) {
   return contains({L"orv", L"ktl", L"ktl systems", L"orvane", L"halcyra", L"brimwood", L"meridia", L"lumio"},
                   lowerCase(name));
 }
 
-// A name that holds one of the maker's words, such as ORVTrayAgent.exe.
+// A name that contains one of the maker's words, such as ORVTrayAgent.exe.
 inline bool soundsOfTheMaker(const std::wstring& name) {
   const std::wstring lower = lowerCase(name);
   const std::vector<std::wstring> words = {L"orv", L"ktl", L"halcyra", L"brimwood", L"meridia", L"lumio", L"uxf"};
@@ -58,7 +58,7 @@ inline bool isPlainPart(const std::wstring& part) {
          part.back() != L' ' && part.back() != L'.';
 }
 
-// What is left of a path row below a folder that is the maker's own; empty when the row does not lead into one.
+// The part of a path row below a folder of the maker; empty if the row is not in one.
 inline std::vector<std::wstring> partsInMakersFolder(const std::wstring& row) {
   std::vector<std::wstring> parts = splitPath(row);
   const auto below = [&parts](std::size_t count) {
@@ -83,8 +83,8 @@ inline std::vector<std::wstring> partsInMakersFolder(const std::wstring& row) {
   return parts.size() > top && isMakersTop(parts[top]) ? below(top + 1) : std::vector<std::wstring>();
 }
 
-// A directory goes with its contents: it has to lie in a folder of the maker. One such folder is told by its drive: the
-// one in which the maker's downloads unpack themselves.
+// A directory is removed with its contents, so it has to be in a folder of the maker. One such folder is named with its
+// drive: the one in which the maker's downloads unpack themselves.
 inline bool isSafeDirectory(const std::wstring& row) {
   const std::wstring unpacked = L"C:\\ORV\\";
   const std::vector<std::wstring> parts =
@@ -92,7 +92,7 @@ inline bool isSafeDirectory(const std::wstring& row) {
   return !parts.empty() && std::all_of(parts.begin(), parts.end(), isPlainPart);
 }
 
-// The rows of characters between the * in front of a name's first dot, cut at blanks too.
+// The literal parts of a name between wildcards and blanks, up to its first dot.
 inline std::vector<std::wstring> literalRows(const std::wstring& name) {
   std::vector<std::wstring> rows(1);
   for (const wchar_t c : name.substr(0, name.find(L'.'))) {
@@ -105,7 +105,7 @@ inline std::vector<std::wstring> literalRows(const std::wstring& name) {
   return rows;
 }
 
-// Beside the system's files a name begins with the maker's letters, or a pattern has more than them in its middle:
+// Among the system's files, a name begins with the maker's letters, or a pattern contains a longer name of the maker's:
 // storvsc is the system's.
 inline bool bearsTheMakersLetters(const std::wstring& name) {
   const std::vector<std::wstring> words = {L"orv", L"ktl", L"halcyra", L"brimwood", L"meridia", L"lumio", L"uxf"};
@@ -119,8 +119,8 @@ inline bool bearsTheMakersLetters(const std::wstring& name) {
          (name.find(L'*') != std::wstring::npos && std::any_of(rows.begin(), rows.end(), names));
 }
 
-// A file lies in a folder of the maker, or bears the maker's name beside the system's files. A pattern stands in the
-// last part alone, beside three characters in a row and before an extension.
+// A file is in a folder of the maker, or has the maker's name among the system's files. A pattern is in the last part
+// only, next to three consecutive characters and before an extension.
 inline bool isSafeFile(const std::wstring& row) {
   std::vector<std::wstring> parts = splitPath(row);
   const std::wstring name = parts.back();
@@ -143,18 +143,18 @@ inline bool isSafeFile(const std::wstring& row) {
   return !below.empty() && std::all_of(below.begin(), below.end() - 1, isPlainPart);
 }
 
-// Tasks and programs are found by their name alone.
+// Tasks and programs are found by name only.
 inline bool isSafeName(const std::wstring& row) {
   return isPlainPart(row) && row.find(L'\\') == std::wstring::npos && soundsOfTheMaker(row);
 }
 
-// A service too, and the system's own have the maker's letters in their middle: storvsc.
+// So are services, but system services have the maker's letters in the middle: storvsc.
 inline bool isSafeService(const std::wstring& row) {
   const std::wstring lower = lowerCase(row);
   return isSafeName(row) && (lower.starts_with(L"orv") || lower.starts_with(L"ktl"));
 }
 
-// The key's path below its hive, "WOW6432Node" taken out; empty when the row names no hive or the hive itself.
+// The key's path below its hive without "WOW6432Node"; empty if the row names no hive or the hive itself.
 inline std::vector<std::wstring> partsOfKey(const std::wstring& row) {
   std::vector<std::wstring> parts = splitPath(row);
   if (!contains({L"HKEY_LOCAL_MACHINE", L"HKEY_CURRENT_USER", L"HKEY_CLASSES_ROOT"}, parts[0])) {
@@ -171,7 +171,7 @@ inline std::vector<std::wstring> partsOfKey(const std::wstring& row) {
   return parts;
 }
 
-// Where the platform keeps one key for each program, and the maker's ones bear the maker's name.
+// Keys where Windows has one subkey per program; the maker's subkeys have the maker's name.
 inline bool isPlatformKeyForPrograms(const std::wstring& key) {
   return contains({L"software\\classes", L"software\\classes\\directory\\background\\shellex\\contextmenuhandlers",
                    L"software\\microsoft\\windows\\currentversion\\uninstall",
@@ -188,7 +188,7 @@ inline std::wstring joinFrom(const std::vector<std::wstring>& parts, std::size_t
   return text;
 }
 
-// A key goes with everything below it. Never the maker's top key: other software of the maker keeps its keys there.
+// A key is removed with everything below it. Never the maker's top key, where other software of the maker has its keys.
 inline bool isSafeKey(const std::wstring& row) {
   const std::vector<std::wstring> parts = partsOfKey(row);
   if (parts.size() < 2 || !std::all_of(parts.begin(), parts.end(), isPlainPart)) {
@@ -202,7 +202,7 @@ inline bool isSafeKey(const std::wstring& row) {
          (lowerCase(parent) == L"system\\currentcontrolset\\services" && isSafeService(parts.back()));
 }
 
-// A value lies in a key of the maker, or bears the maker's name among the programs that start with Windows.
+// A value is in a key of the maker, or has the maker's name among the programs that start with Windows.
 inline bool isSafeValue(const std::wstring& row) {
   const std::size_t backslash = row.rfind(L'\\');
   if (backslash == std::wstring::npos || backslash + 1 == row.size()) {
@@ -215,7 +215,8 @@ inline bool isSafeValue(const std::wstring& row) {
   return startsWithWindows ? soundsOfTheMaker(row.substr(backslash + 1)) : isSafeKey(key);
 }
 
-// The shortcut's folder goes with all that lies in it: it has to be a folder of the maker's, right below Programs.
+// The shortcut's folder is removed with everything in it, so it has to be a folder of the maker's, directly below
+// Programs.
 inline bool isSafeShortcut(const std::wstring& row) {
   const std::vector<std::wstring> parts = splitPath(row);
   return parts.size() == 2 && isPlainPart(parts[0]) && isPlainPart(parts[1]) && soundsOfTheMaker(parts[0]) &&

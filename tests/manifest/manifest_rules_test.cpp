@@ -6,7 +6,7 @@
 
 #include "system/protected_places.h"
 
-// The rules watch over the shipped manifest, so they have to refuse what would harm a machine.
+// The rules check the shipped manifest, so they have to refuse what would harm a machine.
 namespace {
 
 using namespace manifest_rules;
@@ -109,7 +109,7 @@ TEST(ManifestRules, FilesOfOthersAndWidePatternsAreRefused) {
   }
 }
 
-// What these rules let through the program has to carry out.
+// The program has to carry out what these rules accept.
 TEST(ManifestRules, PatternThatPassesIsNoneThatTheProgramRefuses) {
   int passed = 0;
   for (const wchar_t* one : {L"", L"o", L"or", L"orv", L"orvgfx", L"a b", L"lumio "}) {

@@ -26,7 +26,7 @@ using Rows = std::vector<std::wstring>;
 
 const std::wstring kInstallKey = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install";
 
-// Where Windows lies and where the user's folders are cannot be changed on a running machine.
+// The location of Windows and of the user's folders cannot be changed on a running machine.
 const wchar_t* windowsDirectory = nullptr;
 bool shellFoldersFail = false;
 
@@ -240,7 +240,7 @@ TEST_F(ExpandRows, InstallFolderDecidesWhatBothVariablesMean) {
       {L"C:\\Program Files\\OR", L"C:\\Program Files\\OR\\a", L"C:\\Program Files\\OR\\a"},
       {L"C:\\ORV", L"C:\\ORV\\a", L"C:\\ORV\\a"},
       {L"", L"\\a", L"\\a"},
-      // The install manager's own folder is cut off at the last backslash, wherever its name stands.
+      // The install manager's own folder is cut off at the last backslash, wherever its name occurs.
       {L"C:\\Program Files\\ORV\\PKM", L"C:\\Program Files\\ORV\\a", x86},
       {L"C:\\Program Files\\ORV\\PKM\\", L"C:\\Program Files\\ORV\\PKM\\a", x86},
       {L"C:\\PKMTools\\ORV", L"C:\\PKMTools\\a", L"C:\\PKMTools\\a"},
@@ -366,7 +366,7 @@ TEST_F(ExpandRows, WildcardBelowTheInstallFolderDropsADoubledBackslash) {
       << "the trailing separators go with the row's last element";
 }
 
-// The names in a drive's current directory stand right behind the colon: a backslash would lead to its root.
+// Names in a drive's current directory directly follow the colon; a backslash would lead to the root.
 TEST_F(ExpandRows, WildcardBehindTheColonOfADriveNamesItsCurrentDirectory) {
   const TestFolder folder;
   folder.makeFile(L"gpu-1.log");

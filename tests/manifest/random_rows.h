@@ -1,4 +1,4 @@
-// random_rows - short lists of short rows of few letters, so that equal rows, and rows that differ in case only, are
+// random_rows - short lists of short rows with few letters, so that equal rows and rows that differ only in case are
 // frequent.
 #pragma once
 

@@ -17,7 +17,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Windows always has a temporary folder to give.
+// Windows always reports a temporary folder.
 bool noTemporaryFolder = false;
 
 }  // namespace
@@ -28,7 +28,7 @@ LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
 
 namespace {
 
-// The text of the exception that ends the run; empty when the manifest was read.
+// The text of the exception that ends the run; empty if the manifest was read.
 std::string failureOf(ScrubList& list, const TemporaryFolder& temporary) {
   try {
     list.parseScrubList(false, temporary.openManifest().get());
@@ -108,7 +108,7 @@ TEST(ScrubListFailure, TemporaryFolderOutsideEightBitsIsNotFound) {
   EXPECT_EQ(kLinesOfAFailedLoad, log.lines());
 }
 
-// The path that the reader takes keeps the low byte of each character. What lies there is not the document.
+// The reader's path keeps only the low byte of each character. What is at that path is not the document.
 TEST(ScrubListFailure, FileBehindTheNarrowPathIsNotTaken) {
   const TemporaryFolder temporary(L"\u0141");
   temporary.writeManifest(kManifestDocument);
@@ -131,7 +131,7 @@ TEST(ScrubListFailure, DocumentIsTheOpenFileWhateverItsPathLeadsToByNow) {
   EXPECT_NO_THROW(list.parseScrubList(false, document.get()));
 }
 
-// Whether a required path is missing or under another name is the same: each one ends the run by its own name.
+// It does not matter whether a required path is missing or misspelt: each ends the run with its own name.
 TEST(ScrubListFailure, EveryRequiredPathEndsTheRun) {
   struct Case {
     std::string from;  // a key's text in the document

@@ -1,5 +1,4 @@
-// tracker_document - an install manager as a test wants to find it: its entry in the Uninstall key, its folder, and its
-// tracker file.
+// tracker_document - plants an install manager: its entry in the Uninstall key, its folder, and its tracker file.
 #pragma once
 
 #include <string>
@@ -30,10 +29,10 @@ struct TrackerDocument {
   }
 };
 
-// The machine has the install manager for as long as this lives.
+// The machine has the install manager during the lifetime of this object.
 class InstallManager {
  public:
-  // `behind` is put behind the folder in the entry.
+  // `behind` is appended to the folder in the entry.
   explicit InstallManager(const std::wstring& behind = L"") {
     folder_.makeDirectory(L"PKM");
     plantString(kInstallManagerEntry, L"InstallDir", folder() + behind);

@@ -1,5 +1,5 @@
-// tracker_lookup_test - how the install manager's tracker file is found, what it costs when it is not there or cannot
-// be read, and when the manifest's loader reads it.
+// tracker_lookup_test - how the install manager's tracker file is found, what happens if it is missing or unreadable,
+// and when the manifest's loader reads it.
 
 #include "manifest/tracker_manifest.h"
 
@@ -26,7 +26,7 @@ using ::testing::ElementsAre;
 
 namespace {
 
-// No path of a bench machine makes the system refuse to say whether a file is there.
+// On a test machine the system can always determine whether a file exists.
 std::wstring undecided;
 
 constexpr bool kFactoryReset = true;

@@ -1,5 +1,5 @@
 // tracker_manifest_test - which rows and commands a tracker file adds, in which order, and what a missing, broken or
-// incomplete one costs. Variables in the rows: tracker_variables_test. How the file is found: tracker_lookup_test.
+// incomplete one causes. Variables in the rows: tracker_variables_test. How the file is found: tracker_lookup_test.
 
 #include "manifest/tracker_manifest.h"
 
@@ -48,7 +48,7 @@ std::string commandText(const std::string& process) {
 
 class TrackerManifest : public testing::Test {
  protected:
-  // What the product adds for a document, through the whole road from the registry on.
+  // What the product adds for a document, starting from the registry.
   ScrubListData read(const std::string& document, bool factoryReset = false) {
     manager_.writeTracker(document);
     const CapturedLog log;
@@ -58,7 +58,7 @@ class TrackerManifest : public testing::Test {
     return data;
   }
 
-  // The text of the ptree_bad_path that leaves the reader.
+  // The text of the ptree_bad_path thrown by the reader.
   std::string badPathOf(const std::string& document, bool factoryReset = false) {
     try {
       read(document, factoryReset);
@@ -72,7 +72,7 @@ class TrackerManifest : public testing::Test {
   std::vector<std::string> lines_;
 };
 
-// Every list that rows may come to, so that a row on a wrong one shows.
+// Every list that may receive rows, so that a row on a wrong list is detected.
 std::vector<std::pair<std::string, std::vector<std::wstring>>> filledLists(const ScrubListData& data) {
   const std::vector<std::pair<std::string, std::vector<std::wstring>>> all = {
       {"ScheduledTasks", data.ScheduledTasks},

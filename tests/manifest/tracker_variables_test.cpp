@@ -1,4 +1,4 @@
-// tracker_variables_test - what becomes of variables and of Program Files in the rows of a tracker file.
+// tracker_variables_test - how variables and Program Files in the rows of a tracker file are expanded.
 
 #include "manifest/tracker_manifest.h"
 
@@ -24,7 +24,7 @@ using ::testing::IsEmpty;
 namespace {
 
 std::map<std::wstring, int> timesAsked;               // how often the environment was asked for a variable
-constexpr wchar_t kChanging[] = L"TRACKER_CHANGING";  // gets another value as soon as it was read
+constexpr wchar_t kChanging[] = L"TRACKER_CHANGING";  // gets another value as soon as it has been read
 constexpr wchar_t kBreaking[] = L"TRACKER_BREAKING";  // memory runs out when it is read
 
 }  // namespace
@@ -48,7 +48,7 @@ class TrackerVariables : public testing::Test {
  protected:
   TrackerVariables() { timesAsked.clear(); }
 
-  // What becomes of rows in the section Files. Backslashes are doubled in the document.
+  // How rows in the section Files are expanded. Backslashes are doubled in the document.
   std::vector<std::wstring> expanded(const std::vector<std::string>& rows, const InstallManager& manager,
                                      const std::string& section = "Files") {
     std::string texts;
@@ -141,7 +141,7 @@ TEST_F(TrackerVariables, ValueBeyondTheBufferIsEmpty) {
 
 TEST_F(TrackerVariables, TextBeforeTheVariableIsLost) {
   const InstallManager manager;
-  // One character in front makes the name one character too long.
+  // One extra character makes the name too long by one.
   ::_wputenv_s(L"TRACKER_NAME", L"right");
   ::_wputenv_s(L"TRACKER_NAME%", L"too long");
   EXPECT_THAT(expanded({R"(x%TRACKER_NAME%\y)", R"(%TRACKER_NAME%\y)"}, manager),

@@ -1,5 +1,5 @@
-// browser_program - a program with a version resource of the test's choice, and the registry's association that has
-// Windows open reports with it.
+// browser_program - creates a program with a given version resource, and the registry association that makes Windows
+// open reports with it.
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ inline std::string bytesOf(const void* data, std::size_t size) {
   return {static_cast<const char*>(data), size};
 }
 
-// One block of the tree that a version resource is. `valueLength` counts bytes of numbers and characters of text.
+// One block of the tree in a version resource. `valueLength` counts bytes of numbers and characters of text.
 inline std::string block(const std::wstring& key, bool isText, std::size_t valueLength, const std::string& value,
                          const std::vector<std::string>& children) {
   std::string bytes(3 * sizeof(WORD), '\0');
@@ -65,12 +65,12 @@ inline std::string build(const std::vector<VersionText>& texts) {
 
 }  // namespace version_resource
 
-// The machine has a browser of this name built in, and takes its version instead of the file's unless told not to.
+// Wine has a built-in browser of this name and reports its version instead of the file's unless told not to.
 inline void preferFilesToTheBuiltInBrowser() {
   plantString(L"HKEY_CURRENT_USER\\Software\\Wine\\DllOverrides", L"iexplore.exe", L"native");
 }
 
-// Makes a program at `path` that has these texts and no other resource; without texts, one without a version.
+// Creates a program at `path` with these texts and no other resource; without texts, it has no version.
 inline bool makeProgram(const std::wstring& path, const std::vector<VersionText>& texts) {
   preferFilesToTheBuiltInBrowser();
   if (!::CopyFileW(ownProgram().c_str(), path.c_str(), FALSE)) {
@@ -85,7 +85,7 @@ inline bool makeProgram(const std::wstring& path, const std::vector<VersionText>
   return ::EndUpdateResourceW(update, FALSE) != FALSE;
 }
 
-// Has the machine open .xml files with the program; with none when the path is empty.
+// Makes the machine open .xml files with the program, or with none if the path is empty.
 inline void associateReportsWith(const std::wstring& program) {
   removeKey(L"HKEY_CLASSES_ROOT\\.xml");
   if (!program.empty()) {

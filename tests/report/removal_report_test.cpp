@@ -1,4 +1,4 @@
-// removal_report_test - the report line by line, with the stylesheet inside and beside it.
+// removal_report_test - the report line by line, with the stylesheet inside and in a separate file.
 
 #include <string>
 #include <vector>
@@ -117,7 +117,7 @@ TEST_F(RemovalReport, WordsOfTheReportStayEnglishWhateverTheLanguage) {
   EXPECT_EQ(tally(), tallyOfEachKind() + "</doc>\n");
 }
 
-// The same reports in both variants, which test_pages.py turns into pages.
+// Writes the same report in both variants, which test_pages.py turns into pages.
 TEST_F(RemovalReport, BothVariantsAreWrittenFromTheSameLists) {
   stillClock->date = L"Samstag, 21. M\u00E4rz 2026";
   Lists lists = {{L"App One"}, {L"Driver One"}, {}, {L"Driver One"}, {L"App One"}, {L"Driver Two"}};

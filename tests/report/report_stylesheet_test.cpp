@@ -1,4 +1,4 @@
-// report_stylesheet_test - the stylesheet in its two places, and the words that the page shows.
+// report_stylesheet_test - the stylesheet in both of its places, and the words that the page shows.
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ std::string stylesheetFile() {
   return text;
 }
 
-// What both variants share: everything behind the line of the template's opening tag.
+// What both variants share: everything after the line with the template's opening tag.
 std::string body(const std::string& stylesheet) {
   const std::size_t tag = stylesheet.find("<xsl:template");
   return stylesheet.substr(stylesheet.find('\n', tag) + 1);
@@ -120,7 +120,7 @@ TEST(ReportStylesheet, PageOpensAndClosesInOrder) {
       text.starts_with("<HTML><BODY><center>"
                        "<TABLE BORDER=\"0\" CELLPADDING=\"2\" CELLSPACING=\"2\" WIDTH=\"100%\"><TR>"));
   EXPECT_TRUE(text.ends_with("</TABLE></center></BODY></HTML></xsl:template></xsl:stylesheet>"));
-  // The text ends with two line ends, and the writer adds the third.
+  // The text ends with two line ends; the writer adds the third.
   EXPECT_TRUE(stylesheetFile().ends_with("</xsl:stylesheet>\n\n\n"));
   EXPECT_TRUE(inlineStylesheet().ends_with("</xsl:stylesheet>\n\n\n"));
 }

@@ -1,5 +1,5 @@
-// report_time_test - the date and time of a report: in the words of the system's locale, with every letter, and with
-// what there is when the clock fails.
+// report_time_test - the date and time of a report: formatted for the system's locale, with every letter, and after a
+// failure of the clock.
 
 #include <string>
 #include <vector>
@@ -24,7 +24,7 @@ TEST_F(ReportTime, TimeIsInTheLongFormOfTheSystemsLocale) {
     EXPECT_GT(::GetTimeFormatW(LOCALE_SYSTEM_DEFAULT, 0, nullptr, nullptr, time, 200), 1);
     return std::wstring(date) + L" " + time;
   };
-  // The clock may step between the two; it does not do so twice.
+  // The time may change between the two calls, but not twice.
   const std::wstring before = now();
   const std::wstring shown = formatReportTime();
   const std::wstring after = now();
@@ -70,7 +70,7 @@ TEST_F(ReportTime, LetterThatTakesTwoUnitsIsOneReference) {
   } rows[] = {
       {L"\U0001E8D0 2026", "&#125136; 2026"},
       {L"\U00010000\U0010FFFF\u5E74", "&#65536;&#1114111;&#24180;"},
-      // A half alone is no letter, and a page with a reference to one would not be shown at all.
+      // Half a surrogate pair is not a character, and a browser would not show a page with a reference to one.
       {{0xD83A, L'x', 0xDCD0, 0xD83A}, "&#65533;x&#65533;&#65533;"},
       {{0xDCD0, 0xD83A, 0xDCD0}, "&#65533;&#125136;"},
   };
@@ -96,7 +96,7 @@ TEST_F(ReportTime, FailuresOfTheClockAreLoggedForTheReportAndForTheFileStamp) {
     const CapturedLog log;
     write(kEachKind);
     EXPECT_EQ(log.lines(), row.lines);
-    // What the buffers hold is shown all the same.
+    // The content of the buffers is shown all the same.
     EXPECT_EQ(tally(), tallyOfEachKind() + "</doc>\n");
   }
 }

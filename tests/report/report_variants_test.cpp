@@ -1,5 +1,5 @@
-// report_variants_test - the program that opens a report decides where the stylesheet is, and files that cannot be
-// written cost nothing but themselves.
+// report_variants_test - the program that opens a report decides where the stylesheet is, and a file that cannot be
+// written is the only thing missing.
 
 #include <string>
 #include <vector>
@@ -14,7 +14,7 @@
 
 namespace {
 
-std::string reportWhenAsked;  // what the report file held when Windows was asked for its program
+std::string reportWhenAsked;  // the report's content when Windows was asked for its program
 
 }  // namespace
 

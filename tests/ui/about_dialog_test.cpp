@@ -12,7 +12,7 @@
 
 namespace {
 
-// Shows the box and has it get a message as soon as it runs; returns what it ends with.
+// Shows the box, sends it a message as soon as it runs, and returns its result.
 INT_PTR closedBy(UINT message, WPARAM wParam) {
   static UINT sentMessage;
   static WPARAM sentParameter;

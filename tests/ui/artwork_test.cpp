@@ -1,4 +1,4 @@
-// artwork_test - the bitmaps and the icon that the program carries.
+// artwork_test - the bitmaps and the icon in the program's resources.
 
 #include <gtest/gtest.h>
 

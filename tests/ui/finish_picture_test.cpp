@@ -1,4 +1,4 @@
-// finish_picture_test - the picture of the outcome: which one, where it stands, and how large it is at each DPI.
+// finish_picture_test - the picture of the outcome: which one, its position, and its size at each DPI.
 
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ bool noBitmap = false;
 std::vector<int> loadedBitmaps;
 HBITMAP lastBitmap = nullptr;
 std::vector<Stretched> drawn;
-// Of the last picture: the window that it was drawn on, and whether it came from the bitmap that was loaded last.
+// About the last picture: the window that it was drawn on, and whether it came from the bitmap that was loaded last.
 HWND drawnOn = nullptr;
 bool cameFromTheBitmap = false;
 std::vector<std::string> drawingOrder;
@@ -77,7 +77,7 @@ class FinishPicture : public testing::Test {
     noBitmap = false;
   }
 
-  // One painting of the dialog.
+  // Paints the dialog once.
   void paint(std::int32_t outcome) {
     dialog = openFinishDialog(outcome, [](HWND) {});
     pumpWaitingMessages(dialog);
@@ -95,7 +95,7 @@ constexpr DWORD kCopy = 0xCC0020;
 
 WNDPROC dialogProcedure = nullptr;
 
-// Controls may ask the dialog for the background behind them, too, to be drawn on themselves.
+// Controls may also ask the dialog to draw its background on them.
 LRESULT CALLBACK recordErasing(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
   if (message == WM_ERASEBKGND && ::WindowFromDC(reinterpret_cast<HDC>(wParam)) == window) {
     drawingOrder.emplace_back("background");

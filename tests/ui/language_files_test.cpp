@@ -1,5 +1,5 @@
-// language_files_test - the shipped translations: their format, which the program's plain text search relies on, and
-// that every text is there, is translated and fits its place.
+// language_files_test - the shipped translations: their format, on which the program's plain text search relies, and
+// that every text is present, translated and fits its place.
 #include <algorithm>
 #include <array>
 #include <ostream>
@@ -17,8 +17,8 @@
 
 namespace {
 
-// `letters` is all that a file may hold beside ASCII, ranges written with a hyphen; each letter of `typical` occurs in
-// it.
+// `letters` are the only characters allowed in a file besides ASCII, with hyphens for ranges; every letter of `typical`
+// must occur in it.
 struct LanguageFile {
   const char* file;
   int resource;
@@ -59,7 +59,7 @@ constexpr LanguageFile kFiles[] = {
     {"UKR", 187, L"Turkish", L"TRK", L"а-щьюяіїєґ", L"іїє"},
 };
 
-// `room` is in columns (see columnsOf); 0 where a message box makes as much room as a text needs.
+// `room` is in columns (see columnsOf); 0 for a message box, which adapts to its text.
 struct CaptionRow {
   int number;
   const wchar_t* symbol;
@@ -103,7 +103,7 @@ std::wstring contentOf(const LanguageFile& language) {
                 : std::wstring();
 }
 
-// Without the mark and the line ends. A line feed alone does not end a line.
+// Without the byte order mark and the line ends. A line feed on its own does not end a line.
 std::vector<std::wstring> linesOf(const LanguageFile& language) {
   const std::wstring content = contentOf(language);
   std::vector<std::wstring> lines;
@@ -120,7 +120,7 @@ std::wstring openingOf(const CaptionRow& caption) {
          L"\">";
 }
 
-// The text between the tags on the caption's line; empty when the line is not the caption's.
+// The text between the tags on the caption's line; empty if the line is not the caption's.
 std::wstring textOf(const LanguageFile& language, const CaptionRow& caption) {
   const std::wstring opening = openingOf(caption);
   const std::wstring closing = L"</Caption>";
@@ -159,7 +159,7 @@ bool isLetterOf(wchar_t character, std::wstring_view letters) {
   return false;
 }
 
-// The room that a text takes, in Latin characters: East Asian ones take two, Thai signs above and below a letter none.
+// The width of a text in Latin characters: East Asian ones count twice, Thai marks above and below a letter not at all.
 int columnsOf(std::wstring_view text) {
   int columns = 0;
   for (const wchar_t character : text) {
@@ -171,7 +171,7 @@ int columnsOf(std::wstring_view text) {
   return columns;
 }
 
-// Every two words that follow each other, in small letters with one blank between them.
+// Every pair of consecutive words, in lower case with one blank between them.
 std::set<std::wstring> wordPairsOf(const std::wstring& text) {
   std::set<std::wstring> pairs;
   std::wstring last;
@@ -190,7 +190,7 @@ std::set<std::wstring> wordPairsOf(const std::wstring& text) {
   return pairs;
 }
 
-// Names, which no language translates.
+// Names, which are not translated.
 const std::set<std::wstring> kNames = {L"windows update", L"orv software"};
 
 class LanguageFiles : public ::testing::TestWithParam<LanguageFile> {};
@@ -227,7 +227,7 @@ TEST_P(LanguageFiles, HoldTheThirteenCaptionsInOneLanguageInOrder) {
   EXPECT_EQ(L"</Root>", lines[17]);
 }
 
-// Nothing decodes an entity, and a bracket would end the text.
+// Entities are not decoded, and a bracket would end the text.
 TEST_P(LanguageFiles, HoldPlainTextWithoutMarkup) {
   for (const CaptionRow& caption : kCaptions) {
     const std::wstring text = textOf(GetParam(), caption);
@@ -245,8 +245,8 @@ TEST_P(LanguageFiles, GiveTheProgramEachTextByItsNumber) {
   }
 }
 
-// Neither a whole text, its own or that of another caption, nor a part of one: single words are shared by languages,
-// two in a row are not.
+// Neither a whole English text, of this or another caption, nor a part of one: languages share single words, but not
+// two in a row.
 TEST_P(LanguageFiles, LeaveNoTextInEnglish) {
   for (const CaptionRow& caption : kCaptions) {
     const std::wstring text = textOf(GetParam(), caption);
@@ -308,7 +308,7 @@ TEST_P(LanguageFiles, AreWrittenInTheirLanguagesLetters) {
 INSTANTIATE_TEST_SUITE_P(Shipped, LanguageFiles, ::testing::ValuesIn(kFiles),
                          [](const auto& row) { return std::string(row.param.file); });
 
-// Both are written with Han characters, so the range says nothing about them.
+// Both are written with Han characters, so the range does not distinguish them.
 TEST(ChineseFiles, DoNotMixSimplifiedAndTraditionalCharacters) {
   constexpr std::wstring_view kSimplified = L"驱动应图软测统执检显响请启实数务报过时";
   constexpr std::wstring_view kTraditional = L"驅動應圖軟測統執檢顯響請啟實數務報過時";

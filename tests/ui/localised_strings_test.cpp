@@ -1,5 +1,5 @@
-// localised_strings_test - which language file belongs to a locale, how it reaches the work folder, and how a text is
-// found in it.
+// localised_strings_test - which language file belongs to a locale, how it is written to the work folder, and how a
+// text is found in it.
 
 #include <gtest/gtest.h>
 
@@ -95,7 +95,7 @@ TEST_F(LanguageFileChoice, EveryRowOfTheTable) {
   const struct {
     const wchar_t* locale;
     const wchar_t* file;
-    const char* content;  // of the stand-in resource, by its number
+    const char* content;  // of the replaced resource, by its number
   } rows[] = {
       {L"zh-CN", L"CHS.xml", "186"}, {L"zh-TW", L"CHT.xml", "151"}, {L"cs-CZ", L"CSY.xml", "166"},
       {L"da-DK", L"DAN.xml", "167"}, {L"de-DE", L"DEU.xml", "179"}, {L"el-GR", L"ELL.xml", "178"},
@@ -131,7 +131,7 @@ TEST_F(LanguageFileChoice, OtherLocalesGetEnglishAndNoFile) {
 }
 
 TEST_F(LanguageFileChoice, PrefixNeedsNoSeparatorBehindIt) {
-  // Filipino begins as Finnish does, and gets its file.
+  // Filipino begins like Finnish and gets its file.
   EXPECT_EQ(select(L"fil-PH"), L"CleanUp\\FIN.xml");
 }
 
@@ -350,7 +350,7 @@ TEST_F(Caption, LoadedTextRows) {
   };
   for (const auto& row : rows) {
     if (std::string(row.name) == "half a mark" && ::GetACP() != 1252) {
-      continue;  // another code page has another letter there
+      continue;  // another code page has a different letter there
     }
     useFile(row.bytes);
     std::wstring text = L"older";

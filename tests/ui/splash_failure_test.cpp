@@ -1,5 +1,5 @@
-// splash_failure_test - a splash window that cannot be made whole: the thread ends early or goes on without a font, the
-// run never notices, and closing works.
+// splash_failure_test - a splash window that cannot be created completely: the thread ends early or continues without a
+// font, the run is not affected, and closing works.
 
 #include <gtest/gtest.h>
 
@@ -56,7 +56,7 @@ LINK_SEAM(HFONT, CreateFontW,
       clipPrecision, quality, pitchAndFamily, face);
 }
 
-// An older system's user32 lacks the functions that the splash window looks for there, as kernel32 does.
+// kernel32 takes the place of an older user32, which lacks the functions that the splash window looks for.
 LINK_SEAM(HMODULE, GetModuleHandleW, (LPCWSTR name)) {
   const auto real = realFunction<decltype(&::GetModuleHandleW)>(L"kernel32.dll", "GetModuleHandleW");
   return real(systemIsOld && name && std::wstring(name) == L"User32" ? L"kernel32" : name);

@@ -1,4 +1,4 @@
-// template_reader - reads a dialog template (DLGTEMPLATEEX) of the running program, as Windows reads it.
+// template_reader - reads a dialog template (DLGTEMPLATEEX) of the running program like Windows does.
 #pragma once
 
 #include <cstring>
@@ -83,7 +83,7 @@ class TemplateReader {
     item.id = static_cast<int>(take<DWORD>());
     item.className = takeName();
     item.text = takeName();
-    offset_ += take<WORD>();  // data for its creation
+    offset_ += take<WORD>();  // creation data
     return item;
   }
 
@@ -95,7 +95,7 @@ class TemplateReader {
     return value;
   }
 
-  // A name, or a number with its sign, as of an icon.
+  // A name, or a resource number with its prefix, as for an icon.
   std::wstring takeName() {
     const WORD first = take<WORD>();
     if (first == 0) {

@@ -1,4 +1,4 @@
-// window_fixture - what the tests of windows share: texts, waiting for a change without a fixed pause, the message
+// window_fixture - helpers for tests of windows: reading texts, waiting for a change without a fixed pause, the message
 // queue.
 #pragma once
 
@@ -18,7 +18,7 @@ inline std::wstring controlText(HWND dialog, int control) {
   return windowText(::GetDlgItem(dialog, control));
 }
 
-// Asks until the condition holds; false when it does not within the limit.
+// Polls until the condition holds; false if it does not within the limit.
 template <class Condition>
 bool waitUntil(Condition condition) {
   const ULONGLONG end = ::GetTickCount64() + kWaitLimitMilliseconds;
@@ -31,7 +31,7 @@ bool waitUntil(Condition condition) {
   return true;
 }
 
-// Hands on what waits in the thread's queue. Returns the code of a quit message, -1 without one.
+// Dispatches the messages in the thread's queue. Returns the code of a quit message, or -1 if there is none.
 inline int pumpWaitingMessages(HWND dialog) {
   MSG message = {};
   while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
