@@ -36,7 +36,7 @@ def parts_below_maker(row):
         below = parts[1:]
     elif first in ("windows", "%systemroot%"):
         if len(parts) < 4 or parts[1].lower() not in ("system32", "syswow64") or parts[2].lower() not in MAKERS_TOPS:
-            return None, "names a place of the system's"
+            return None, "names a place of the system"
         below = parts[3:]
     elif first == "users" or first == "%userprofile%":
         return None, "names a user's own files"
@@ -48,7 +48,7 @@ def parts_below_maker(row):
         below = parts[2:]
     else:
         return None, "is in no known folder"
-    return (below, "") if below else (None, "names a folder in which others of the maker's programs lie")
+    return (below, "") if below else (None, "names a folder that contains other programs of the maker")
 
 
 def against_directory(row):
@@ -79,11 +79,11 @@ def against_file(row):
     if "*" in head:
         return "has a * in a folder's name"
     if "*" in name and ("**" in name or name.rindex("*") > name.find(".") or max(map(len, literal_rows(name))) < 3):
-        return "matches too much: a pattern has three letters or more in a row and its extension behind its last *"
+        return "matches too much: a pattern needs three consecutive letters, and its extension after its last *"
     if not is_plain(literal) or "." not in name:
-        return "is no file's name"
+        return "is not a file name"
     if re.fullmatch(r"Windows\\(System32|SysWOW64)", head):
-        return "" if names_the_maker(name) else "lies beside the system's files and does not bear the maker's letters"
+        return "" if names_the_maker(name) else "is among the system's files and does not have the maker's letters"
     below, reason = parts_below_maker(row)
     if reason:
         return reason
@@ -93,7 +93,7 @@ def against_file(row):
 def parts_of_key(row):
     hive, *parts = row.split("\\")
     if hive not in HIVES:
-        return None, "begins with no root that the document may name"
+        return None, "does not begin with a root that the document may name"
     if not parts:
         return None, "names a whole root"
     if not all(map(is_plain, parts)):
@@ -111,9 +111,9 @@ def against_key(row):
         return reason
     if parts[0].lower() == "software" and len(parts) > 1:
         if parts[1].lower() == "qbx":
-            return "is the installer's own: only the last stage of a run may end it"
+            return "is the installer's own: only the last stage of a run may remove it"
         if parts[1].lower() in MAKERS_TOPS:
-            return "" if len(parts) > 2 else "names a key in which others of the maker's programs keep theirs"
+            return "" if len(parts) > 2 else "names a key in which other programs of the maker have theirs"
         if parts[1] == "UXF":
             return ""
     parent = "\\".join(parts[:-1]).lower()
@@ -138,8 +138,8 @@ def against_value(row):
 
 def against_name(row):
     if not is_plain(row) or "\\" in row:
-        return "is no plain name"
-    return "" if sounds_of_the_maker(row) else "does not bear the maker's name"
+        return "is not a plain name"
+    return "" if sounds_of_the_maker(row) else "does not contain the maker's name"
 
 
 def against_service(row):
@@ -148,14 +148,14 @@ def against_service(row):
 
 
 def against_process(row):
-    return against_name(row) or ("" if row.endswith(".exe") else "is no program's file name")
+    return against_name(row) or ("" if row.endswith(".exe") else "is not the file name of a program")
 
 
 def against_shortcut(row):
     parts = row.split("\\")
     if len(parts) != 2 or not all(map(is_plain, parts)) or not re.fullmatch(r".+\.lnk", parts[1]):
         return "is not a folder of the Start Menu and a link in it"
-    return "" if sounds_of_the_maker(parts[0]) else "would take a folder that is not the maker's"
+    return "" if sounds_of_the_maker(parts[0]) else "would remove a folder that is not the maker's"
 
 
 AGAINST = {"ScheduledTasks": against_name, "Services": against_service, "Shortcuts": against_shortcut,

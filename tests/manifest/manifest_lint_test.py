@@ -87,21 +87,21 @@ SPOILT = [
     ("another letter", replaced(b"UserProfiles.zip", b"UserPr\xf6files.zip"), "document: line 143 is not plain ASCII"),
     ("a bare line end", replaced(b"{\r\n", b"{\n"),
      "document: line 1 does not end in a carriage return and a line feed"),
-    ("no last line end", SHIPPED[:-2], "document: the last line has no end"),
-    ("a tab", replaced(b'  "Generic"', b'\t"Generic"'), 'document: line 2 has another layout than:   "Generic": {'),
+    ("no last line end", SHIPPED[:-2], "document: the last line has no line end"),
+    ("a tab", replaced(b'  "Generic"', b'\t"Generic"'), 'document: line 2 should be:   "Generic": {'),
     ("a text without an end", replaced(b'"ORVTelemetryService"', b'"ORVTelemetryService'),
      "document: is not JSON from line 17 on"),
     ("a package twice", replaced(b'"LumioControlPanel64": {', b'"LMBranding64": {'),
-     "document: has a key twice in one object: LMBranding64"),
+     "document: has a duplicate key in an object: LMBranding64"),
     ("a list missing", changed(lambda tree: tree["Generic"].pop("Shortcuts")), "Generic: lacks Shortcuts"),
     ("a key misspelt", changed(lambda tree: tree["ExclusionList"].update(Proces=[])),
-     "ExclusionList: has Proces, which nobody reads"),
+     "ExclusionList: has Proces, which is not read"),
     ("another order", changed(lambda tree: reordered(tree, "ExclusionList")),
-     "document: has its keys in another order than Generic, ExclusionList, InclusionList, Packages"),
+     "document: does not have its keys in the order Generic, ExclusionList, InclusionList, Packages"),
     ("a text for a list", changed(lambda tree: drivers(tree)["UsbTypeCDriver64"].update(Services="orvusbtypec")),
-     "UsbTypeCDriver64.Services: is no list of texts"),
+     "UsbTypeCDriver64.Services: is not a list of strings"),
     ("a number for a text", changed(lambda tree: drivers(tree)["UsbTypeCDriver64"]["Info"].update(PID=7)),
-     "UsbTypeCDriver64.Info: has a PID that is no text"),
+     "UsbTypeCDriver64.Info: has a PID that is not a string"),
     ("a dot in a name",
      changed(lambda tree: drivers(tree).update({"Driver.64": drivers(tree).pop("PanelComponentDriver64")})),
      "Driver.64: has a dot in its name: the program can't find such a package"),
@@ -115,48 +115,48 @@ SPOILT = [
      "CompanionFunctionDriver64.Info: names half of a sibling: it would match no device"),
     ("a display driver by its description",
      changed(lambda tree: drivers(tree)["DisplayDriver64"]["Info"].update(DeviceDesc="Orvane Graphics")),
-     'DisplayDriver64.Info: "Orvane Graphics" finds display devices by DeviceDesc, past the kept graphics cards'),
+     'DisplayDriver64.Info: "Orvane Graphics" finds display devices by DeviceDesc, bypassing the kept graphics cards'),
     ("devices of others", changed(lambda tree: drivers(tree)["ToneBusDriver64"]["Info"].update(DeviceDesc="Audio")),
-     'ToneBusDriver64.Info: "Audio" finds devices of others by DeviceDesc'),
+     'ToneBusDriver64.Info: "Audio" finds devices of other makers by DeviceDesc'),
     ("an upgrade code in small letters",
      changed(lambda tree: applications(tree)["KOTuning64"]["Info"].update(UpgradeID=KO_CODE.lower())),
-     f'KOTuning64.Info: "{KO_CODE.lower()}" is no upgrade code: braces, capitals, a random GUID'),
+     f'KOTuning64.Info: "{KO_CODE.lower()}" is not an upgrade code: braces, capitals, a random GUID'),
     ("an upgrade code twice",
      changed(lambda tree: applications(tree)["ORVTrayAgent64"]["Info"].update(UpgradeID=KO_CODE)),
      f'ORVTrayAgent64.Info: "{KO_CODE}" is the upgrade code of KOTuning64'),
     ("a command line", changed(lambda tree: applications(tree)["KOTuning64"]["Info"].update(CommandLine="/x")),
      "KOTuning64.Info: has a CommandLine; the installer finds the product by its code"),
     ("services of an application", changed(lambda tree: applications(tree)["KOTuning64"].update(Services=["orvtuner"])),
-     "KOTuning64.Services: has rows, which nobody reads: an application has no services"),
+     "KOTuning64.Services: has rows, which are not read: an application has no services"),
     ("a row too few", changed(lambda tree: tree["Generic"]["Shortcuts"].pop()),
      "counts: Generic.Shortcuts: 2, but the table of shipped counts says 3"),
     # Packages that no removed device can count for: their rows would stay on every machine.
     ("a row of the second package of a class",
      changed(lambda tree: drivers(tree)["AudioCoprocessorDriver64"]["RegistryKeys"].append(KEY + "Audio\\Voices")),
-     f'AudioCoprocessorDriver64.RegistryKeys: {json.dumps(KEY + "Audio" + chr(92) + "Voices")} is of a package that no '
-     "device counts for: DisplayAudioDriver64 gets them all"),
+     f'AudioCoprocessorDriver64.RegistryKeys: {json.dumps(KEY + "Audio" + chr(92) + "Voices")} is in a package for which no '
+     "device can count: DisplayAudioDriver64 gets them all"),
     ("a row of the second package of a class, in other letters",
      changed(lambda tree: (drivers(tree)["UsbTypeCDriver64"]["Info"].update(ClassName="softwarecomponent"))),
-     'UsbTypeCDriver64.Services: "orvusbtypec" is of a package that no device counts for: '
+     'UsbTypeCDriver64.Services: "orvusbtypec" is in a package for which no device can count: '
      "SettingsComponentDriver64 gets them all"),
     ("a row of the second display driver",
      changed(lambda tree: drivers(tree)["DisplayDriver64"]["Services"].append("orvgfxkm64")),
-     'DisplayDriver64.Services: "orvgfxkm64" is of a package that no device counts for: DisplayDriver gets them all'),
+     'DisplayDriver64.Services: "orvgfxkm64" is in a package for which no device can count: DisplayDriver gets them all'),
     ("a row of an extension",
      changed(lambda tree: drivers(tree)["DisplayExtensionDriver64"]["Services"].append("orvdispextsvc")),
-     'DisplayExtensionDriver64.Services: "orvdispextsvc" is of a package that no device counts for: '
+     'DisplayExtensionDriver64.Services: "orvdispextsvc" is in a package for which no device can count: '
      "extensions lose their driver package only"),
     ("a description that an earlier one is part of",
      changed(lambda tree: drivers(tree)["FanControllerDriver64"]["Info"].update(DeviceDesc="Orvane Crash Guard Fan")),
-     'FanControllerDriver64.Services: "orvfanctl" is of a package that no device counts for: '
+     'FanControllerDriver64.Services: "orvfanctl" is in a package for which no device can count: '
      "CrashGuardDriver64 gets them all"),
     ("a device id that an earlier one is part of",
      changed(lambda tree: drivers(tree)["VirtualMicrophoneDriver64"]["Info"].update(DeviceID="ROOT\\ORVTONEBUS2")),
-     'VirtualMicrophoneDriver64.Services: "orvvirtmic" is of a package that no device counts for: '
+     'VirtualMicrophoneDriver64.Services: "orvvirtmic" is in a package for which no device can count: '
      "ToneBusDriver64 gets them all"),
     ("a system package that means no device",
      changed(lambda tree: drivers(tree)["FanControllerDriver64"]["Info"].update(DeviceDesc="")),
-     'FanControllerDriver64.Services: "orvfanctl" is of a package that no device counts for: it means none'),
+     'FanControllerDriver64.Services: "orvfanctl" is in a package for which no device can count: it matches none'),
     ("the experience programme's store app",
      changed(lambda tree: tree["InclusionList"]["UWP"].__setitem__(-1, "OrvaneDevicesInc-2.MeridiaExperience*")),
      'InclusionList.UWP: "OrvaneDevicesInc-2.MeridiaExperience*" is the experience programme\'s, which a user may have '
@@ -168,43 +168,43 @@ SPOILT = [
     ("a key of a package's own name",
      changed(lambda tree: applications(tree)["LumioCapture64"]["RegistryKeys"].append(KEY + "LM\\LumioCapture")),
      f'LumioCapture64.RegistryKeys: {json.dumps(KEY + "LM" + chr(92) + "LumioCapture")} ends in the package\'s own name, '
-     "which no product knows"),
+     "which products do not use"),
     ("a key of a driver package's own name, in two words",
      changed(lambda tree: drivers(tree)["CrashGuardDriver64"]["RegistryKeys"].append(KEY + "Crash Guard")),
      f'CrashGuardDriver64.RegistryKeys: {json.dumps(KEY + "Crash Guard")} ends in the package\'s own name, '
-     "which no product knows"),
-    ("a setting that four packages have alike", changed(lambda tree: settings_alike(tree, 4)),
+     "which products do not use"),
+    ("a setting that four packages have in common", changed(lambda tree: settings_alike(tree, 4)),
      f'LumioCapture64.RegistryValues: {json.dumps(KEY + "Settings" + chr(92) + "LumioCaptureUserLevel")} is a setting that '
-     "4 packages have alike"),
-    ("a file that four packages have alike",
+     "4 packages have in common"),
+    ("a file that four packages have in common",
      changed(lambda tree: [applications(tree)[name]["Files"].append(f"INSTALL_DIR\\LM\\{name}\\Profiles\\calm.json")
                            for name in ALIKE[:4]]),
      'LumioCapture64.Files: "INSTALL_DIR\\\\LM\\\\LumioCapture64\\\\Profiles\\\\calm.json" is a file that 4 packages '
-     "have alike"),
+     "have in common"),
     ("a service beside each service",
      changed(lambda tree: [drivers(tree)[name]["Services"].append(service + "svc") for name, service in SERVICES.items()]),
-     'FanControllerDriver64.Services: "orvfanctlsvc" is another service with an ending, as in 4 packages'),
+     'FanControllerDriver64.Services: "orvfanctlsvc" is another service with a suffix, as in 4 packages'),
     ("a package not included",
      changed(lambda tree: tree["InclusionList"]["Applications"].__setitem__(-1, "OrvaneOther64")),
-     "InclusionList.Applications: lacks OrvaneBundle64: all that it lists would be protected"),
+     "InclusionList.Applications: lacks OrvaneBundle64: everything it lists would be protected"),
 ]
-TOO_MUCH = "matches too much: a pattern has three letters or more in a row and its extension behind its last *"
-NOT_THE_MAKERS = "lies beside the system's files and does not bear the maker's letters"
+TOO_MUCH = "matches too much: a pattern needs three consecutive letters, and its extension after its last *"
+NOT_THE_MAKERS = "is among the system's files and does not have the maker's letters"
 # Rows: the list, the row that takes the place of its last one, what is wrong with it.
 SPOILT_ROWS = [
     ("Generic.Directories", "C:\\", "has an empty or dotted part"),
     ("Generic.Directories", "C:", "names a drive's root"),
     ("Generic.Directories", "D:\\ORV\\Packages", "names a drive"),
-    ("Generic.Directories", "Windows\\System32", "names a place of the system's"),
-    ("Generic.Directories", "Windows\\System32\\drivers\\etc", "names a place of the system's"),
+    ("Generic.Directories", "Windows\\System32", "names a place of the system"),
+    ("Generic.Directories", "Windows\\System32\\drivers\\etc", "names a place of the system"),
     ("Generic.Directories", "Program Files", "names a folder that all programs share"),
-    ("Generic.Directories", "Program Files\\ORV", "names a folder in which others of the maker's programs lie"),
+    ("Generic.Directories", "Program Files\\ORV", "names a folder that contains other programs of the maker"),
     ("Generic.Directories", "Program Files\\Other Maker\\Editor", "is not in a folder of the maker's"),
     ("Generic.Directories", "Users\\Public\\Documents\\ORV", "names a user's own files"),
     ("Generic.Directories", "Windows\\System32\\ORV\\..\\..", "has an empty or dotted part"),
     ("Generic.Directories", "Windows\\SysWOW64\\ORV\\gpu-*",
      "has a part that Windows does not allow; * works in file rows only"),
-    ("Generic.Directories", "Windows\\System32\\ORV\\shadercache", "stands twice in the list"),
+    ("Generic.Directories", "Windows\\System32\\ORV\\shadercache", "is in the list twice"),
     ("Generic.Files", "Windows\\System32\\*.*", TOO_MUCH),
     ("Generic.Files", "Windows\\System32\\or*.dll", TOO_MUCH),
     ("Generic.Files", "Windows\\System32\\or*v1*.dll", TOO_MUCH),
@@ -217,15 +217,15 @@ SPOILT_ROWS = [
     ("Generic.Files", "Windows\\System32\\storv*.sys", NOT_THE_MAKERS),
     ("Generic.Files", "Windows\\System32\\kernel*.dll", NOT_THE_MAKERS),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE", "names a whole root"),
-    ("Generic.RegistryKeys", "HKLM\\SOFTWARE\\ORV\\LM", "begins with no root that the document may name"),
+    ("Generic.RegistryKeys", "HKLM\\SOFTWARE\\ORV\\LM", "does not begin with a root that the document may name"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV",
-     "names a key in which others of the maker's programs keep theirs"),
+     "names a key in which other programs of the maker have theirs"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run",
      "names a key that is not the maker's"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\storvsc",
      "does not begin with the maker's letters"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX\\Install",
-     "is the installer's own: only the last stage of a run may end it"),
+     "is the installer's own: only the last stage of a run may remove it"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\ChipsetTool", "names the chipset software, which stays"),
     ("Generic.RegistryKeys", "HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\Chipset",
      "names the chipset software, which stays",
@@ -234,14 +234,14 @@ SPOILT_ROWS = [
     ("Generic.RegistryKeysEmpty", "HKEY_LOCAL_MACHINE\\SOFTWARE", "is not the maker's top key"),
     ("Generic.RegistryValues", "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run\\OtherAgent",
      "names a value that is not the maker's"),
-    ("Generic.Services", "Dnscache", "does not bear the maker's name"),
-    ("Generic.Process", "explorer.exe", "does not bear the maker's name"),
-    ("Generic.Shortcuts", "Accessories\\Lumio.lnk", "would take a folder that is not the maker's"),
-    ("InclusionList.Drivers", "DisplayDriver", "may not be in it: a factory reset would take it"),
-    ("InclusionList.UWP", "*", "is no pattern for one of the maker's store apps"),
-    ("Packages.ORVApplications.KOTuning64.Process", "ORVOther.exe", "is no file of the package"),
+    ("Generic.Services", "Dnscache", "does not contain the maker's name"),
+    ("Generic.Process", "explorer.exe", "does not contain the maker's name"),
+    ("Generic.Shortcuts", "Accessories\\Lumio.lnk", "would remove a folder that is not the maker's"),
+    ("InclusionList.Drivers", "DisplayDriver", "must not be in it: a factory reset would remove it"),
+    ("InclusionList.UWP", "*", "is not a pattern for one of the maker's store apps"),
+    ("Packages.ORVApplications.KOTuning64.Process", "ORVOther.exe", "is not a file of the package"),
     ("Packages.ORVApplications.KOTuning64.Files", "Program Files\\ORV\\Elsewhere\\a.dll",
-     "lies in no folder that a row names: the folder would stay"),
+     "is in no folder that a row names: the folder would be left behind"),
 ]
 
 
@@ -280,7 +280,7 @@ class ManifestLint(unittest.TestCase):
 
     def test_three_packages_may_have_a_setting_alike(self):
         _, faults, _ = lint(changed(lambda tree: settings_alike(tree, 3)))
-        self.assertEqual([], [fault for fault in faults if "alike" in fault])
+        self.assertEqual([], [fault for fault in faults if "in common" in fault])
 
     def test_packages_that_stay_compete_for_no_device(self):
         # The package for the sensor hub is in no inclusion list: what it means counts for the next one.
