@@ -20,13 +20,13 @@ constexpr wchar_t kUserData[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\
 constexpr wchar_t kUserDataUpgradeCodes[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UpgradeCodes";
 constexpr wchar_t kInstallerFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\Folders";
 
-// A product's registration as it stands in the classes root, under the machine's classes and under each user.
+// Where products are registered: in the classes root, under the machine's classes, or under one user.
 struct Registration {
   HKEY root;
   std::wstring installerKey;
 };
 
-// What cannot be read or found takes no part; the walk goes on behind the call.
+// Runs one step and ignores whatever it throws: what cannot be read is skipped, and the walk goes on.
 template <class Step>
 void guarded(Step step) {
   try {
@@ -35,7 +35,7 @@ void guarded(Step step) {
   }
 }
 
-// Deletes the product's icon folder and takes it out of the installer's list of folders.
+// Deletes the product's icon folder and its entries in the installer's list of folders.
 void removeIconFolder(const std::wstring& productCode) {
   const std::wstring folder = FindIconFolder(productCode);
   if (!removeSingleEntry(folder) && ::GetLastError() == ERROR_DIR_NOT_EMPTY) {
@@ -47,7 +47,8 @@ void removeIconFolder(const std::wstring& productCode) {
   }
 }
 
-// Takes the product out of each key below `path` that lists products by value name. A key that lists no other goes.
+// Removes the product from the keys below `path` that list products by value name. Keys that list no other product are
+// deleted.
 void removeFromProductLists(HKEY root, const std::wstring& path, const std::wstring& product) {
   const RegistryKey lists = OpenRegistryKey(root, path, kReadWrite);
   for (const std::wstring& name : EnumerateSubkeys(lists.get())) {
@@ -107,7 +108,8 @@ void removeUserData(const std::wstring& productName) {
   }
 }
 
-// Removes the products of one registration that bear the name. `removeFiles` is called for each, before its entries go.
+// Removes the products with that name from one registration. `removeFiles` is called for each before its entries are
+// deleted.
 template <class RemoveFiles>
 void removeRegistration(const Registration& registration, const std::wstring& productName, RemoveFiles removeFiles) {
   const RegistryKey products =

@@ -1,14 +1,13 @@
-// forced_removal - wipes an installer product from the machine by hand, by its display name: all its entries in the
-// installer's registry data, its cached package and its icon folder. The way of last resort, when the installer itself
-// has failed. Runs no installer.
+// forced_removal - deletes an installer product by its display name, without the installer: its entries in the
+// installer's registry data, its cached package and its icon folder. The last resort when the installer has failed.
 #pragma once
 
 #include <set>
 #include <string>
 
-// Removes every trace of the registration of the products with that display name, compared without case. What cannot be
-// read or found is passed over. Throws RegKeyError when one of the installer's own top keys cannot be opened: then
-// nothing of that step and of those behind it is done.
+// Removes all registration data of the products with that display name, compared case-insensitively. Entries that
+// cannot be read are skipped. Throws RegKeyError if one of the installer's top-level keys cannot be opened; the step
+// that needs it and all later ones are then not done. RegDeleteTreeW, RegDeleteValueW.
 void ForceRemoveProduct(const std::wstring& productName);
 
 // Force-removes the named products in ascending order of their names, each with its log line.

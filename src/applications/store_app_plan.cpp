@@ -6,14 +6,14 @@ constexpr wchar_t kPowerShell[] = L"%SYSTEMROOT%\\System32\\WindowsPowerShell\\v
 constexpr wchar_t kScriptStart[] = L"\"Get-AppxPackage -AllUsers \"";
 constexpr wchar_t kScriptEnd[] = L"\" | Remove-AppxPackage -AllUsers\"";
 
-// What matches from its first character on, or is no argument at all, would take every store app off the machine, from
-// every user.
+// A pattern that begins with a wildcard, or that PowerShell does not see as an argument, would remove every store app
+// of every user.
 bool beginsWithoutAName(const std::wstring& pattern) {
   return pattern.find_first_not_of(L"*?[ \t\"") != 0;
 }
 
-// The closing line counts as a format without arguments: "%%" prints one %, and a conversion in the pattern prints
-// nothing. Formatted here, it reads nothing either: what a conversion without its argument would do is undefined.
+// Formats the closing line as if it were a printf format without arguments: "%%" becomes one %, and conversion
+// specifications in the pattern disappear. Really formatting it would be undefined behaviour.
 std::wstring formatWithoutArguments(const std::wstring& format) {
   std::wstring result;
   for (std::size_t i = 0; i < format.size(); ++i) {
@@ -23,7 +23,7 @@ std::wstring formatWithoutArguments(const std::wstring& format) {
       result.push_back(L'%');
       ++i;
     } else {
-      // Flags, width, precision and size, up to the letter of the conversion.
+      // Skips flags, width, precision and size up to the conversion letter.
       i = format.find_first_not_of(L"-+ #0123456789.*hlLwIjzt", i + 1);
       if (i == std::wstring::npos) {
         break;

@@ -1,12 +1,13 @@
-// store_app_plan - decides how a pattern for store apps of the manifest is carried out, if at all. Starts nothing.
+// store_app_plan - decides whether and how the store apps of a package pattern are removed. Starts no process.
 #pragma once
 
 #include <string>
 
 struct PlannedStoreApp {
-  bool isRefused = false;    // the pattern begins without a name: it would take every store app off the machine
-  std::wstring commandLine;  // for the command interpreter, which expands %SYSTEMROOT%
-  std::wstring closingLine;  // for the log, when PowerShell has ended
+  bool isRefused = false;    // the pattern does not begin with a name and could match every store app
+  std::wstring commandLine;  // for cmd.exe, which expands %SYSTEMROOT%
+  std::wstring closingLine;  // logged after PowerShell has ended
 };
 
+// Pure.
 PlannedStoreApp PlanStoreAppRemoval(const std::wstring& packagePattern);

@@ -1,8 +1,8 @@
-// store_apps - removes store apps through PowerShell. Knows nothing of installer products.
+// store_apps - removes store apps through PowerShell. Knows nothing about installer products.
 #pragma once
 
 #include <string>
 
-// Removes every store app that the pattern names, for all users, and waits without a limit. The outcome is not looked
-// at. A pattern that begins without a name is logged and not carried out. CreateProcessW.
+// Removes all store apps that match the pattern, for all users, and waits for as long as it takes. The outcome is
+// ignored. A pattern that could match every app is logged and not carried out. CreateProcessW.
 void RemoveStoreApp(const std::wstring& packagePattern);

@@ -12,9 +12,9 @@ constexpr wchar_t kSupportTypeUpdate[] = L"schtasks /Run /TN \"ORVScoSupportType
 }  // namespace
 
 void RunSupportTypeUpdateTask() {
-  // Nothing expands the working directory; the task is only asked for, and what becomes of it does not matter.
+  // The working directory is passed unexpanded; where it is invalid the start fails, which does no harm.
   const DWORD code = RunCommand(kSupportTypeUpdate, L"%SYSTEMROOT%\\System32", false);
-  // A process that still runs has the code STILL_ACTIVE, and a failed start that of its error: both count as able.
+  // Non-zero is STILL_ACTIVE for a running process, but also the error of a failed start: both are logged as able.
   LogDebug(code != 0 ? L"Able to run ORVScoSupportTypeUpdate  : %s " : L"Not able to run ORVScoSupportTypeUpdate : %s ",
            kSupportTypeUpdate);
 }

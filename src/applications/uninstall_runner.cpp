@@ -21,10 +21,10 @@ namespace {
 constexpr wchar_t kRemovalProperties[] =
     L"REMOVE=ALL REBOOT=ReallySuppress MSIFASTINSTALL=3 MSIRESTARTMANAGERCONTROL=Disable";
 
-// What the first pass takes for done. The user's cancel is among them: nobody is asked, so there is nothing to try
-// again.
+// Codes that count as success in the first pass. A cancel by the user is one of them: the installer runs without user
+// interface, so there is nothing to retry.
 constexpr std::array<int, 3> kDone = {ERROR_SUCCESS, ERROR_SUCCESS_REBOOT_REQUIRED, ERROR_INSTALL_USEREXIT};
-// What the second pass takes for done.
+// Codes that count as success in the second pass.
 constexpr std::array<int, 3> kRetryDone = {ERROR_SUCCESS, ERROR_SUCCESS_REBOOT_REQUIRED,
                                            ERROR_SUCCESS_RESTART_REQUIRED};
 
@@ -59,7 +59,7 @@ void RetryFailedApplications(std::vector<ApplicationPackage>& failed) {
 
 int UninstallByUpgradeCode(const std::wstring& upgradeCode) {
   int result = -1;
-  // Found one by one: each removal moves the products behind it up.
+  // One by one: a removal shifts the products after it, so every other one may be skipped.
   for (DWORD index = 0; const auto product = FindRelatedProduct(upgradeCode, index); ++index) {
     const std::wstring package = GetProductProperty(*product, L"LocalPackage");
     result = static_cast<int>(::MsiInstallProductW(package.c_str(), kRemovalProperties));

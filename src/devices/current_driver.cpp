@@ -10,7 +10,7 @@ namespace {
 
 constexpr DWORD kManufacturerBytes = 512;
 
-// What the system keeps of a device's installed driver in the device's driver key. Empty texts where there is none.
+// What the device's driver key records about its installed driver; empty strings if there is none.
 struct InstalledDriver {
   std::wstring provider;
   std::wstring section;
@@ -34,11 +34,11 @@ InstalledDriver readInstalledDriver(DeviceElement& device) {
           readText(key.get(), L"MatchingDeviceId")};
 }
 
-// The slow way, for a system that cannot name the installed driver: the node of the class that has the device's
-// manufacturer, and the provider, section and hardware id that the system keeps for the device's driver.
+// Slow fallback for a system that does not support DI_FLAGSEX_INSTALLEDDRIVER: looks for the class driver with the
+// device's manufacturer and the provider, section and hardware id recorded in the driver key.
 std::optional<SP_DRVINFO_DATA_V2_W> findByDetails(DeviceElement& device, SP_DEVINSTALL_PARAMS_W parameters) {
   parameters.FlagsEx &= ~static_cast<DWORD>(DI_FLAGSEX_INSTALLEDDRIVER | DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
-  wchar_t manufacturer[kManufacturerBytes / sizeof(wchar_t) + 1] = {};  // room for a terminator that it may lack
+  wchar_t manufacturer[kManufacturerBytes / sizeof(wchar_t) + 1] = {};  // the value may lack its terminator
   if (!::SetupDiGetDeviceRegistryPropertyW(device.set, &device.data, SPDRP_MFG, nullptr,
                                            reinterpret_cast<BYTE*>(manufacturer), kManufacturerBytes, nullptr)) {
     return {};

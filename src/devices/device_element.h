@@ -1,12 +1,12 @@
-// device_element - one device of a device information set, as the calls of SetupAPI take it. Owns nothing: the set has
-// to live longer.
+// device_element - one device in a device information set, in the form that SetupAPI calls take. Does not own the set,
+// which has to outlive it.
 #pragma once
 
 #include <windows.h>
 
 #include <setupapi.h>
 
-// The sizes that the platform tests for; a structure of another size would be refused on every machine.
+// SetupAPI checks cbSize and rejects structures of any other size.
 static_assert(sizeof(SP_DEVINFO_DATA) == 32);
 static_assert(sizeof(SP_DEVINSTALL_PARAMS_W) == 584);
 static_assert(sizeof(SP_DRVINFO_DATA_V2_W) == 1568);
@@ -17,7 +17,7 @@ struct DeviceElement {
   SP_DEVINFO_DATA data = {};
 };
 
-// A zeroed structure of SetupAPI with its size filled in, as the calls ask for it.
+// A zeroed SetupAPI structure with cbSize set.
 template <class Structure>
 Structure sizedStructure() {
   Structure structure = {};

@@ -29,7 +29,7 @@ bool passesIdFilter(const std::wstring& deviceId, const DeviceQuery& query) {
                      [&deviceId](const wchar_t* word) { return contains(deviceId, word); });
 }
 
-// Reads the set's element of that index. False behind the last one; an element that cannot be read is an empty one.
+// Reads the element at that index of the set. False past the last one; an element that cannot be read stays zeroed.
 bool readElement(DeviceElement& element, DWORD index) {
   element.data = sizedStructure<SP_DEVINFO_DATA>();
   return ::SetupDiEnumDeviceInfo(element.set, index, &element.data) || ::GetLastError() != ERROR_NO_MORE_ITEMS;
@@ -69,7 +69,7 @@ std::vector<DeviceRecord*> DeviceInventory::FindDevices(const DeviceQuery& query
     record->deviceId = deviceId;
     found.push_back(record);
   }
-  // What is slow to read is read only for the devices that have passed.
+  // The slow reads are done only for devices that passed the filters.
   if (!found.empty()) {
     if (query.withSiblings) {
       for (DeviceRecord* record : found) {
@@ -106,7 +106,7 @@ void DeviceInventory::FindSiblings(DeviceRecord& device) {
       break;
     }
     if (result != CR_SUCCESS) {
-      continue;  // asked again for the same node, for as long as the configuration manager is busy
+      continue;  // the configuration manager is busy: ask for the same node again
     }
     appendOnce(next);
     current = next;

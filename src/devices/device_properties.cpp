@@ -8,8 +8,8 @@
 
 namespace {
 
-// The bytes of a property and its type. Two zero characters follow the value, so that a text without its terminator
-// ends there; a third makes up for a value that ends with half a character.
+// The bytes of a property and its type. The value is followed by zeros for its missing terminators: two characters, and
+// one more for a value that ends in half a character.
 std::vector<BYTE> readProperty(DeviceElement& device, DWORD property, DWORD* type) {
   DWORD size = 0;
   if (!::SetupDiGetDeviceRegistryPropertyW(device.set, &device.data, property, type, nullptr, 0, &size)) {
@@ -18,7 +18,7 @@ std::vector<BYTE> readProperty(DeviceElement& device, DWORD property, DWORD* typ
       return {};
     }
     if (error != ERROR_INSUFFICIENT_BUFFER) {
-      size = 0;  // the reported size means nothing then
+      size = 0;  // the reported size is meaningless then
     }
   }
   std::vector<BYTE> value(size + 3 * sizeof(wchar_t));

@@ -1,5 +1,5 @@
-// device_records - what is known of one device node, its driver nodes and their INF files, and what a query for devices
-// asks. Plain data. An empty text or list means that the property is absent or could not be read.
+// device_records - what is known about one device node, its driver nodes and their INF files, and the criteria of a
+// device query. Plain data. An empty string or list means that the property is absent or could not be read.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,7 @@
 
 #include <windows.h>
 
-// Facts on one INF file. For a driver node, date, infPath and isOem are known; for a package of the driver store, the
-// others are.
+// One INF file. Driver nodes fill date, infPath and isOem; packages of the driver store fill infPath and the strings.
 struct InfRecord {
   SYSTEMTIME date = {};
   GUID classGuid = {};
@@ -41,10 +40,10 @@ struct DeviceRecord {
   std::wstring friendlyName;
   std::wstring description;
   std::wstring classGuid;
-  std::wstring className;                            // in the case that the system gives
+  std::wstring className;                            // in the system's own letter case
   std::wstring deviceId;                             // instance id
   std::vector<std::unique_ptr<DriverInfo>> drivers;  // in enumeration order
-  std::vector<DeviceRecord*> siblings;               // owned, like every record, by the inventory that found them
+  std::vector<DeviceRecord*> siblings;               // owned by the inventory, like all records
   std::uint32_t installState = 0;
   std::uint32_t capabilities = 0;
   std::uint32_t configFlags = 0;
@@ -57,11 +56,11 @@ struct DeviceRecord {
   const std::wstring& getDeviceId() const { return deviceId; }
 };
 
-// Which devices are asked for. The first id filter that is not empty decides alone: the instance id has to contain it,
-// with case. Without a filter it has to contain one of the maker's vendor ids.
+// The criteria of a device query. Only the first non-empty id filter counts: the instance id must contain it, compared
+// case-sensitively. Without a filter, the instance id must contain one of the maker's vendor ids.
 struct DeviceQuery {
-  std::wstring className = {};  // compared without case
+  std::wstring className = {};  // compared case-insensitively
   std::wstring primaryIdFilter = {};
   std::wstring secondaryIdFilter = {};
-  bool withSiblings = false;  // each record gets the other children of the device's parent as well
+  bool withSiblings = false;  // also load the other children of each device's parent
 };

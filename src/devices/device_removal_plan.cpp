@@ -21,7 +21,8 @@ constexpr std::array<StageRow, 5> kStages = {{
     {MatchRule::DeviceId, L"Devices to Uninstall by devicesByDeviceID's", &MatchLists::devicesByDeviceID},
 }};
 
-// Adds the device's hardware ids to its lines, up to the one that names a graphics device to keep. True when one does.
+// Appends the device's hardware ids to its log lines, up to the first that names a graphics device to keep. True if one
+// does.
 bool examineHardwareIds(const DeviceRecord& device, const std::vector<GraphicsDevice>& kept,
                         std::vector<std::wstring>& lines) {
   for (const std::wstring& hardwareId : device.hardwareIds) {
@@ -37,8 +38,8 @@ bool examineHardwareIds(const DeviceRecord& device, const std::vector<GraphicsDe
   return false;
 }
 
-// A device that was matched by its class. `gpuExclusionApplied` is set by the first display device with an id that
-// could name one to keep, whether it is kept or not, and holds for every device from there on.
+// Plans a device that was matched by class. The first display device with a hardware id sets `gpuExclusionApplied`,
+// whether it is kept or not, and the flag then holds for all devices after it.
 PlannedDevice planByClassName(DriverMatch match, const GpuExclusion& gpuExclusion, bool factoryReset,
                               bool& gpuExclusionApplied) {
   const DeviceRecord& device = *match.device;

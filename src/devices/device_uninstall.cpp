@@ -1,4 +1,4 @@
-// device_uninstall - the part of Setup that takes one device off the system, with its driver packages.
+// device_uninstall - the part of Setup that removes one device and its driver packages.
 
 #include <windows.h>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-// The sizes that the platform tests for.
+// SetupAPI rejects structures of any other size.
 static_assert(sizeof(SP_CLASSINSTALL_HEADER) == 8);
 static_assert(sizeof(SP_REMOVEDEVICE_PARAMS) == 16);
 
@@ -72,7 +72,7 @@ bool Setup::removeDevice(DeviceElement& element, const DeviceRecord& device) {
   }
   LogDebug(L"Successfully removed device %s via DiUninstallDevice", device.deviceId.c_str());
   if (needReboot) {
-    // Told and not acted on: this way never makes a restart due.
+    // Logged only: this fallback never requests a restart.
     LogDebug(L"\tReboot needed to finish removing device");
   }
   return true;

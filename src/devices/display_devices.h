@@ -1,4 +1,4 @@
-// display_devices - finds the devices of the display adapter class, whoever has made them. Removes nothing.
+// display_devices - finds the devices of the display adapter class, of every vendor. Removes nothing.
 #pragma once
 
 #include <vector>
@@ -11,6 +11,6 @@ struct DisplayDevices {
   std::vector<SP_DEVINFO_DATA> devices;
 };
 
-// All devices of the display adapter class, absent ones included. Nothing when the set cannot be opened.
+// All devices of the display adapter class, including absent ones. None if the set cannot be opened.
 // SetupDiGetClassDevsW, SetupDiEnumDeviceInfo.
 DisplayDevices FindDisplayDevices();

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Called for each file of the queue.
+// Queue callbacks, called once per file.
 UINT CALLBACK countFile(PVOID count, UINT, UINT_PTR, UINT_PTR) {
   ++*static_cast<std::size_t*>(count);
   return NO_ERROR;
@@ -22,7 +22,7 @@ UINT CALLBACK takeFile(PVOID files, UINT, UINT_PTR targetPath, UINT_PTR) {
   return NO_ERROR;
 }
 
-// Has the class installer put the files of the driver into the queue. False when it was not asked.
+// Has the class installer queue the driver's files. False if the class installer was not called.
 bool queueFiles(DeviceElement& device, SP_DRVINFO_DATA_V2_W& driver, FileQueue& queue) {
   auto detail = sizedStructure<SP_DRVINFO_DETAIL_DATA_W>();
   if (!::SetupDiGetDriverInfoDetailW(device.set, &device.data, &driver, &detail, sizeof(detail), nullptr) &&
@@ -82,7 +82,7 @@ std::vector<std::wstring> CollectDriverFiles(DeviceElement& device) {
     ::SetupDiDestroyDriverInfoList(device.set, &device.data, SPDIT_CLASSDRIVER);
   }
   if (beforeIsKnown) {
-    // The removal that follows must not find a file queue there that is closed.
+    // The parameters still name our queue, which is about to be closed; the removal that follows must not find it.
     ::SetupDiSetDeviceInstallParamsW(device.set, &device.data, &before);
   }
   return files;

@@ -10,7 +10,7 @@ MatchLists FindDriverMatches(DeviceInventory& inventory, const std::vector<Drive
       LogDebug(L"No ClassName Specified for the driver\t:\t%s", driver.Name.c_str());
       continue;
     }
-    // One package at a time: what a query logs stands before the lines of its package.
+    // Package by package, so that what a query logs precedes the lines of its own package.
     for (const std::wstring& line : PlanMatches(driver, inventory.FindDevices(*query), lists)) {
       LogDebug(L"%s", line.c_str());
     }

@@ -1,5 +1,4 @@
-// driver_matches - finds the devices of the machine that belong to the driver packages of the manifest. Removes
-// nothing.
+// driver_matches - finds the devices that belong to the driver packages of the manifest. Removes nothing.
 #pragma once
 
 #include <vector>
@@ -7,6 +6,6 @@
 #include "devices/device_inventory.h"
 #include "devices/match_rules.h"
 
-// Asks the inventory for the candidates of one package after the other and matches them, with the lines of both in the
-// log. The matches point to records of the inventory.
+// Queries the inventory for the candidates of each package and applies the package's rule to them. Logs how each device
+// was examined. The matches point to records owned by the inventory.
 MatchLists FindDriverMatches(DeviceInventory& inventory, const std::vector<DriverPackage>& drivers);

@@ -30,8 +30,8 @@ std::unique_ptr<DriverInfo> makeDriverInfo(const SP_DRVINFO_DATA_V2_W& data, con
   return driver;
 }
 
-// Drivers of plug-and-play devices are commonly excluded from being selected by hand, and then only listed on request.
-// Where the request is refused, the list is read as it comes.
+// Most drivers of Plug and Play devices are marked ExcludeFromSelect and are listed only on request. If the request
+// fails, the default list has to do.
 void haveAllDriversListed(DeviceElement& device) {
   auto parameters = sizedStructure<SP_DEVINSTALL_PARAMS_W>();
   if (::SetupDiGetDeviceInstallParamsW(device.set, &device.data, &parameters)) {
@@ -66,7 +66,7 @@ void GetDriverDetails(DeviceElement& device, DeviceRecord& record) {
     }
     drivers.push_back(makeDriverInfo(driver, *detail));
   }
-  // The system keeps a list until it is destroyed: the next reading would get this one again.
+  // Otherwise the next reading would get this list again instead of a new one.
   ::SetupDiDestroyDriverInfoList(device.set, &device.data, SPDIT_COMPATDRIVER);
   record.drivers = std::move(drivers);
 }

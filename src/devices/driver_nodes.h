@@ -1,4 +1,4 @@
-// driver_nodes - reads the drivers that could serve a device. Knows nothing of driver packages and their removal.
+// driver_nodes - reads the drivers that are compatible with a device. Knows nothing about removing driver packages.
 #pragma once
 
 #include <string>
@@ -7,16 +7,16 @@
 #include "devices/device_element.h"
 #include "devices/device_records.h"
 
-// True when the file name in the path begins with "oem" in lower case. A path without a backslash is not OEM.
+// True if the file name in the path begins with "oem" in lower case. A path without a backslash is not OEM.
 bool IsOemInf(const std::wstring& infPath);
 
-// Replaces the record's driver nodes by those that the system lists for the device now, up to the first one that it
-// does not give. They stay when there is no list to be had, with a log line. SetupDiBuildDriverInfoList,
+// Replaces the record's driver nodes with those that the system lists now, up to the first node that cannot be read. If
+// the list cannot be built, the failure is logged and the record keeps its nodes. SetupDiBuildDriverInfoList,
 // SetupDiEnumDriverInfoW.
 void GetDriverDetails(DeviceElement& device, DeviceRecord& record);
 
-// The details of one driver node, with the hardware id, which follows the fixed part of the structure.
-// SetupDiGetDriverInfoDetailW in two calls. False when either failed.
+// The details of one driver node, including the hardware ids that follow the fixed part of the structure. False if
+// either call of SetupDiGetDriverInfoDetailW, for the size and for the data, failed.
 class DriverDetail {
  public:
   DriverDetail(DeviceElement& device, SP_DRVINFO_DATA_V2_W& driver);

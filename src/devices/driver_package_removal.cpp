@@ -10,7 +10,7 @@ namespace {
 using DiUninstallDriver = BOOL(WINAPI*)(HWND, LPCWSTR, DWORD, PBOOL);
 
 DiUninstallDriver findDiUninstallDriver() {
-  // The program's own call into the library, which would load it, may not have come yet.
+  // The library is loaded on first use, and nothing may have used it yet.
   static const HMODULE loaded = ::LoadLibraryExW(L"newdev.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
   const HMODULE library = loaded ? ::GetModuleHandleW(L"newdev") : nullptr;
   return library ? reinterpret_cast<DiUninstallDriver>(

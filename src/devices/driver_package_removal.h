@@ -1,5 +1,5 @@
-// driver_package_removal - takes one driver package out of the driver store. Knows neither the device nor the rule that
-// led to the package; the callers tell the log what became of it.
+// driver_package_removal - removes one driver package from the driver store. Knows nothing about devices or about the
+// rules that select packages; the callers log the outcome.
 #pragma once
 
 #include <string>
@@ -9,6 +9,6 @@ struct PackageUninstall {
   bool rebootNeeded = false;
 };
 
-// Gives the devices that use the package their next driver and removes the package. Not done when the system
-// refuses, which is logged, or has no such call. `infPath` is the full path of the INF. DiUninstallDriverW.
+// Removes the package after switching the devices that use it to their next best driver. Not done if the system
+// refuses, which is logged, or does not have the function. `infPath` is the full path of the INF. DiUninstallDriverW.
 PackageUninstall uninstallDriverPackage(const std::wstring& infPath);

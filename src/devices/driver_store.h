@@ -1,5 +1,5 @@
-// driver_store - reads the driver packages that lie in the driver store, by the INF files that Windows keeps of them.
-// Knows nothing of devices and removes nothing.
+// driver_store - lists the third-party driver packages of the driver store and reads their INF files. Knows nothing
+// about devices and removes nothing.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@
 
 #include "devices/device_records.h"
 
-// The [Version] section of an INF. Empty for what is not there.
+// The [Version] section of an INF. Missing entries are empty.
 struct InfVersionSection {
   std::wstring signature;
   std::wstring className;
@@ -25,10 +25,10 @@ struct InfVersionSection {
 // The full paths of all oem*.inf in the INF folder of Windows, in the order of the file system. FindFirstFileW.
 std::vector<std::wstring> ListOemInfFiles();
 
-// Reads the section. Keys are compared with case; decorated ones (CatalogFile.NT) do not count. An invalid handle
-// leaves everything empty. SetupFindFirstLineW, SetupGetStringFieldW.
+// Reads the section. Keys are compared case-sensitively, and decorated ones (CatalogFile.NT) are ignored. Leaves
+// everything empty if the handle is invalid. SetupFindFirstLineW, SetupGetStringFieldW.
 void ReadInfVersionSection(HINF infHandle, InfVersionSection& section);
 
-// What the INF of a driver package tells of it. A file that cannot be opened is logged and tells nothing but its path.
+// Reads the INF of a driver package. If it cannot be opened, the failure is logged and only infPath is set.
 // SetupOpenInfFileW.
 InfRecord ReadDriverPackage(const std::wstring& infPath);

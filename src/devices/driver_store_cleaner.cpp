@@ -13,14 +13,14 @@
 
 namespace {
 
-// True for SPAPI_E_INF_IN_USE_BY_DEVICES of any facility.
+// True for SPAPI_E_INF_IN_USE_BY_DEVICES and for the same code of any other facility.
 bool isInUseByDevices(DWORD error) {
   return (error & 0x8000FFFF) == 0x8000023D;
 }
 
 enum class Outcome {
-  DealtWith,             // removed, or refused for another reason than the next
-  KeptByGraphicsDevice,  // a graphics device that is kept still uses the package
+  DealtWith,             // removed, or failed for any other reason
+  KeptByGraphicsDevice,  // in use by a graphics device that is kept
 };
 
 Outcome removePackage(const std::wstring& infPath, bool mayBeInUse, StoreSweep& sweep) {
@@ -48,7 +48,7 @@ Outcome removePackage(const std::wstring& infPath, bool mayBeInUse, StoreSweep& 
 StoreSweep CleanDriverStore(bool gpuExclusionApplied, bool factoryReset) {
   StoreSweep sweep;
   LogDebug(L"----------CleanDriverStore::Started-------------");
-  // Package by package, since the log tells what was read of each right before what became of it.
+  // Package by package, since the log shows what was read of each one right before its outcome.
   for (const std::wstring& path : ListOemInfFiles()) {
     const InfRecord inf = ReadDriverPackage(path);
     LogDebug(L"Inf Name: %s, Class Name: %s, Signature: %s, Provider: %s, Catalog Name: %s", inf.infPath.c_str(),

@@ -1,12 +1,11 @@
-// driver_store_cleaner - sweeps the packages of the maker's drivers that no device names any more out of the driver
-// store. Which packages these are is decided by driver_store_plan; knows nothing of the devices.
+// driver_store_cleaner - removes the maker's driver packages that are left in the driver store once the devices are
+// gone. driver_store_plan decides which packages these are. Knows nothing about devices.
 #pragma once
 
 struct StoreSweep {
-  bool displayDevicesMustGo = false;  // on a virtual machine, and after a display extension was dealt with
-  bool rebootNeeded = false;          // a package needs a restart to be gone for good
+  bool displayDevicesMustGo = false;  // on a virtual machine, or after handling a display extension
+  bool rebootNeeded = false;          // a package asked for a restart
 };
 
-// Removes the maker's packages. One that cannot be read or removed stays, with a log line. DiUninstallDriverW,
-// SetupUninstallOEMInfW.
+// A package that cannot be read or removed is logged and stays. DiUninstallDriverW, SetupUninstallOEMInfW.
 StoreSweep CleanDriverStore(bool gpuExclusionApplied, bool factoryReset);

@@ -8,8 +8,8 @@
 
 namespace {
 
-// Catalog files of the maker's packages in classes that others use too. They are looked for in lower case, so the three
-// words with capitals never match; a package of theirs can still be taken up as a camera.
+// Parts of the catalog file names of the maker's packages in classes that it shares with others. They are searched for
+// in lower-case text, so the three with capitals never match; such a sensor is still removed if its class is camera.
 constexpr std::array<const wchar_t*, 27> kCatalogWords = {
     L"orvjournal",   L"orvshieldfd", L"orvqz",        L"orvtonefd_comp", L"orvtonefdcomp", L"orvearsetcomp",
     L"orvtonebus",   L"orvtonebus2", L"apxtwin",      L"orvnoisefd",     L"orvglrt",       L"orvvlk",
@@ -20,7 +20,7 @@ constexpr std::array<const wchar_t*, 27> kCatalogWords = {
 
 constexpr std::array<const wchar_t*, 5> kSweptClasses = {L"display", L"ssg", L"extension", L"media", L"camera"};
 
-// All texts in lower case.
+// Both strings in lower case.
 bool isCandidate(const std::wstring& className, const std::wstring& catalogFile) {
   return std::find(kSweptClasses.begin(), kSweptClasses.end(), className) != kSweptClasses.end() ||
          std::any_of(kCatalogWords.begin(), kCatalogWords.end(),

@@ -1,10 +1,10 @@
-// graphics_devices - the graphics devices that the user wants to keep, as the command line names them. Plain data.
+// graphics_devices - the graphics devices that the command line asks to keep. Plain data.
 #pragma once
 
 #include <string>
 #include <vector>
 
-// One graphics device. A device is this one when a hardware id of it contains both texts.
+// One graphics device: any device with a hardware id that contains both strings.
 struct GraphicsDevice {
   std::wstring vendor;  // such as VEN_7A11
   std::wstring device;  // such as DEV_744C
@@ -13,5 +13,5 @@ struct GraphicsDevice {
 
 struct GpuExclusion {
   std::vector<GraphicsDevice> gpus;
-  bool excludeGpus = false;  // the option was given, with or without devices behind it
+  bool excludeGpus = false;  // the switch was given, with or without valid devices
 };

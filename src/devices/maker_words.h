@@ -1,7 +1,7 @@
-// maker_words - the words by which the maker's drivers are known.
+// maker_words - the words that identify the maker in manufacturer and provider names.
 #pragma once
 
 #include <string>
 
-// True when the text, in lower case, names the maker: "orv" as a bare part of a word is enough.
+// True if the text, which has to be in lower case, names the maker. "orv" counts even inside a longer word.
 bool containsMakerWord(const std::wstring& lowerCaseText);

@@ -36,8 +36,8 @@ bool isMakersOemDriver(const DriverInfo& driver) {
          (containsMakerWord(toLower(driver.manufacturer)) || containsMakerWord(toLower(driver.provider)));
 }
 
-// Examines a device that meets the rest of its rule, up to the first driver node of the maker from an OEM package. A
-// device that only the system's own drivers serve stays untouched.
+// Lists the device if one of its driver nodes is the maker's and comes from an OEM package. A device that only uses
+// drivers shipped with Windows is never listed.
 void listQualified(DeviceRecord& device, const DriverPackage& driver, Matches& listed, Lines& lines) {
   for (const std::unique_ptr<DriverInfo>& node : device.drivers) {
     const InfRecord& inf = *node->inf;
@@ -45,7 +45,7 @@ void listQualified(DeviceRecord& device, const DriverPackage& driver, Matches& l
                     node->manufacturer + L" - " + node->provider);
     lines.push_back(L"---------INF data------------" + inf.catalogFile + L" - " + inf.className + L" - " +
                     inf.provider + L" - " + (inf.isOem ? L"1" : L"0"));
-    // They stay in lower case until the removal reads the nodes anew.
+    // Stays in lower case, also for the next examination, until the removal refreshes the nodes.
     node->manufacturer = toLower(node->manufacturer);
     node->provider = toLower(node->provider);
     if (isMakersOemDriver(*node)) {
@@ -55,8 +55,8 @@ void listQualified(DeviceRecord& device, const DriverPackage& driver, Matches& l
   }
 }
 
-// Each query makes new records, so devices are told apart by their ids. An entry whose id begins with the candidate's
-// counts as the candidate too.
+// Skips devices that are already in the list. Every query creates new records, so devices are compared by id; an entry
+// whose id begins with the candidate's id counts as the same device.
 void listOnce(DeviceRecord& device, const DriverPackage& driver, Matches& listed, Lines& lines) {
   lines.push_back(L"---------toCheck: " + device.getDeviceId() + L"------------");
   for (const DriverMatch& match : listed) {
@@ -68,7 +68,7 @@ void listOnce(DeviceRecord& device, const DriverPackage& driver, Matches& listed
   listQualified(device, driver, listed, lines);
 }
 
-// A device that two hardware ids fit is listed twice.
+// A device that matches two of the hardware ids is listed twice.
 void matchByHardwareId(DeviceRecord& device, const DriverPackage& driver, Matches& listed, Lines& lines) {
   if (device.hardwareIds.empty() || device.lowerFilters.empty() ||
       !contains(device.lowerFilters.front(), kFilterDriver)) {
@@ -90,7 +90,7 @@ void matchBySiblings(DeviceRecord& device, const DriverPackage& driver, Matches&
       continue;
     }
     lines.push_back(L"---------sibblingClassName: " + siblingClass + L"------------");
-    // The device's own ids, whatever the line says: the companion only has to be there.
+    // The device's own compatible ids, although the log line attributes them to the sibling.
     for (const std::wstring& compatibleId : device.compatibleIds) {
       lines.push_back(L"---------sibblingCompatibleId: " + compatibleId + L"------------");
       if (contains(compatibleId, driver.SibblingCompatibleId)) {

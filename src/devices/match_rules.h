@@ -1,5 +1,5 @@
-// match_rules - decides which devices belong to a driver package of the manifest, by five rules. Reads nothing of the
-// machine: it works on the records that a query for devices has given. Knows nothing of the order of the removal.
+// match_rules - the five rules that decide which devices belong to a driver package of the manifest. Works on device
+// records alone and does not access the machine. Knows nothing about the order of removal.
 #pragma once
 
 #include <optional>
@@ -9,23 +9,23 @@
 #include "devices/device_records.h"
 #include "manifest/records.h"
 
-// The rule by which a package tells its devices.
+// How a driver package identifies its devices.
 enum class MatchRule {
-  ClassName,    // every device of the class
-  Description,  // a system device with a text in its description
-  Siblings,     // a system device with a companion of another class
-  HardwareId,   // the system device of the PCI filter driver
-  DeviceId,     // a device with a text in its instance id
-  None,         // a package of the system class without a hint at its device
+  ClassName,    // all devices of the class
+  Description,  // system devices whose description contains a given string
+  Siblings,     // system devices with a given compatible id and a sibling of a given class
+  HardwareId,   // system devices with the PCI filter driver and a given hardware id
+  DeviceId,     // devices whose instance id contains a given string
+  None,         // class system without any of these criteria: matches nothing
 };
 
-// A device and the package whose rule it met.
+// A device and the package whose rule it matched.
 struct DriverMatch {
-  DeviceRecord* device;
+  DeviceRecord* device = nullptr;
   DriverPackage driver;
 };
 
-// The matched devices, a list for each rule. A device can be in several lists.
+// The matches of each rule. A device can be in several lists.
 struct MatchLists {
   std::vector<DriverMatch> devicesByClassName;
   std::vector<DriverMatch> devicesByDevDesc;
@@ -34,11 +34,11 @@ struct MatchLists {
   std::vector<DriverMatch> devicesByDeviceID;
 };
 
-// The query that finds the candidates of a package. None for a package that names no class, which matches nothing.
+// The query that finds the candidates for a package; none for a package without a class, which matches nothing. Pure.
 std::optional<DeviceQuery> PlanDeviceQuery(const DriverPackage& driver);
 
-// Adds the candidates that meet the package's rule to the rule's list, in their order, and returns the lines that tell
-// the log how each was examined. The makers and providers of the driver nodes that were examined are in lower case from
-// then on.
+// Appends the candidates that match the package's rule to the list of that rule. Returns the log lines that show how
+// each candidate was examined. Converts manufacturer and provider of the examined driver nodes to lower case. Pure
+// otherwise.
 std::vector<std::wstring> PlanMatches(const DriverPackage& driver, const std::vector<DeviceRecord*>& candidates,
                                       MatchLists& lists);

@@ -15,7 +15,7 @@ std::vector<std::wstring> driverFiles;
 
 namespace {
 
-// Waits until the tree has been enumerated. A failure changes nothing in what follows.
+// Waits for the enumeration to finish. A failure is ignored.
 void ReenumerateDevices() {
   DEVINST root = 0;
   if (::CM_Locate_DevNodeW(&root, nullptr, CM_LOCATE_DEVNODE_NORMAL) == CR_SUCCESS) {
@@ -24,7 +24,7 @@ void ReenumerateDevices() {
 }
 
 void RemoveDisplayDevices() {
-  // Found before the first one goes: a removal may take a device out of the set and move the others up.
+  // Listed before the first removal, which may take the device out of the set and shift the others.
   DisplayDevices display = FindDisplayDevices();
   for (SP_DEVINFO_DATA& device : display.devices) {
     ::SetupDiRemoveDevice(display.set.get(), &device);

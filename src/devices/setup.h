@@ -1,5 +1,5 @@
-// setup - removes devices with their drivers: one of them, or all that belong to the driver packages of the manifest.
-// Which these are is found by driver_matches and decided by device_removal_plan. Knows no list of the session.
+// setup - removes devices and their drivers: a single device, or all that belong to the driver packages of the
+// manifest, which driver_matches finds and device_removal_plan sorts. Knows nothing about the session.
 #pragma once
 
 #include <string>
@@ -10,22 +10,22 @@
 #include "devices/graphics_devices.h"
 #include "manifest/records.h"
 
-// Set when the removal of a device or of a driver package needs a restart to finish. Only ever goes from false to true.
+// Set when removing a device or a driver package needs a restart to finish. Never reset.
 extern bool deviceRebootNeeded;
 
-// Files of removed drivers, full paths, to be deleted after the devices.
+// Full paths of the files of removed drivers, to be deleted after the devices.
 extern std::vector<std::wstring> driverFiles;
 
 class Setup {
  public:
-  // Removes one device and its OEM driver packages, and notes the files of its driver in driverFiles unless they must
-  // stay. True when the device counts as handled, also when there was nothing to do; false when both ways of removing
-  // it have failed. Throws nothing. DIF_REMOVE, DiUninstallDevice.
+  // Removes one device and its OEM driver packages, and appends the files of its driver to driverFiles unless they have
+  // to stay. True if the device counts as handled, including when there was nothing to do; false if both ways to remove
+  // it failed. Throws nothing. DIF_REMOVE, DiUninstallDevice.
   bool UninstallDevice(DeviceRecord& device, bool gpuExclusionApplied, bool factoryReset);
 
-  // Has the device tree enumerated anew, removes the devices that belong to the driver packages, sweeps the driver
-  // store, and removes every display device where the sweep asks for it. Each attempt appends a copy of the package to
-  // `failed` or to `succeeded`.
+  // Re-enumerates the device tree, removes the devices that belong to the driver packages, sweeps the driver store, and
+  // removes all display devices if the sweep asks for it. Each attempt appends a copy of the device's package to
+  // `failed` or `succeeded`.
   void RemoveDrivers(const std::vector<DriverPackage>& drivers, std::vector<DriverPackage>& failed,
                      std::vector<DriverPackage>& succeeded, const GpuExclusion& gpuExclusion, bool factoryReset);
 

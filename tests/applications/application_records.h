@@ -1,4 +1,5 @@
-// application_records - the records that the tests of both removal passes work on, and the products behind them.
+// application_records - application records for the tests of both uninstall passes, and the products with their upgrade
+// codes.
 #pragma once
 
 #include <string>
@@ -25,7 +26,7 @@ inline std::vector<std::string> namesAndResults(const std::vector<ApplicationPac
   return rows;
 }
 
-// The products behind an upgrade code, in the installer's own order.
+// The products with an upgrade code, in the installer's order.
 inline std::vector<const MsiProduct*> relatedInOrder(const std::wstring& upgradeCode) {
   std::vector<const MsiProduct*> products;
   for (DWORD index = 0; const auto code = FindRelatedProduct(upgradeCode, index); ++index) {

@@ -1,5 +1,5 @@
-// forced_removal_fixture - plants registrations of products for the tests of the forced removal, in every place where
-// an installer keeps one, and tells what is left of them.
+// forced_removal_fixture - plants product registrations in every place where an installer keeps them, and reports what
+// is left of them.
 #pragma once
 
 #include <string>
@@ -19,12 +19,11 @@ inline const std::wstring kOther = L"C2000000000000000000000000000002";   // som
 inline const std::wstring kList = L"C3000000000000000000000000000003";    // an upgrade code or a component
 
 inline const std::wstring kSystem = L"S-1-5-18";
-inline const std::wstring kService = L"S-1-5-19";  // listed behind the system
+inline const std::wstring kService = L"S-1-5-19";  // enumerated after the system account
 
 inline const std::wstring kUserData = kInstallerKey + L"\\UserData";
 inline const std::wstring kFolders = kInstallerKey + L"\\Folders";
-// On the bench machine both names of the classes lead to the same key. A test that wants them apart calls
-// separateClassesRoot.
+// On the bench machine these two are the same key. A test that needs them apart calls separateClassesRoot.
 inline const std::wstring kClassesRoot = L"HKEY_CLASSES_ROOT\\Installer";
 inline const std::wstring kClasses = L"HKEY_LOCAL_MACHINE\\Software\\Bench classes\\Installer";
 inline const std::wstring kDefaultUser = L"HKEY_USERS\\.Default\\Software\\Microsoft\\Installer";
@@ -38,7 +37,7 @@ inline std::wstring componentsOf(const std::wstring& sid) {
   return kUserData + L"\\" + sid + L"\\Components";
 }
 
-// A product as one user's installer data describes it; all that its forced removal reads there, and one component.
+// A product in one user's installer data: all that the forced removal reads there, and one component.
 inline void plantUserData(const std::wstring& sid, const std::wstring& product, const std::wstring& name,
                           const std::wstring& uninstallString, const std::wstring& localPackage) {
   const std::wstring properties = productsOf(sid) + L"\\" + product + L"\\InstallProperties";
@@ -48,14 +47,14 @@ inline void plantUserData(const std::wstring& sid, const std::wstring& product, 
   plantString(componentsOf(sid) + L"\\" + kList, product, L"C:\\bench\\payload");
 }
 
-// A product's registration below an Installer key: its name, a feature and its place behind an upgrade code.
+// A product's registration below an Installer key: its name, a feature and its upgrade code.
 inline void plantRegistration(const std::wstring& installerKey, const std::wstring& product, const std::wstring& name) {
   plantString(installerKey + L"\\Products\\" + product, L"ProductName", name);
   plantString(installerKey + L"\\Features\\" + product, L"Main", L"");
   plantString(installerKey + L"\\UpgradeCodes\\" + kList, product, L"");
 }
 
-// What is left of that registration.
+// Whether that registration is still there, as a whole.
 inline bool registrationStands(const std::wstring& installerKey, const std::wstring& product) {
   const bool stands = keyExists(installerKey + L"\\Products\\" + product);
   EXPECT_EQ(keyExists(installerKey + L"\\Features\\" + product), stands);
@@ -63,7 +62,7 @@ inline bool registrationStands(const std::wstring& installerKey, const std::wstr
   return stands;
 }
 
-// No other product on the machine, and all keys there that the forced removal opens.
+// A machine without other products and with all keys that the forced removal opens.
 class ForcedRemovalFixture : public testing::Test {
  protected:
   void SetUp() override {
@@ -92,7 +91,7 @@ class ForcedRemovalFixture : public testing::Test {
     forgetProducts();
   }
 
-  // From here on the classes root is a key of its own, as it is for a program that sees its user's classes merged in.
+  // Makes the classes root a separate key, as it is for a program that sees the user's classes merged in.
   static void separateClassesRoot() {
     HKEY key = nullptr;
     ASSERT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Bench classes", 0, KEY_ALL_ACCESS, &key), ERROR_SUCCESS);

@@ -1,5 +1,5 @@
-// forced_removal_guards_test - how far a forced removal gets when a part of the installer's data is missing or cannot
-// be read. None of it is worth a line in the log.
+// forced_removal_guards_test - how far a forced removal gets if part of the installer's data is missing or unreadable.
+// None of this is logged.
 #include "applications/forced_removal.h"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ TEST_F(UninstallList, LosesEveryEntryOfTheNameAndNoUnreadableOne) {
   }
 }
 
-// The list that 32-bit installers write to is another key, which the removal does not open.
+// 32-bit installers write to a different key, which the removal does not open.
 TEST_F(UninstallList, OfThe32BitProgramsKeepsItsEntry) {
   const std::wstring entry =
       L"HKEY_LOCAL_MACHINE\\Software\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kCode;

@@ -1,5 +1,5 @@
-// forced_removal_refusals_test - what a forced removal does when the registry refuses: a key that holds a whole step
-// ends it, a single deletion does not.
+// forced_removal_refusals_test - a forced removal with failing registry calls: failing to open the key of a whole step
+// ends it, failing to delete a single entry does not.
 #include "applications/forced_removal.h"
 
 #include <string>
@@ -26,7 +26,7 @@ struct Refusal {
 Refusal refusal;
 bool valuesRefuse = false;     // no value of any key can be listed
 bool deletionsRefuse = false;  // no key and no value can be deleted
-std::vector<REGSAM> accesses;  // of the keys opened
+std::vector<REGSAM> accesses;  // of all opened keys
 int refusedDeletions = 0;
 
 }  // namespace
@@ -96,13 +96,13 @@ class Refusals : public ForcedRemovalFixture {
     ForcedRemovalFixture::TearDown();
   }
 
-  // From here on nothing is refused.
+  // Lets all calls succeed again.
   static void accept() {
     refusal = {};
     valuesRefuse = deletionsRefuse = false;
   }
 
-  // A product of the name in each place where the removal looks for one.
+  // A product with the name in each place that the removal searches.
   void plantEverywhere() {
     plantString(kUninstallKey + L"\\entry", L"DisplayName", kName);
     plantComplete(kSystem);
@@ -157,8 +157,8 @@ TEST_F(Deletions, ThatAreRefusedKeepNothingElseFromGoing) {
   deletionsRefuse = true;
   ForceRemoveProduct(kName);
   accept();
-  // The entry of the list; the folder's value, the upgrade code, the component, the product; three of the classes root,
-  // three of the machine's classes, three of the user.
+  // The uninstall entry; the folder's value, the upgrade code, the component and the product; three each in the classes
+  // root, the machine's classes and the user's.
   EXPECT_EQ(refusedDeletions, 1 + 4 + 3 + 3 + 3);
   EXPECT_FALSE(pathExists(kInstallerFolder + L"\\" + kCode));
   EXPECT_FALSE(pathExists(package_));

@@ -1,4 +1,5 @@
-// forced_removal_test - wiping a product by hand: what goes, what of its neighbours stays, and which files are touched.
+// forced_removal_test - force-removing a product: what is deleted, what stays of other products, and which files are
+// touched.
 #include "applications/forced_removal.h"
 
 #include <string>
@@ -18,7 +19,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-// The bench machine's own call reaches through a link to the directory behind it. Windows removes the link.
+// On the bench machine RemoveDirectoryW follows a link and removes its target. Windows removes the link.
 LINK_SEAM(BOOL, RemoveDirectoryW, (LPCWSTR path)) {
   const DWORD attributes = ::GetFileAttributesW(path);
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
@@ -43,14 +44,14 @@ std::wstring iconFolder(const std::wstring& code) {
   return kInstallerFolder + L"\\" + code;
 }
 
-// A folder with one file in it, below the installer's.
+// An icon folder with one file in it.
 void plantIconFolder(const std::wstring& code) {
   const TestFolder folder;
   folder.makeFile(L"icons\\product.ico");
   ASSERT_TRUE(::MoveFileW((folder / L"icons").c_str(), iconFolder(code).c_str()));
 }
 
-// The product and its icon folder's entry in the installer's list of folders, with this text to find the code in.
+// The product with this uninstall string, and its icon folder's entry in the installer's list of folders.
 void plantWithUninstallString(const std::wstring& uninstallString) {
   plantString(kInstallerKey + L"\\UpgradeCodes\\" + kList, kPacked, L"");
   plantUserData(L"S-1-5-18", kPacked, kName, uninstallString, kNoPackage);
@@ -323,7 +324,7 @@ TEST_F(CachedPackage, GoesAsAFileAndNeverAsAFolderWithContents) {
   EXPECT_TRUE(pathExists(inFolder));
 }
 
-// A path is shortened before it is looked up, so that a code with a way up in it means another folder.
+// Windows resolves ".." in a path, so a code that contains it would name another folder.
 TEST_F(IconFolder, IsNoOtherThatTheTextLeadsTo) {
   plantIconFolder(L"neighbour");
   plantIconFolder(L"neighbour}");

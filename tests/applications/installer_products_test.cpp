@@ -1,4 +1,4 @@
-// installer_products_test - which installed products stand behind an upgrade code, and what the installer tells of one.
+// installer_products_test - finding the products with an upgrade code, and their properties.
 #include "applications/installer_products.h"
 
 #include <string>

@@ -1,4 +1,4 @@
-// product_traces_test - what the installer keeps of one product: its code in a text, its folder, its entries.
+// product_traces_test - what the installer has recorded about one product: its code, its folder, its entries.
 #include "applications/product_traces.h"
 
 #include <stdexcept>

@@ -1,5 +1,5 @@
-// recorded_starts - records the processes that a test starts and lets it stand in for what becomes of them. Replaces
-// the Windows functions in the program that includes it.
+// recorded_starts - records the processes that a test starts and can fake their outcome. Replaces the Windows functions
+// in the test program that includes it.
 #pragma once
 
 #include <optional>
@@ -21,7 +21,7 @@ struct Start {
 inline std::vector<Start> starts;
 inline std::vector<HANDLE> waitedFor;
 inline std::optional<DWORD> startFailure;
-inline bool startsNothing = false;  // the real program is not to run; a process that has ended stands in for it
+inline bool startsNothing = false;  // start a process that exits at once instead
 inline std::optional<DWORD> exitCodeOfChild;
 
 LINK_SEAM(BOOL, CreateProcessW,

@@ -1,4 +1,4 @@
-// store_app_plan_test - how a pattern for store apps is carried out, decided without a machine.
+// store_app_plan_test - the plan for a store app pattern, without a machine.
 #include "applications/store_app_plan.h"
 
 #include <string>

@@ -20,7 +20,7 @@ using StoreApps = RecordedStarts;
 
 constexpr wchar_t kPowerShell[] = L"C:\\windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe";
 
-// This program in PowerShell's place on the machine: it records how it was started.
+// Puts this program in PowerShell's place, where it records how it was started.
 class RecordingPowerShell {
  public:
   RecordingPowerShell() : record_(folder_ / L"record.txt"), original_(folder_ / L"powershell.exe") {
@@ -36,7 +36,7 @@ class RecordingPowerShell {
   RecordingPowerShell& operator=(const RecordingPowerShell&) = delete;
 
   bool isPlaced() const { return placed_; }
-  // "<working directory>|<command line>", a line each.
+  // One line "<working directory>|<command line>" per start.
   std::string record() const { return readFile(record_); }
 
  private:
@@ -46,7 +46,7 @@ class RecordingPowerShell {
   bool placed_ = false;
 };
 
-// The other side of the recording. True when this program was started in PowerShell's place.
+// The recording side: true if this program was started in PowerShell's place.
 bool recordOwnStart() {
   wchar_t path[MAX_PATH] = L"";
   if (::_wcsicmp(ownProgram().c_str(), kPowerShell) != 0 ||
@@ -81,7 +81,7 @@ TEST_F(StoreApps, PowerShellOfTheSystemFolderIsStartedWithTheScript) {
   ASSERT_TRUE(powerShell.isPlaced());
   RemoveStoreApp(L"OrvaneDevicesInc-2.Sample*");
   RemoveStoreApp(L"OrvaneDevicesInc-2.Other*");
-  // Read without waiting for anything: the calls come back when PowerShell has ended.
+  // No need to wait: the calls return after PowerShell has ended.
   EXPECT_EQ(powerShell.record(),
             "C:\\|C:\\windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe \"Get-AppxPackage -AllUsers "
             "\"OrvaneDevicesInc-2.Sample*\" | Remove-AppxPackage -AllUsers\"\n"
@@ -142,7 +142,7 @@ TEST_F(StoreApps, PatternThatBeginsWithoutANameIsRefused) {
   EXPECT_TRUE(starts.empty());
 }
 
-// The log knows no numbered arguments: the conversion ends at the sign of the number, and what stands behind is text.
+// The log's formatter knows no numbered arguments: the conversion ends at the dollar sign, and the rest is text.
 TEST_F(StoreApps, NumberedConversionReadsNothing) {
   startsNothing = true;
   for (const auto& [pattern, printed] : {std::pair{L"a%1$sb", "asb"}, {L"a%2$nb", "anb"}, {L"a%1$*2$sb", "a*2$sb"}}) {

@@ -1,4 +1,4 @@
-// support_type_task_test - the start of the scheduled task that nobody waits for.
+// support_type_task_test - starting the scheduled task without waiting for it.
 #include "applications/support_type_task.h"
 
 #include "applications/recorded_starts.h"

@@ -1,5 +1,4 @@
-// uninstall_retry_test - the second pass of the removal, through msiexec and the forced removal, on real products of
-// the bench machine.
+// uninstall_retry_test - the second pass, through msiexec and the forced removal, on real products.
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,7 +29,7 @@ struct StartedProcess {
   DWORD flags;
 };
 std::vector<StartedProcess> startedProcesses;
-std::optional<DWORD> exitCode;  // stands in for that of every process
+std::optional<DWORD> exitCode;  // replaces that of every process
 
 }  // namespace
 

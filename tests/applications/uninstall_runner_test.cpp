@@ -1,4 +1,4 @@
-// uninstall_runner_test - the first pass of the removal through the installer, on real products of the bench machine.
+// uninstall_runner_test - the first pass, through the installer's API, on real products.
 #include "applications/uninstall_runner.h"
 
 #include <deque>
@@ -28,7 +28,7 @@ struct InstallerCall {
   std::wstring properties;
 };
 std::vector<InstallerCall> installerCalls;
-std::deque<UINT> installerResults;  // stand in for the results of the next calls, which then do nothing
+std::deque<UINT> installerResults;  // returned by the next calls, which then do nothing
 
 }  // namespace
 

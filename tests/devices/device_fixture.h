@@ -1,4 +1,4 @@
-// device_fixture - a machine without devices and driver packages for each test, and short ways to plant those of the
+// device_fixture - gives each test a machine without devices and driver packages, and helpers to plant those of the
 // maker.
 #pragma once
 
@@ -24,7 +24,7 @@ using Calls = std::vector<std::wstring>;
 using Lines = std::vector<std::string>;
 
 inline const std::wstring kMaker = L"Orvane Devices, Inc.";
-// For classes that Windows does not define.
+// Class GUID for classes that Windows does not define.
 inline const std::wstring kOtherClassGuid = L"{5d1c9a60-93a4-4f0e-8d0b-1f2f6f6b7a11}";
 
 inline void nameMachine(const std::wstring& product) {
@@ -43,7 +43,7 @@ inline PlantedDriver makerDriver(const std::wstring& infName) {
   return driver;
 }
 
-// A device whose one driver comes from the named INF. Its hardware id is its id without the instance.
+// A device with a single driver from the named INF. Its hardware id is its instance id without the last part.
 inline PlantedDevice makerDevice(const std::wstring& id, const std::wstring& className,
                                  const std::wstring& infName = L"oem1.inf") {
   PlantedDevice device;
@@ -74,7 +74,7 @@ inline std::vector<std::wstring> idsOf(const std::vector<DeviceRecord*>& records
   return ids;
 }
 
-// The system's text for an error, on one line.
+// The system's message for an error code, on one line.
 inline std::string systemText(DWORD error) {
   wchar_t text[512] = {};
   ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK, nullptr,
@@ -82,7 +82,7 @@ inline std::string systemText(DWORD error) {
   return narrow(text);
 }
 
-// An error as the log writes it.
+// An error code as the log prints it.
 inline std::string numberText(DWORD error) {
   return std::to_string(static_cast<int>(error));
 }

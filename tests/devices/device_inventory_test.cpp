@@ -48,14 +48,14 @@ TEST_F(DeviceQueries, FilterRows) {
       {L"PCI\\VEN_7A11&DEV_0001\\1", L"", L"", true},
       {L"PCI\\VEN_7A2E&DEV_0001\\1", L"", L"", true},
       {L"PCI\\VEN_7A12&DEV_0001\\1", L"", L"", false},
-      // An id of its own: the registry keeps the case in which a key was first made.
+      // A different id: the registry keeps the letter case in which a key was first created.
       {L"PCI\\ven_7a11&DEV_CA5E\\1", L"", L"", false},
       {L"PCI\\VEN_1234&DEV_0001\\1", L"", L"DEV_0001", true},
       {L"PCI\\VEN_7A11&DEV_0001\\1", L"", L"DEV_0002", false},
       {L"PCI\\VEN_7A11&DEV_0001\\1", L"", L"dev_0001", false},
       {L"PCI\\VEN_1234&DEV_A0A0\\1", L"0A0", L"", true},
       {L"PCI\\VEN_7A11&DEV_0001\\1", L"0A0", L"", false},
-      // The primary filter decides alone where both are given.
+      // The primary filter takes precedence if both are given.
       {L"PCI\\VEN_1234&DEV_A0A0\\1", L"0A0", L"DEV_0002", false},
       {L"PCI\\VEN_1234&DEV_0002\\1", L"0A0", L"DEV_0002", true},
   };
@@ -94,7 +94,7 @@ TEST_F(DeviceQueries, FindsInTheOrderOfTheSet) {
 TEST_F(DeviceQueries, AbsentDevicesAreFoundToo) {
   const std::wstring present = L"PCI\\VEN_7A11&DEV_0002\\1";
   const std::wstring neighbour = L"PCI\\VEN_1234&DEV_0003\\1";
-  // What the device was like when it was last there is no status of now.
+  // The status that an absent device had when it was last present is not reported.
   PlantedDevice device = makerDevice(kId, L"MEDIA");
   device.present = false;
   device.status = 0x0180200A | DN_HAS_PROBLEM;
@@ -117,7 +117,7 @@ TEST_F(DeviceQueries, AbsentDevicesAreFoundToo) {
   EXPECT_EQ(found[1]->problemCode, static_cast<DWORD>(CM_PROB_FAILED_START));
   EXPECT_THAT(idsOf(found[1]->siblings), ElementsAre(neighbour));
 
-  // Pulled out while its record is held.
+  // Unplugged while its record is in use.
   plantDword(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\" + present + L"\\Bench", L"Present", 0);
   UpdateDeviceStatus(*found[1]);
   EXPECT_EQ(found[1]->status, 0u);

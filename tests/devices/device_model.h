@@ -1,5 +1,5 @@
-// device_model - a small machine for the tests of the model of device installation: a bus with three devices, and short
-// ways to ask for them.
+// device_model - a small machine for the tests of the device installation model: a bus with three devices, and helpers
+// to query them.
 #pragma once
 
 #include <string>
@@ -94,7 +94,7 @@ inline SP_DEVINFO_DATA dataOf(const DeviceSet& set, const std::wstring& id) {
   return emptyData();
 }
 
-// The error of a call that has failed; 0 for one that has not.
+// The last error if the call failed, else 0.
 inline DWORD errorOf(BOOL result) {
   return result ? ERROR_SUCCESS : ::GetLastError();
 }

@@ -1,5 +1,5 @@
-// device_model_test - the bench machine's devices and driver packages answer as Windows' own do: what the other device
-// tests see of the product is worth no more than this.
+// device_model_test - the bench machine's devices and driver packages behave as they do on Windows; all other device
+// tests depend on that.
 
 #include <array>
 #include <cstring>
@@ -72,7 +72,7 @@ TEST_F(DeviceModel, RefusesAnInvalidSetAndStructuresOfAnotherSize) {
   const DeviceSet set = allDevices();
   data.cbSize = 24;
   EXPECT_EQ(errorOf(::SetupDiEnumDeviceInfo(set.get(), 0, &data)), ERROR_INVALID_USER_BUFFER);
-  EXPECT_EQ(readProperty(set, emptyData(), SPDRP_CLASS), ERROR_INVALID_PARAMETER);  // no device of the set
+  EXPECT_EQ(readProperty(set, emptyData(), SPDRP_CLASS), ERROR_INVALID_PARAMETER);  // not a device of the set
 
   data = dataOf(set, kGraphics);
   SP_DEVINSTALL_PARAMS_W parameters = {};
@@ -266,7 +266,7 @@ TEST_P(NotCovered, EndsTheProgramWithAnExitCodeOfItsOwn) {
 
 INSTANTIATE_TEST_SUITE_P(Calls, NotCovered, testing::Values(L"flag", L"function", L"call"));
 
-// What a child does; comes back only when the model has let it pass.
+// Runs in a child process; returns only if the model let the call pass.
 int callNotCovered(const std::string& what) {
   if (what == "flag") {
     ::SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES | DIGCF_PROFILE);

@@ -16,7 +16,7 @@ namespace {
 
 const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
 
-// What SetupDiGetDeviceRegistryPropertyW answers while it is set.
+// While set, the result of SetupDiGetDeviceRegistryPropertyW.
 struct Answer {
   DWORD firstError = ERROR_INSUFFICIENT_BUFFER;  // of the call without a buffer
   DWORD secondError = ERROR_SUCCESS;
@@ -145,7 +145,7 @@ TEST_F(DeviceProperties, ListIsSplitAtEachEndUntilTheEmptyText) {
       {std::wstring(L"\0one\0\0", 6), {}},
       {std::wstring(L"\0", 1), {}},
       {std::wstring(L"one\0", 4), {L"one"}},
-      {std::wstring(L"one", 3), {L"one"}},  // without any end
+      {std::wstring(L"one", 3), {L"one"}},  // without a terminator
       {L"", {}},
   };
   for (const Row& row : rows) {
@@ -192,7 +192,7 @@ TEST_F(DeviceStatus, Rows) {
   const Row rows[] = {
       {DN_STARTED, 0, 0},
       {DN_STARTED | DN_HAS_PROBLEM, CM_PROB_DISABLED, CM_PROB_DISABLED},
-      {DN_STARTED, CM_PROB_DISABLED, 0},  // a code without the bit does not count
+      {DN_STARTED, CM_PROB_DISABLED, 0},  // a problem code without DN_HAS_PROBLEM is ignored
   };
   for (const Row& row : rows) {
     PlantedDevice device = makerDevice(kId, L"MEDIA");

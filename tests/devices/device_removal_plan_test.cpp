@@ -1,4 +1,4 @@
-// device_removal_plan_test - the fate of matched devices, decided on records made by hand, without a machine.
+// device_removal_plan_test - what becomes of matched devices, on hand-made records, without a machine.
 #include "devices/device_removal_plan.h"
 
 #include <gmock/gmock.h>

@@ -16,7 +16,7 @@ const std::wstring kFirst = L"PCI\\VEN_7A11&DEV_0001\\1";
 const std::wstring kSecond = L"PCI\\VEN_7A11&DEV_0002\\1";
 const std::wstring kThird = L"PCI\\VEN_7A11&DEV_0003\\1";
 
-// While it is on, the nodes that CM_Get_Sibling gives, one a call, and then no more.
+// While on, CM_Get_Sibling returns the scripted nodes, one per call, and then no more.
 bool walkIsScripted = false;
 std::vector<DEVINST> scriptedWalk;
 std::vector<DEVINST> askedOf;
@@ -40,7 +40,7 @@ class DeviceSiblings : public DeviceTest {
     return plantDevice(device);
   }
 
-  // The siblings of the second child, the only device of its class.
+  // The siblings of the second child, which is the only device of its class.
   std::vector<DeviceRecord*> siblings() {
     const std::vector<DeviceRecord*> found = inventory().FindDevices({.className = L"MEDIA", .withSiblings = true});
     return found.size() == 1 ? found[0]->siblings : std::vector<DeviceRecord*>{nullptr};

@@ -16,7 +16,7 @@ namespace {
 const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
 constexpr DWORD kPackageInUse = 0x800F023D;
 
-// What a look for the library that removes driver packages finds, while it is set.
+// While set, the result of looking up newdev.dll.
 std::optional<HMODULE> newdevModule;
 
 const Lines kRemoved = {"DEBUG Successfully removed PCI\\VEN_7A11&DEV_0001\\1"};
@@ -46,7 +46,7 @@ class DeviceUninstall : public DeviceTest {
     return *found.at(0);
   }
 
-  // Removes it and keeps what was logged.
+  // Removes it and keeps the log lines.
   bool uninstall(DeviceRecord& record) {
     const CapturedLog log;
     const bool handled = setup->UninstallDevice(record, false, false);
@@ -222,7 +222,7 @@ TEST_F(DeviceUninstall, NodesAreDealtWithInTheirOrder) {
 TEST_F(DeviceUninstall, NodeWithoutAnInfIsNamedSo) {
   DeviceRecord& record = plant();
   record.drivers[0]->inf = nullptr;
-  failDeviceCall(kId, L"SetupDiBuildDriverInfoList", ERROR_GEN_FAILURE);  // or the node would be read anew
+  failDeviceCall(kId, L"SetupDiBuildDriverInfoList", ERROR_GEN_FAILURE);  // or the node would be read again
   EXPECT_TRUE(uninstall(record));
   EXPECT_THAT(lines,
               ElementsAre("ERROR GetDriverDetails SetupDiBuildDriverInfoList Failed. Error code is: 31", kRemoved[0],
@@ -329,7 +329,7 @@ TEST_F(DeviceUninstall, PackageInUseGetsALineOfItsOwn) {
 }
 
 TEST_F(DeviceUninstall, SystemWithoutTheFirstWayTakesTheSecondWithoutAWord) {
-  // No such library, and a library without that entry.
+  // Without the library, and with a library that lacks the function.
   for (const HMODULE module : {static_cast<HMODULE>(nullptr), ::GetModuleHandleW(L"kernel32")}) {
     forgetCalls();
     plantDriverPackage(makerPackage(L"oem1.inf", L"MEDIA"));

@@ -17,11 +17,11 @@ const std::vector<std::wstring> kFiles = {L"C:\\windows\\System32\\drivers\\orvs
 
 bool classDriverDetailsFail = false;
 bool queueIsRefused = false;
-bool copiedFiles = false;  // the class installer was asked for files that it could not put into a queue
+bool copiedFiles = false;  // the class installer was called without a queue, so it copied files
 int openQueues = 0;
 int queues = 0;
 int destroyedClassLists = 0;
-std::vector<SP_DEVINSTALL_PARAMS_W> setParameters;  // what the installation parameters were set to, in order
+std::vector<SP_DEVINSTALL_PARAMS_W> setParameters;  // of each SetupDiSetDeviceInstallParamsW
 
 class DriverFiles : public DeviceTest {
  protected:
@@ -35,7 +35,7 @@ class DriverFiles : public DeviceTest {
     plantDriverPackage(makerPackage(L"oem1.inf", L"MEDIA"));
   }
 
-  // Plants and finds the device, plants what fails, and removes the device.
+  // Plants and finds the device, plants the failures, and removes the device.
   void uninstall(
       const std::function<void()>& plantFailures = [] {}, bool gpuExclusionApplied = false, bool factoryReset = false) {
     driverFiles.clear();
@@ -213,14 +213,14 @@ TEST_F(DriverFiles, DeviceWithoutAnInstalledDriverHasNone) {
   EXPECT_THAT(driverFiles, IsEmpty());
 }
 
-// A system that cannot name the installed driver.
+// A system that does not support DI_FLAGSEX_INSTALLEDDRIVER.
 class DriverFilesTheSlowWay : public DriverFiles {
  protected:
   void uninstallSlowly() {
     uninstall([] { failDeviceCall(kId, L"DI_FLAGSEX_INSTALLEDDRIVER", ERROR_INVALID_FLAGS); });
   }
 
-  // The device's installed driver stands behind others of its own that differ in one thing each.
+  // Lists the installed driver after others that differ from it in one field each.
   void plantLookalikes() {
     PlantedDriver otherProvider = device.drivers[0];
     otherProvider.provider = L"Orvane Devices";
@@ -247,7 +247,7 @@ TEST_F(DriverFilesTheSlowWay, AreThoseOfTheNodeThatFitsInEverything) {
   EXPECT_EQ(destroyedClassLists, 1);
 }
 
-// The flags without those that the system sets itself.
+// The flags without those that the system sets.
 DWORD flagsOf(const SP_DEVINSTALL_PARAMS_W& parameters) {
   return parameters.Flags & ~static_cast<DWORD>(DI_DIDCLASS | DI_DIDCOMPAT);
 }
@@ -269,7 +269,7 @@ TEST_F(DriverFiles, AreAskedForWithTheInstalledDriverAndTheQueueWhichNothingKeep
 TEST_F(DriverFilesTheSlowWay, AsksForASingleInfAndExcludedDrivers) {
   uninstallSlowly();
   EXPECT_EQ(driverFiles, kFiles);
-  // Behind the refused request for the installed driver.
+  // After the rejected request for the installed driver.
   const auto refused = std::find_if(setParameters.begin(), setParameters.end(), [](const SP_DEVINSTALL_PARAMS_W& one) {
     return one.FlagsEx & DI_FLAGSEX_INSTALLEDDRIVER;
   });
@@ -279,7 +279,7 @@ TEST_F(DriverFilesTheSlowWay, AsksForASingleInfAndExcludedDrivers) {
 }
 
 TEST_F(DriverFilesTheSlowWay, NoNodeThatFitsDestroysTheList) {
-  device.installedDriver = -1;  // and nothing is kept of a driver
+  device.installedDriver = -1;  // and the driver key is empty
   uninstallSlowly();
   EXPECT_THAT(driverFiles, IsEmpty());
   EXPECT_EQ(queues, 0);

@@ -1,4 +1,4 @@
-// driver_match_lists_test - what the matching of devices logs, and devices that several packages or lists could have.
+// driver_match_lists_test - what matching logs, and devices that match several packages or rules.
 #include "devices/setup.h"
 
 #include "devices/driver_matching_fixture.h"
@@ -82,7 +82,7 @@ TEST_F(DriverMatchLists, DeviceWhoseIdBeginsAListedIdCountsAsListed) {
   plantDevice(makerDevice(kId, L"MEDIA"));
   EXPECT_THAT(match({packageOf(L"MEDIA")}), ElementsAre("class PCI\\VEN_7A11&DEV_0001\\10"));
   EXPECT_TRUE(deviceExists(kId));
-  // The other way about both are listed.
+  // In the other order both are listed.
   forgetDevices();
   plantDevice(makerDevice(kId, L"MEDIA"));
   plantDevice(makerDevice(kId + L"0", L"MEDIA"));

@@ -1,5 +1,5 @@
-// driver_matching_fixture - carries out a plan and tells from the log which list each device came into: the lists show
-// in the lines behind each stage's own line.
+// driver_matching_fixture - removes the devices of some packages and reads from the log by which rule each device was
+// matched: each stage logs its header and then its devices.
 #pragma once
 
 #include <algorithm>
@@ -10,11 +10,11 @@
 
 #include "devices/device_fixture.h"
 
-// The device that most cases are about, and a parent for it that is not the maker's.
+// The device of most cases, and a parent for it from another vendor.
 inline const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
 inline const std::wstring kParent = L"PCI\\VEN_1234&DEV_0000\\0";
 
-// The stages in their order, by the names of their lists.
+// The stages in order: a short name and the header.
 inline const std::vector<std::pair<std::string, std::string>> kStages = {
     {"class", "DEBUG Devices to Uninstall by classname"},
     {"description", "DEBUG Devices to Uninstall by devicesByDevDesc"},
@@ -23,7 +23,7 @@ inline const std::vector<std::pair<std::string, std::string>> kStages = {
     {"device id", "DEBUG Devices to Uninstall by devicesByDeviceID's"},
 };
 
-// The line of a device, as the first stage and as the others write it.
+// The line of a device in the first stage and in the others.
 inline const std::regex kDeviceLine(
     "DEBUG Class Name: .* ----- Description: .* ----- DeviceId: (.*)|"
     "DEBUG getClassName: .*-----getDescription: .*-----getDeviceId: (.*)");
@@ -55,7 +55,7 @@ inline DriverPackage packageOf(const std::wstring& className) {
 
 class DriverMatching : public DeviceTest {
  protected:
-  // The lists that the devices of the machine come into.
+  // The stages that the devices of the machine are in.
   Lines match(const std::vector<DriverPackage>& packages) {
     failed.clear();
     succeeded.clear();

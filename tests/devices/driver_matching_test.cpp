@@ -1,5 +1,5 @@
-// driver_matching_test - the rules by which a device belongs to a driver package, as tables: the device, the package,
-// and the list that the device comes into.
+// driver_matching_test - the match rules as tables: the device, the package, and the stage in which the device is
+// removed.
 #include "devices/setup.h"
 
 #include <functional>
@@ -13,7 +13,7 @@ struct Row {
   std::string name;
   PlantedDevice device;
   DriverPackage package;
-  Lines listed;  // the lists that the device comes into
+  Lines listed;  // the stages that the device is in
 };
 
 PlantedDevice filterDevice() {

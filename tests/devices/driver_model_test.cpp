@@ -1,4 +1,4 @@
-// driver_model_test - the bench machine's drivers and driver packages answer as Windows' own do.
+// driver_model_test - the bench machine's drivers and driver packages behave as they do on Windows.
 
 #include <cstddef>
 #include <string>
@@ -28,14 +28,14 @@ SP_DRVINFO_DATA_V2_W driverAt(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD 
   return driver;
 }
 
-// As a caller does who wants to see drivers that are excluded from being selected by hand.
+// Asks for drivers that are marked ExcludeFromSelect as well.
 void setFlagsEx(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD flags) {
   SP_DEVINSTALL_PARAMS_W parameters = installParameters(set, data);
   parameters.FlagsEx = flags;
   EXPECT_TRUE(::SetupDiSetDeviceInstallParamsW(set.get(), &data, &parameters)) << ::GetLastError();
 }
 
-// The providers in the list of drivers, which is built if there is none yet.
+// The providers in the driver list, which is built if there is none yet.
 std::vector<std::wstring> listedProviders(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD type) {
   EXPECT_TRUE(::SetupDiBuildDriverInfoList(set.get(), &data, type));
   std::vector<std::wstring> providers;
@@ -48,7 +48,7 @@ std::vector<std::wstring> listedProviders(const DeviceSet& set, SP_DEVINFO_DATA 
   return providers;
 }
 
-// Those of all drivers, from a list of its own.
+// The providers of all drivers, from a new list.
 std::vector<std::wstring> driverProviders(const DeviceSet& set, SP_DEVINFO_DATA data, DWORD type) {
   setFlagsEx(set, data, DI_FLAGSEX_ALLOWEXCLUDEDDRVS);
   const std::vector<std::wstring> providers = listedProviders(set, data, type);
@@ -95,7 +95,7 @@ TEST_F(DriverModel, ListsTheDriversOfADeviceTheBestFirst) {
   EXPECT_EQ(date.wMonth, 2);
   EXPECT_EQ(date.wDay, 29);
 
-  // A structure without room for the ids gets the rest.
+  // A structure without room for the ids is filled with the rest.
   SP_DRVINFO_DETAIL_DATA_W fixed = {};
   fixed.cbSize = sizeof(fixed);
   EXPECT_EQ(errorOf(::SetupDiGetDriverInfoDetailW(set.get(), &data, &driver, &fixed, sizeof(fixed), nullptr)),
@@ -239,7 +239,7 @@ TEST_F(DriverModel, DriverUninstallTakesAPackageInUseAndAsksForARestart) {
   EXPECT_THAT(driverProviders(set, dataOf(set, kSound), SPDIT_COMPATDRIVER), IsEmpty());
 }
 
-// The installed driver of a device by its provider; empty when it has none.
+// The provider of a device's installed driver; empty if it has none.
 std::wstring installedProvider(const std::wstring& id) {
   const DeviceSet set = allDevices();
   SP_DEVINFO_DATA data = dataOf(set, id);

@@ -12,7 +12,7 @@ namespace {
 
 const std::wstring kId = L"PCI\\VEN_7A11&DEV_0001\\1";
 
-// The call for a driver's details that is to fail, counted from 1; 0 for none.
+// Which call for a driver's details fails, counted from 1; 0 for none.
 int failingDetailCall = 0;
 int detailCalls = 0;
 
@@ -24,7 +24,7 @@ class DriverNodes : public DeviceTest {
     detailCalls = 0;
   }
 
-  // A device with the drivers, its record in an inventory of its own, and its element there.
+  // Plants a device with the drivers and finds its record and element in a new inventory.
   DeviceRecord& record(const std::vector<PlantedDriver>& drivers) {
     PlantedDevice device = makerDevice(kId, L"MEDIA");
     device.drivers = drivers;

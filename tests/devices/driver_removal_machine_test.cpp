@@ -1,4 +1,5 @@
-// driver_removal_machine_test - one plan on a machine full of devices and packages, which is compared before and after.
+// driver_removal_machine_test - removes drivers from a machine full of devices and packages and compares it before and
+// after.
 #include "devices/setup.h"
 
 #include <functional>
@@ -16,7 +17,7 @@ namespace {
 using Contents = std::map<std::wstring, std::wstring>;
 using Names = std::set<std::wstring>;
 
-// All values of a key and of the keys below it, as one text.
+// All values of a key and its subkeys, as one string.
 std::wstring contentOf(const std::wstring& path) {
   std::wstring content;
   std::vector<std::wstring> pending = {path};
@@ -156,14 +157,14 @@ class DriverRemovalOnAFullMachine : public DeviceTest {
     }
     for (const wchar_t* name :
          {L"oem1", L"oem2", L"oem3", L"oem4", L"oem5", L"oem6", L"oem7", L"oem8", L"oem22", L"oem23", L"oem24"}) {
-      plantDriverPackage(makerPackage(std::wstring(name) + L".inf", L"Net"));  // the sweep takes none of these
+      plantDriverPackage(makerPackage(std::wstring(name) + L".inf", L"Net"));  // the sweep removes none of these
     }
     for (const wchar_t* name : {L"oem20.inf", L"oem21.inf"}) {
       PlantedPackage package = makerPackage(name, L"Display");
       package.provider = L"Bench";
       plantDriverPackage(package);
     }
-    plantDriverPackage(makerPackage(L"oem30.inf", L"Net", L"orvdesk.cat"));  // no device has it any more
+    plantDriverPackage(makerPackage(L"oem30.inf", L"Net", L"orvdesk.cat"));  // no device uses it any more
     plantDriverPackage(makerPackage(L"oem31.inf", L"Net", L"any.cat"));
   }
 };
@@ -223,7 +224,7 @@ TEST_F(DriverRemovalOnAFullMachine, ExactlyTheListedGoesInTheOrderOfTheStages) {
   expected.push_back(L"CM_Reenumerate_DevNode HTREE\\ROOT\\0 -> 0");
   EXPECT_EQ(recordedCalls(), expected);
 
-  // And a second run finds nothing more.
+  // A second run finds nothing.
   succeeded.clear();
   ::Setup().RemoveDrivers(kPlan, failed, succeeded, GpuExclusion(), false);
   EXPECT_EQ(contentsOf(kDevices), devicesAfter);

@@ -1,4 +1,5 @@
-// driver_removal_test - carrying a plan out: the stages, what is spared, the outcome lists and the closing.
+// driver_removal_test - removing the devices of driver packages: the stages, what is kept, the outcome lists, and what
+// follows the last stage.
 #include "devices/setup.h"
 
 #include "devices/device_fixture.h"
@@ -56,7 +57,7 @@ class DriverRemoval : public DeviceTest {
     lines = log.lines();
   }
 
-  // The lines behind the first one and before the second.
+  // The lines between these two.
   Lines between(const std::string& first, const std::string& second) const {
     const auto begin = std::find(lines.begin(), lines.end(), first);
     const auto end = std::find(lines.begin(), lines.end(), second);
@@ -305,7 +306,7 @@ TEST_F(GraphicsExclusion, AppliesOnlyOnceAHardwareIdWasLookedAt) {
   failPackageCall(L"oem1.inf", L"SetupUninstallOEMInfW", 0x800F023D);
   exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};
   remove({packageOf(L"Graphics", L"Display")});
-  // The cleaner takes no graphics device for spared, so that the extension counts as dealt with.
+  // The sweep does not know of a kept graphics device, so the extension counts as handled.
   EXPECT_THAT(recordedCalls(), Contains(L"SetupDiRemoveDevice " + kGraphics + L" -> 0"));
 }
 
@@ -347,7 +348,7 @@ TEST_F(DisplayDevices, AllGoOnAVirtualMachine) {
   PlantedDevice unplugged = makerDevice(absent, L"Display");
   unplugged.present = false;
   plantDevice(unplugged);
-  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};  // holds nothing back here
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};  // has no effect here
   remove({});
   EXPECT_THAT(recordedCalls(),
               ElementsAre(kReenumeration, kReenumeration, L"SetupDiRemoveDevice " + kGraphics + L" -> 0",

@@ -1,5 +1,5 @@
-// driver_store_cleaner_test - which packages are swept out of the driver store, what is logged, and what the sweep
-// answers.
+// driver_store_cleaner_test - which packages are removed from the driver store, what is logged, and what the sweep
+// returns.
 #include "devices/driver_store_cleaner.h"
 
 #include <optional>
@@ -16,7 +16,7 @@ constexpr char kStarted[] = "DEBUG ----------CleanDriverStore::Started----------
 constexpr char kEnded[] = "DEBUG ----------CleanDriverStore::Ended-------------";
 constexpr DWORD kPackageInUse = 0x800F023D;
 
-// What a look for the library that removes driver packages finds, while it is set.
+// While set, the result of looking up newdev.dll.
 std::optional<HMODULE> newdevModule;
 
 std::string infLine(const PlantedPackage& package) {
@@ -59,7 +59,7 @@ class DriverStoreCleaner : public DeviceTest {
     return sweep.displayDevicesMustGo;
   }
 
-  // Everything but the lines about the beginning, the end and the INF that was read.
+  // All lines but the first and last one and the one about the INF.
   Lines linesOnRemoval() const {
     return lines.size() < 3 ? Lines{"too few lines"} : Lines(lines.begin() + 2, lines.end() - 1);
   }
@@ -137,7 +137,7 @@ TEST_F(DriverStoreCleaner, CandidateClasses) {
       {L"Camera", kMaker, L"any.cat", true},
       {L"Net", kMaker, L"any.cat", false},
       {L"System", kMaker, L"orvpcifd.cat", false},
-      {L"DisplayX", kMaker, L"any.cat", false},  // the class is compared whole
+      {L"DisplayX", kMaker, L"any.cat", false},  // the whole class name counts
       {L"Extensions", kMaker, L"any.cat", false},
       {L"Cameras", kMaker, L"any.cat", false},
       {L"SoftwareComponent", kMaker, L"", false},
@@ -302,7 +302,7 @@ TEST_F(DriverStoreCleaner, FactoryResetSpares) {
   };
   const Row rows[] = {
       {L"Extension", L"OrvDispExt.cat", dispExt},
-      {L"Display", L"orvdispext.cat", dispExt},  // the first hit decides on the line
+      {L"Display", L"orvdispext.cat", dispExt},  // the first match decides which line is logged
       {L"Extension", L"orvdispext_orvbridgeextension.cat", dispExt},
       {L"Extension", L"OrvBridgeExtension.cat", bridge},
       {L"Display", L"orvbridgeextension.cat", bridge},
@@ -338,7 +338,7 @@ TEST_F(DriverStoreCleaner, DisplayExtensionsMakeTheResultTrue) {
     plantDriverPackage(package(L"MEDIA", L"any.cat", L"oem2.inf"));
     EXPECT_EQ(clean(), result) << narrow(catalog);
   }
-  // Not while it belongs to somebody else.
+  // Not if it is another vendor's.
   forgetDevices();
   PlantedPackage other = package(L"Extension", L"orvdispext.cat");
   other.provider = L"Microsoft";
@@ -355,7 +355,7 @@ TEST_F(DriverStoreCleaner, RefusedDisplayExtensions) {
   };
   const Row rows[] = {
       {L"Display", kPackageInUse, true, false},  // a graphics device that was spared still uses it
-      {L"Display", 0x8001023D, true, false},     // told by a part of the code alone
+      {L"Display", 0x8001023D, true, false},     // only a part of the code counts
       {L"Display", kPackageInUse, false, true},    {L"Extension", kPackageInUse, true, true},
       {L"Display", ERROR_GEN_FAILURE, true, true}, {L"Display", 0x0000023D, true, true},
       {L"Display", 0x800F023E, true, true},

@@ -1,4 +1,4 @@
-// driver_store_plan_test - the fate of driver packages, decided on the texts of their INF files, without a machine.
+// driver_store_plan_test - what becomes of driver packages, on hand-made INF records, without a machine.
 #include "devices/driver_store_plan.h"
 
 #include <string>

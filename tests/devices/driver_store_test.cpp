@@ -12,8 +12,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
-std::wstring windowsFolder;     // what Windows says of itself while it is set
-bool linesAreOnlyKeys = false;  // while it is on, no line has a field behind its key
+std::wstring windowsFolder;     // while set, the result of GetWindowsDirectoryW
+bool linesAreOnlyKeys = false;  // while on, no line has a field after its key
 
 class InfVersion : public DeviceTest {
  protected:

@@ -1,4 +1,4 @@
-// match_rules_test - the query and the matches that the rules give for records made by hand, without a machine.
+// match_rules_test - the device query of a package and the matches among hand-made records, without a machine.
 #include "devices/match_rules.h"
 
 #include <memory>
