@@ -161,15 +161,14 @@ void CleanupSession::applicationStage() {
 
 void CleanupSession::driverStage() {
   LogDebug(L"-----------Uninstalling Drivers Started-------------");
-  if (gpuExclusionRequested) {
+  if (gpuExclusion.excludeGpus) {
     LogDebug(L"-----------Excluding GPU's-------------");
-    for (const auto& [second, first] : excludedGpus) {
-      LogDebug(L"%s-%s", first.c_str(), second.c_str());
+    for (const GraphicsDevice& gpu : gpuExclusion.gpus) {
+      LogDebug(L"%s-%s", gpu.vendor.c_str(), gpu.device.c_str());
     }
     excludedRegistryKeys.emplace_back(kInstalledPackagesKey);
   }
-  deviceUninstaller.RemoveDrivers(eligibleDrivers, failedDrivers, removedDrivers, {excludedGpus, gpuExclusionRequested},
-                                  factoryReset);
+  deviceUninstaller.RemoveDrivers(eligibleDrivers, failedDrivers, removedDrivers, gpuExclusion, factoryReset);
   // From here on the list holds every driver that was acted on, and only those leave files and keys to collect.
   eligibleDrivers = removedDrivers;
   eligibleDrivers.insert(eligibleDrivers.end(), failedDrivers.begin(), failedDrivers.end());

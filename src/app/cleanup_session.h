@@ -3,10 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -139,9 +137,7 @@ class CleanupSession {
   bool dontSearchWindowsUpdateSaved = false;
   bool factoryReset = false;
 
-  // Graphics devices to keep, from the value `A&B`: the first member holds B, the second A.
-  std::list<std::pair<std::wstring, std::wstring>> excludedGpus;
-  bool gpuExclusionRequested = false;
+  GpuExclusion gpuExclusion;
 
   std::wstring tempPath;       // GetTempPathW
   std::wstring workDirectory;  // the work folder; from initializeWindow on the path of the extracted manifest

@@ -55,13 +55,13 @@ Switch findSwitch(const std::wstring& token) {
   return row->meaning;
 }
 
-// The pairs of a value such as "A&B"@"C&D". An item that is no pair keeps nothing from being removed.
-std::list<std::pair<std::wstring, std::wstring>> parseExcludedGpus(const std::wstring& value) {
-  std::list<std::pair<std::wstring, std::wstring>> gpus;
+// The devices of a value such as "A&B"@"C&D". An item without an & keeps nothing from being removed.
+std::vector<GraphicsDevice> parseExcludedGpus(const std::wstring& value) {
+  std::vector<GraphicsDevice> gpus;
   for (const std::wstring& item : cleanUp(splitByPattern(L"[\"@]", value))) {
     const Tokens parts = splitByPattern(L"[&]", item);
     if (parts.size() >= 2) {
-      gpus.emplace_back(parts[1], parts[0]);
+      gpus.push_back({parts[0], parts[1]});
     }
   }
   return gpus;
@@ -94,10 +94,11 @@ void CleanupSession::parseCommandLine() {
         factoryReset = true;
         break;
       case Switch::Gpu:
-        gpuExclusionRequested = true;
+        gpuExclusion.excludeGpus = true;
         // The next token is the value, whatever it holds; behind the last token the value is empty.
         if (std::next(token) != tokens.end()) {
-          excludedGpus.splice(excludedGpus.end(), parseExcludedGpus(*++token));
+          const std::vector<GraphicsDevice> gpus = parseExcludedGpus(*++token);
+          gpuExclusion.gpus.insert(gpuExclusion.gpus.end(), gpus.begin(), gpus.end());
         }
         break;
       case Switch::SaveOrv:

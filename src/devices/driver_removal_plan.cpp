@@ -204,9 +204,9 @@ class Execution {
         continue;
       }
       gpuExclusionApplied_ = true;
-      for (const auto& [second, first] : gpuExclusion_.gpus) {
-        LogDebug(L"%s-%s", first.c_str(), second.c_str());
-        if (contains(hardwareId, first) && contains(hardwareId, second)) {
+      for (const auto& [vendor, part] : gpuExclusion_.gpus) {
+        LogDebug(L"%s-%s", vendor.c_str(), part.c_str());
+        if (contains(hardwareId, vendor) && contains(hardwareId, part)) {
           LogDebug(L"Excluding GPU: %s", hardwareId.c_str());
           return true;
         }

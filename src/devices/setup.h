@@ -2,10 +2,8 @@
 // plan that turns driver packages of the manifest into removed devices. Knows no list of the session.
 #pragma once
 
-#include <list>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -13,6 +11,7 @@
 #include <setupapi.h>
 
 #include "devices/device_records.h"
+#include "devices/graphics_devices.h"
 #include "manifest/records.h"
 #include "system/handles.h"
 
@@ -21,13 +20,6 @@ extern bool deviceRebootNeeded;
 
 // Files of removed drivers, full paths, to be deleted after the devices.
 extern std::vector<std::wstring> driverFiles;
-
-// The graphics devices that are to be kept. The first member of a pair holds what stood behind the &, the second what
-// stood before it.
-struct GpuExclusion {
-  std::list<std::pair<std::wstring, std::wstring>> gpus;
-  bool excludeGpus = false;
-};
 
 // True when the file name in the path begins with "oem" in lower case. A path without a backslash is not OEM.
 bool IsOemInf(const std::wstring& infPath);

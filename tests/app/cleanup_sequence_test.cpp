@@ -188,8 +188,8 @@ TEST_F(CleanupSequence, GpuKeepsTheInstalledPackagesKeyAndLogsThePairs) {
   plantDword(std::wstring(kPackages) + L"\\Card", L"Version", 1);
   plantKey(std::wstring(kInstall) + L"\\Other");
   session.scrubListData->RegistryKeys = {kInstall};
-  session.gpuExclusionRequested = true;
-  session.excludedGpus = {{L"B", L"A"}, {L"D", L"C"}};
+  session.gpuExclusion.excludeGpus = true;
+  session.gpuExclusion.gpus = {{L"A", L"B"}, {L"C", L"D"}};
   run();
   EXPECT_EQ(readDword(std::wstring(kPackages) + L"\\Card", L"Version"), 1u);
   EXPECT_FALSE(keyExists(std::wstring(kInstall) + L"\\Other"));

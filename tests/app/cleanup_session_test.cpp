@@ -174,7 +174,7 @@ TEST_F(Session, BeginsAsAnInteractiveRunThatKeepsNothing) {
   EXPECT_TRUE(session.removeInstallManager);
   EXPECT_FALSE(session.safeModeRequested);
   EXPECT_FALSE(session.factoryReset);
-  EXPECT_FALSE(session.gpuExclusionRequested);
+  EXPECT_FALSE(session.gpuExclusion.excludeGpus);
   EXPECT_EQ(session.savedSearchOrderConfig, 0xFFFFFFFFu);
   EXPECT_FALSE(session.searchOrderConfigSaved);
   EXPECT_EQ(session.savedDontSearchWindowsUpdate, 0xFFFFFFFFu);

@@ -1,9 +1,7 @@
 // command_line_test - the switches of the command line.
 #include "app/command_line.h"
 
-#include <list>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -19,7 +17,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-using Pairs = std::list<std::pair<std::wstring, std::wstring>>;
+using Devices = std::vector<GraphicsDevice>;
 
 constexpr char kSilentLine[] = "DEBUG ---------------------CleanUp will run silently--------------------";
 constexpr char kSafeModeLine[] = "DEBUG ---------------------CleanUp will run in safe mode--------------------";
@@ -38,7 +36,7 @@ struct Switches {
   bool factoryReset = false;
   bool gpu = false;
   bool saveOrv = false;
-  Pairs excludedGpus;
+  Devices excludedGpus;
   std::vector<std::string> log;
 };
 
@@ -51,9 +49,9 @@ Switches parse(std::wstring commandLine) {
           session.safeModeRequested,
           rebootAfterRun,
           session.factoryReset,
-          session.gpuExclusionRequested,
+          session.gpuExclusion.excludeGpus,
           !session.removeInstallManager,
-          session.excludedGpus,
+          session.gpuExclusion.gpus,
           log.lines()};
 }
 
@@ -134,7 +132,7 @@ TEST(CommandLine, AnyOrderOfTheTokensSetsAll) {
 TEST(CommandLine, EveryWordTogether) {
   const Switches switches = parse(L"saveORV launchedForFactoryReset gpu \"A&B\" reboot safemode silent");
   EXPECT_EQ(flags(switches), "SMRFGV");
-  EXPECT_EQ(switches.excludedGpus, (Pairs{{L"B", L"A"}}));
+  EXPECT_EQ(switches.excludedGpus, (Devices{{L"A", L"B"}}));
   EXPECT_THAT(switches.log, ElementsAre(kFactoryResetLine, kGpuLine, kRebootLine, kSafeModeLine, kSilentLine));
 }
 
@@ -172,29 +170,29 @@ TEST(CommandLine, LongLineIsReadToItsEnd) {
   EXPECT_EQ(flags(parse(std::wstring(32'000, L'x') + L"silent")), "S");
 }
 
-TEST(GpuValue, PairsKeepTheirOrderAndAreTurnedRound) {
+TEST(GpuValue, DevicesKeepTheirOrder) {
   const struct {
     const wchar_t* line;
-    Pairs pairs;
+    Devices gpus;
   } rows[] = {
-      {L"gpu A&B", {{L"B", L"A"}}},
-      {L"gpu \"A&B\"", {{L"B", L"A"}}},
-      {L"gpu \"A&B\"@\"C&D\"", {{L"B", L"A"}, {L"D", L"C"}}},
-      {L"gpu A&B@C&D@E&F", {{L"B", L"A"}, {L"D", L"C"}, {L"F", L"E"}}},
-      {L"gpu \"A&B\"\"C&D\"", {{L"B", L"A"}, {L"D", L"C"}}},
-      {L"gpu @@\"\"A&B@@", {{L"B", L"A"}}},
-      {L"gpu    A&B", {{L"B", L"A"}}},
-      {L"gpu A&B&C", {{L"B", L"A"}}},
-      {L"gpu &B", {{L"B", L""}}},
-      {L"gpu A&&B", {{L"", L"A"}}},
-      {L"gpu A&B@A&B", {{L"B", L"A"}, {L"B", L"A"}}},
-      {L"gpu VEN_7A11&DEV_0001", {{L"DEV_0001", L"VEN_7A11"}}},
-      {L"gpu \u00C4&\u6E05", {{L"\u6E05", L"\u00C4"}}},
+      {L"gpu A&B", {{L"A", L"B"}}},
+      {L"gpu \"A&B\"", {{L"A", L"B"}}},
+      {L"gpu \"A&B\"@\"C&D\"", {{L"A", L"B"}, {L"C", L"D"}}},
+      {L"gpu A&B@C&D@E&F", {{L"A", L"B"}, {L"C", L"D"}, {L"E", L"F"}}},
+      {L"gpu \"A&B\"\"C&D\"", {{L"A", L"B"}, {L"C", L"D"}}},
+      {L"gpu @@\"\"A&B@@", {{L"A", L"B"}}},
+      {L"gpu    A&B", {{L"A", L"B"}}},
+      {L"gpu A&B&C", {{L"A", L"B"}}},
+      {L"gpu &B", {{L"", L"B"}}},
+      {L"gpu A&&B", {{L"A", L""}}},
+      {L"gpu A&B@A&B", {{L"A", L"B"}, {L"A", L"B"}}},
+      {L"gpu VEN_7A11&DEV_0001", {{L"VEN_7A11", L"DEV_0001"}}},
+      {L"gpu \u00C4&\u6E05", {{L"\u00C4", L"\u6E05"}}},
   };
   for (const auto& row : rows) {
     const Switches switches = parse(row.line);
     EXPECT_EQ(flags(switches), "G");
-    EXPECT_EQ(switches.excludedGpus, row.pairs) << narrow(row.line);
+    EXPECT_EQ(switches.excludedGpus, row.gpus) << narrow(row.line);
     EXPECT_THAT(switches.log, ElementsAre(kGpuLine));
   }
 }
@@ -216,7 +214,7 @@ TEST(GpuValue, TextBehindTheWordInItsTokenIsLost) {
   const Switches alone = parse(L"--gpu=\"A&B\"");
   EXPECT_EQ(flags(alone), "G");
   EXPECT_THAT(alone.excludedGpus, IsEmpty());
-  EXPECT_EQ(parse(L"--gpu=\"A&B\" C&D").excludedGpus, (Pairs{{L"D", L"C"}}));
+  EXPECT_EQ(parse(L"--gpu=\"A&B\" C&D").excludedGpus, (Devices{{L"C", L"D"}}));
 }
 
 TEST(GpuValue, MissingValueIsAnEmptyOne) {
@@ -229,7 +227,7 @@ TEST(GpuValue, MissingValueIsAnEmptyOne) {
 
 TEST(GpuValue, SecondValueIsAppended) {
   const Switches switches = parse(L"gpu A&B gpu C&D");
-  EXPECT_EQ(switches.excludedGpus, (Pairs{{L"B", L"A"}, {L"D", L"C"}}));
+  EXPECT_EQ(switches.excludedGpus, (Devices{{L"A", L"B"}, {L"C", L"D"}}));
   EXPECT_THAT(switches.log, ElementsAre(kGpuLine, kGpuLine));
 }
 

@@ -215,7 +215,7 @@ TEST_F(GraphicsExclusion, NamedDeviceIsSpared) {
   PlantedDevice graphics = makerDevice(kGraphics, L"Display");
   graphics.hardwareIds = {L"PCI\\VEN_7A11&DEV_0004&SUBSYS_22", L"PCI\\VEN_7A11&DEV_0004"};
   plantDevice(graphics);
-  exclusion = {{{L"SUBSYS_11", L"DEV_0004"}, {L"SUBSYS_22", L"DEV_0004"}}, true};
+  exclusion = {{{L"DEV_0004", L"SUBSYS_11"}, {L"DEV_0004", L"SUBSYS_22"}}, true};
   remove({packageOf(L"Graphics", L"Display")});
   EXPECT_THAT(between(kByClass, kByDescription),
               ElementsAre("DEBUG Class Name: Display ----- Description: ORV Display ----- DeviceId: "
@@ -254,7 +254,7 @@ TEST_F(GraphicsExclusion, Rows) {
     graphics.classGuid = kOtherClassGuid;
     graphics.hardwareIds = row.hardwareIds;
     plantDevice(graphics);
-    exclusion = {{{L"SUBSYS_22", L"DEV_0004"}}, row.excludeGpus};
+    exclusion = {{{L"DEV_0004", L"SUBSYS_22"}}, row.excludeGpus};
     remove({packageOf(L"Graphics", row.className)});
     EXPECT_EQ(deviceExists(kGraphics), row.spared) << row.name;
     EXPECT_EQ(namesOf(succeeded).size(), row.spared ? 0u : 1u) << row.name;
@@ -277,7 +277,7 @@ TEST_F(GraphicsExclusion, ReachesTheCleanerAndHoldsBackNoOtherStage) {
   plantDriverPackage(makerPackage(L"oem1.inf", L"Display", L"orvdispext.cat"));
   failPackageCall(L"oem1.inf", L"DiUninstallDriverW", ERROR_ACCESS_DENIED);
   failPackageCall(L"oem1.inf", L"SetupUninstallOEMInfW", 0x800F023D);
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}, {L"DEV_0008", L"VEN_7A11"}}, true};
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}, {L"VEN_7A11", L"DEV_0008"}}, true};
   remove({packageOf(L"Graphics", L"Display"), packageOf(L"By id", L"Display", L"DEV_0008")});
   EXPECT_TRUE(deviceExists(kGraphics));
   EXPECT_FALSE(deviceExists(byId)) << "a device that was found by its id is never spared";
@@ -292,7 +292,7 @@ TEST_F(GraphicsExclusion, AppliesOnlyOnceAHardwareIdWasLookedAt) {
   plantDriverPackage(makerPackage(L"oem1.inf", L"Display", L"orvdispext.cat"));
   failPackageCall(L"oem1.inf", L"DiUninstallDriverW", ERROR_ACCESS_DENIED);
   failPackageCall(L"oem1.inf", L"SetupUninstallOEMInfW", 0x800F023D);
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}}, true};
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};
   remove({packageOf(L"Graphics", L"Display")});
   // The cleaner takes no graphics device for spared, so that the extension counts as dealt with.
   EXPECT_THAT(recordedCalls(), Contains(L"SetupDiRemoveDevice " + kGraphics + L" -> 0"));
@@ -321,7 +321,7 @@ TEST_F(FactoryReset, DisplayDeviceFoundByItsIdGoes) {
 TEST_F(FactoryReset, DoesNotApplyTheGraphicsExclusion) {
   plantDevice(makerDevice(kGraphics, L"Display", L"oem1.inf"));
   plantDriverPackage(makerPackage(L"oem1.inf", L"Display"));
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}}, true};
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};
   remove({packageOf(L"Graphics", L"Display")}, /*factoryReset=*/true);
   EXPECT_THAT(lines, Not(Contains("DEBUG VEN_7A11-DEV_0004")));
   EXPECT_THAT(lines, Contains("ERROR CleanDriverStore::Skipping display driver in factory reset"));
@@ -336,7 +336,7 @@ TEST_F(DisplayDevices, AllGoOnAVirtualMachine) {
   PlantedDevice unplugged = makerDevice(absent, L"Display");
   unplugged.present = false;
   plantDevice(unplugged);
-  exclusion = {{{L"DEV_0004", L"VEN_7A11"}}, true};  // holds nothing back here
+  exclusion = {{{L"VEN_7A11", L"DEV_0004"}}, true};  // holds nothing back here
   remove({});
   EXPECT_THAT(recordedCalls(),
               ElementsAre(kReenumeration, kReenumeration, L"SetupDiRemoveDevice " + kGraphics + L" -> 0",
