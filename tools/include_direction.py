@@ -1,7 +1,6 @@
 #!/usr/bin/python3
 """include_direction.py - whether includes in src point one way: app above ui, devices, applications and report, these above
-manifest, that above system; nothing in a loop. Prints each include that points elsewhere, but for EXCEPTIONS; status 1 when
-there is one."""
+manifest, that above system; nothing in a loop. Prints each include that points elsewhere; status 1 when there is one."""
 
 from __future__ import annotations
 
@@ -21,11 +20,6 @@ BELOW = {
     "manifest": {"system"},
     "system": set(),
 }
-# Includes that point up all the same, each with its reason.
-EXCEPTIONS = {
-    # The collectors work on the session's lists; their header only declares the session.
-    ("manifest/collectors.cpp", "app/cleanup_session.h"),
-}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"/]+)/([^"]+)"', re.MULTILINE)
 
 
@@ -33,8 +27,6 @@ def wrong_includes(sources: Path) -> Iterator[str]:
     for file in sorted(sources.rglob("*.[ch]*")):
         folder = file.relative_to(sources).parts[0]
         for match in INCLUDE.finditer(file.read_text(encoding="utf-8")):
-            if (file.relative_to(sources).as_posix(), f"{match[1]}/{match[2]}") in EXCEPTIONS:
-                continue
             if match[1] in BELOW and match[1] != folder and match[1] not in BELOW.get(folder, set()):
                 yield f"{file.relative_to(sources.parent)}: {match[1]}/{match[2]} is not below {folder}"
 

@@ -5,9 +5,6 @@
 #include <regex>
 #include <string_view>
 
-#include "app/cleanup_session.h"
-#include "system/log.h"
-
 namespace {
 
 using Tokens = std::vector<std::wstring>;
@@ -42,17 +39,12 @@ Tokens cleanUp(Tokens tokens) {
   return tokens;
 }
 
-Switch findSwitch(const std::wstring& token) {
+const SwitchWord& findSwitch(const std::wstring& token) {
+  static constexpr SwitchWord kNoWord = {L"", Switch::None, nullptr};
   const auto row = std::find_if(kSwitchWords.begin(), kSwitchWords.end(), [&token](const SwitchWord& candidate) {
     return token.find(candidate.word) != std::wstring::npos;
   });
-  if (row == kSwitchWords.end()) {
-    return Switch::None;
-  }
-  if (row->logLine) {
-    LogDebug(row->logLine);
-  }
-  return row->meaning;
+  return row == kSwitchWords.end() ? kNoWord : *row;
 }
 
 // The devices of a value such as "A&B"@"C&D". An item without an & keeps nothing from being removed.
@@ -77,35 +69,42 @@ std::vector<std::wstring> splitByPattern(const std::wstring& pattern, const std:
   return {std::wsregex_token_iterator(text.begin(), text.end(), expression, -1), std::wsregex_token_iterator()};
 }
 
-void CleanupSession::parseCommandLine() {
-  const Tokens tokens = cleanUp(splitByPattern(L"[ ]", commandLine));
+CommandLine parseSwitches(const std::wstring& text) {
+  CommandLine result;
+  Switches& switches = result.switches;
+  const Tokens tokens = cleanUp(splitByPattern(L"[ ]", text));
   for (auto token = tokens.begin(); token != tokens.end(); ++token) {
-    switch (findSwitch(*token)) {
+    const SwitchWord& word = findSwitch(*token);
+    if (word.logLine) {
+      result.logLines.push_back(word.logLine);
+    }
+    switch (word.meaning) {
       case Switch::Silent:
-        silent = true;
+        switches.silent = true;
         break;
       case Switch::SafeMode:
-        safeModeRequested = true;
+        switches.safeModeRequested = true;
         break;
       case Switch::Reboot:
-        rebootAfterRun = true;
+        switches.rebootAfterRun = true;
         break;
       case Switch::FactoryReset:
-        factoryReset = true;
+        switches.factoryReset = true;
         break;
       case Switch::Gpu:
-        gpuExclusion.excludeGpus = true;
+        switches.gpuExclusion.excludeGpus = true;
         // The next token is the value, whatever it holds; behind the last token the value is empty.
         if (std::next(token) != tokens.end()) {
           const std::vector<GraphicsDevice> gpus = parseExcludedGpus(*++token);
-          gpuExclusion.gpus.insert(gpuExclusion.gpus.end(), gpus.begin(), gpus.end());
+          switches.gpuExclusion.gpus.insert(switches.gpuExclusion.gpus.end(), gpus.begin(), gpus.end());
         }
         break;
       case Switch::SaveOrv:
-        removeInstallManager = false;
+        switches.removeInstallManager = false;
         break;
       case Switch::None:
         break;
     }
   }
+  return result;
 }

@@ -29,7 +29,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previousInstance*/, wchar_t*
   LogDebug(L"Localization File\t\t:\t%s", languageFilePath.c_str());
   session.parseCommandLine();
   // A silent second instance is not refused: an installer must not fail because a person has the tool open.
-  if (session.instanceError == ERROR_ALREADY_EXISTS && !session.silent) {
+  if (session.instanceError == ERROR_ALREADY_EXISTS && !session.switches.silent) {
     return refuseSecondInstance();
   }
   return session.run();

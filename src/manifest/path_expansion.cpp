@@ -139,14 +139,14 @@ void appendMissing(std::vector<std::wstring> rows, std::vector<std::wstring>& ta
   appendMissing(std::move(rows), uniqueTarget);
 }
 
-void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowRefusal& refuses) {
+void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowAdmission& admit) {
   const InstallFolders folders = findInstallFolders();
   for (const std::wstring& row : rows) {
     if (row.empty()) {
       continue;
     }
     std::wstring path = expandRow(row, folders);
-    if (refuses && refuses(path)) {
+    if (admit && !admit(path)) {
       continue;
     }
     if (path.find(L'*') == std::wstring::npos) {

@@ -23,13 +23,13 @@ std::wstring getKnownFolder(const std::wstring& row);
 void appendMissing(std::vector<std::wstring> rows, std::vector<std::wstring>& target);
 void appendMissing(std::vector<std::wstring> rows, UniqueRows& target);
 
-// Asked of a row with its folders put in and its * still in it; true passes the row over.
-using RowRefusal = std::function<bool(const std::wstring& row)>;
+// Called with a row that has its folders put in and its * still in it; false passes the row over.
+using RowAdmission = std::function<bool(const std::wstring& row)>;
 
 // Expands each row and appends it unless `target` holds it. A row with a * gives the entries that match it on the disk
-// now; when there are none the row is dropped. Empty rows are skipped. No `refuses` refuses none.
+// now; when there are none the row is dropped. Empty rows are skipped. Without `admit` all others are expanded.
 void expandFileRows(std::vector<std::wstring> rows, std::vector<std::wstring>& target);
-void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowRefusal& refuses = nullptr);
+void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowAdmission& admit = nullptr);
 
 // The same without wildcards.
 void expandDirectoryRows(std::vector<std::wstring> rows, std::vector<std::wstring>& target);

@@ -4,7 +4,6 @@
 #include <fstream>
 #include <initializer_list>
 #include <sstream>
-#include <string_view>
 #include <utility>
 
 #include <boost/property_tree/json_parser.hpp>
@@ -20,7 +19,6 @@ namespace {
 
 using boost::property_tree::wptree;
 
-constexpr wchar_t kResourceType[] = L"BINARY";
 constexpr wchar_t kManifestName[] = L"CleanUp\\ScrubList.JSON";
 
 // The display driver packages, which a factory reset keeps.
@@ -130,24 +128,6 @@ void readPackages(const ScrubList& document, const wptree& root, const std::wstr
 struct ScrubList::Tree {
   wptree root;
 };
-
-bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path, FileHandle* held) {
-  const HRSRC resource = ::FindResourceW(module, MAKEINTRESOURCEW(resourceId), kResourceType);
-  const HGLOBAL loaded = resource ? ::LoadResource(module, resource) : nullptr;
-  const void* bytes = loaded ? ::LockResource(loaded) : nullptr;
-  const DWORD size = bytes ? ::SizeofResource(module, resource) : 0;
-
-  // Failures are not reported: whoever wants the file finds none in `held`.
-  const FileHandle folder = holdFolder(path.substr(0, path.find_last_not_of(L'\\', path.rfind(L'\\')) + 1));
-  FileHandle file;
-  if (folder) {
-    file = writeHeldFile(path, std::string_view(static_cast<const char*>(bytes), size));
-  }
-  if (held) {
-    *held = std::move(file);
-  }
-  return false;
-}
 
 ScrubList::ScrubList() : tree_(std::make_unique<Tree>()), data_(std::make_unique<ScrubListData>()) {}
 

@@ -1,5 +1,5 @@
-// scrub_list - reads the cleanup manifest ScrubList.JSON from the work folder into records. The JSON library stays
-// behind this header.
+// scrub_list - reads the cleanup manifest ScrubList.JSON from the work folder into records. Who wrote it there is none
+// of its business; the JSON library stays behind this header.
 #pragma once
 
 #include <memory>
@@ -9,13 +9,6 @@
 #include <windows.h>
 
 #include "manifest/records.h"
-#include "system/handles.h"
-
-// Writes a resource of type BINARY to a file in the work folder, replacing an older one; a link in the place of the
-// file is replaced too, and one in the place of the folder is not followed. With `held` the file stays open there, and
-// nobody can change it until that is closed; it is empty when there is no such file of ours. The result is always false
-// and says nothing. FindResourceW.
-bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path, FileHandle* held = nullptr);
 
 // The manifest of one run: the document's tree and the records made from it.
 class ScrubList {

@@ -182,13 +182,8 @@ bool isOldBrowserBuild(const std::wstring& path) {
   return parts[3].str() <= kLastOldBuild;
 }
 
-void writeRemovalReport(std::wstring folder, std::wstring action,
-                        const std::vector<ApplicationPackage>& existingApplications,
-                        const std::vector<DriverPackage>& existingDrivers,
-                        const std::vector<ApplicationPackage>& removedApplications,
-                        const std::vector<DriverPackage>& removedDrivers,
-                        const std::vector<ApplicationPackage>& failedApplications,
-                        const std::vector<DriverPackage>& failedDrivers) {
+void writeRemovalReport(const std::wstring& folder, const std::wstring& action, const EligiblePackages& existing,
+                        const PackageResults& results) {
   const std::wstring time = formatReportTime();
   // Goes nowhere; its failures stand in the log, where those who look into a wrong clock expect them.
   formatFileStamp();
@@ -210,14 +205,14 @@ void writeRemovalReport(std::wstring folder, std::wstring action,
   stream << L"<tallyreport xmlns:dt=\"urn:schemas-microsoft-com:datatypes\">\n";
   stream << composeLine(kGeneral, L"", withReferences(time).c_str(), action.c_str());
   stream << L"\t<exist>\n";
-  writeNames(stream, kExistingApplication, existingApplications);
-  writeNames(stream, kExistingDriver, existingDrivers);
+  writeNames(stream, kExistingApplication, existing.eligibleApplications);
+  writeNames(stream, kExistingDriver, existing.eligibleDrivers);
   stream << L"\t</exist>\n\t<Uninstalled>\n";
-  writeResults(stream, kApplicationResult, removedApplications, L"Succeed");
-  writeResults(stream, kDriverResult, removedDrivers, L"Succeed");
+  writeResults(stream, kApplicationResult, results.removedApplications, L"Succeed");
+  writeResults(stream, kDriverResult, results.removedDrivers, L"Succeed");
   stream << L"\t</Uninstalled>\n\t<Failed>\n";
-  writeResults(stream, kApplicationResult, failedApplications, L"Fail");
-  writeResults(stream, kDriverResult, failedDrivers, L"Fail");
+  writeResults(stream, kApplicationResult, results.failedApplications, L"Fail");
+  writeResults(stream, kDriverResult, results.failedDrivers, L"Fail");
   stream << L"\t</Failed>\n" << kReportResourceBlock << L"</tallyreport>" << std::endl;
 
   if (isExternal) {

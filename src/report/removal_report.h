@@ -6,19 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "manifest/records.h"
+#include "manifest/package_lists.h"
 
 // Writes report.xml into `folder` (without a backslash at its end), replacing an older one, and report.xml.xsl beside
 // it where the program that belongs to the report's type is a browser that needs it apart. Of the packages only the
 // names are used, as they stand. A file that cannot be written costs nothing but the report; failures of the clock are
 // logged.
-void writeRemovalReport(std::wstring folder, std::wstring action,
-                        const std::vector<ApplicationPackage>& existingApplications,
-                        const std::vector<DriverPackage>& existingDrivers,
-                        const std::vector<ApplicationPackage>& removedApplications,
-                        const std::vector<DriverPackage>& removedDrivers,
-                        const std::vector<ApplicationPackage>& failedApplications,
-                        const std::vector<DriverPackage>& failedDrivers);
+void writeRemovalReport(const std::wstring& folder, const std::wstring& action, const EligiblePackages& existing,
+                        const PackageResults& results);
 
 // True when the browser takes a stylesheet only as a file of its own: by the third part of its product version,
 // compared as text, and when there is no version. GetFileVersionInfoW.

@@ -9,7 +9,7 @@
 
 #include <shlwapi.h>
 
-#include "manifest/scrub_list.h"
+#include "system/binary_resource.h"
 #include "system/text_case.h"
 
 std::wstring languageFilePath;

@@ -119,18 +119,18 @@ bool setFonts(HWND window, Font& headline) {
 
 }  // namespace
 
-SplashWindow::SplashWindow(int dialogId, const CleanupSession* owner)
-    : session(owner), thread(&SplashWindow::runThread, this, dialogId) {}
+SplashWindow::SplashWindow(int dialogId, TextLookup text)
+    : text_(text), thread_(&SplashWindow::runThread, this, dialogId) {}
 
 SplashWindow::~SplashWindow() {
-  stopRequested.exchange(true);
+  stopRequested_.exchange(true);
   // A message that comes before the thread has a queue is lost; the flag then ends the loop at its next idle moment.
-  ::PostThreadMessageW(threadId, WM_CLOSE, 0, 0);
-  thread.join();
+  ::PostThreadMessageW(threadId_, WM_CLOSE, 0, 0);
+  thread_.join();
 }
 
 void SplashWindow::runThread(int dialogId) {
-  threadId = ::GetCurrentThreadId();
+  threadId_ = ::GetCurrentThreadId();
   const UnawareOfDpi unaware;
   try {
     showWindow(dialogId);
@@ -144,7 +144,7 @@ void SplashWindow::showWindow(int dialogId) {
   ::SendMessageW(window, WM_SETICON, ICON_BIG,
                  reinterpret_cast<LPARAM>(::LoadIconW(moduleInstance, MAKEINTRESOURCEW(IDI_PROGRAM))));
   const auto text = [this](int captionId, const wchar_t* defaultText) {
-    return session ? userText(captionId, defaultText) : std::wstring(defaultText);
+    return text_ ? text_(captionId, defaultText) : std::wstring(defaultText);
   };
   ::SetWindowTextW(window, text(kCaptionTitle, kDefaultTitle).c_str());
   const HWND background = createBackground(window);
@@ -168,26 +168,26 @@ void SplashWindow::showWindow(int dialogId) {
 
 void SplashWindow::startTimer(HWND background) {
   ::SetWindowLongPtrW(background, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-  staticProc = reinterpret_cast<WNDPROC>(
+  staticProc_ = reinterpret_cast<WNDPROC>(
       ::SetWindowLongPtrW(background, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&SplashWindow::backgroundProc)));
-  timer = ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr);
+  timer_ = ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr);
 }
 
 LRESULT CALLBACK SplashWindow::backgroundProc(HWND background, UINT message, WPARAM wParam, LPARAM lParam) {
   auto* splash = reinterpret_cast<SplashWindow*>(::GetWindowLongPtrW(background, GWLP_USERDATA));
-  if (message == WM_TIMER && wParam == splash->timer) {
+  if (message == WM_TIMER && wParam == splash->timer_) {
     splash->showNextFrame(background);
   }
-  return ::CallWindowProcW(splash->staticProc, background, message, wParam, lParam);
+  return ::CallWindowProcW(splash->staticProc_, background, message, wParam, lParam);
 }
 
 void SplashWindow::showNextFrame(HWND background) {
   const HWND window = ::GetParent(background);
-  frame = (frame + 1) % kFrames.size();
-  ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame]);
+  frame_ = (frame_ + 1) % kFrames.size();
+  ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame_]);
   ::InvalidateRect(window, nullptr, FALSE);
-  timer = ::SetTimer(background, timer, kFrameMilliseconds, nullptr);
-  if (dragged && stopRequested) {
+  timer_ = ::SetTimer(background, timer_, kFrameMilliseconds, nullptr);
+  if (dragged_ && stopRequested_) {
     // The loop of the drag has swallowed the message that asks to close. It ends when the mouse is taken from it, or
     // when the button comes up.
     ::SendMessageW(window, WM_CANCELMODE, 0, 0);
@@ -197,9 +197,9 @@ void SplashWindow::showNextFrame(HWND background) {
 
 // Without a caption, the whole surface is the handle to move the window by. Comes back when the user lets go.
 void SplashWindow::dragByMouse(HWND window) {
-  dragged = true;
+  dragged_ = true;
   ::SendMessageW(window, WM_SYSCOMMAND, kMoveByMouse, 0);
-  dragged = false;
+  dragged_ = false;
 }
 
 void SplashWindow::pumpMessages(HWND window) {
@@ -230,7 +230,7 @@ void SplashWindow::pumpMessages(HWND window) {
     ::TranslateMessage(&message);
     ::DispatchMessageW(&message);
     MSG waiting = {};
-    if (!::PeekMessageW(&waiting, nullptr, 0, 0, PM_NOREMOVE) && stopRequested) {
+    if (!::PeekMessageW(&waiting, nullptr, 0, 0, PM_NOREMOVE) && stopRequested_) {
       return;
     }
   }

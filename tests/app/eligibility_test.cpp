@@ -15,8 +15,8 @@ using EligibleDrivers = SelectionTest;
 TEST_F(EligibleApplications, WithoutPackagesThereIsTheHeaderAlone) {
   data.InclusionApplications = {L"Named but without a record"};
   EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader}));
-  EXPECT_TRUE(session.eligibleApplications.empty());
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
+  EXPECT_TRUE(packages.eligibleApplications.empty());
+  EXPECT_EQ(exclusionsOf(data, exclusions), Exclusions());
 }
 
 TEST_F(EligibleApplications, IncludedPackagesAreCopiedInManifestOrderAndNotProtected) {
@@ -25,11 +25,11 @@ TEST_F(EligibleApplications, IncludedPackagesAreCopiedInManifestOrderAndNotProte
   data.ApplicationPackages[0].UpgradeID = L"{code}";
   data.ApplicationPackages[0].CommandLine = L"command";
   EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG First", "DEBUG Second"}));
-  ASSERT_EQ(namesOf(session.eligibleApplications), (Names{L"First", L"Second"}));
-  EXPECT_EQ(session.eligibleApplications[0].UpgradeID, L"{code}");
-  EXPECT_EQ(session.eligibleApplications[0].CommandLine, L"command");
-  EXPECT_EQ(session.eligibleApplications[0].Files, (Names{L"First file"}));
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
+  ASSERT_EQ(namesOf(packages.eligibleApplications), (Names{L"First", L"Second"}));
+  EXPECT_EQ(packages.eligibleApplications[0].UpgradeID, L"{code}");
+  EXPECT_EQ(packages.eligibleApplications[0].CommandLine, L"command");
+  EXPECT_EQ(packages.eligibleApplications[0].Files, (Names{L"First file"}));
+  EXPECT_EQ(exclusionsOf(data, exclusions), Exclusions());
   EXPECT_EQ(namesOf(data.ApplicationPackages), (Names{L"First", L"Second"}));
 }
 
@@ -39,22 +39,22 @@ TEST_F(EligibleApplications, NamesAreComparedWholeAndWithCase) {
     data.ApplicationPackages.push_back(applicationWithRows(name));
   }
   selectApplications();
-  EXPECT_EQ(namesOf(session.eligibleApplications), Names());
-  EXPECT_EQ(session.excludedProcesses.size(), data.ApplicationPackages.size());
+  EXPECT_EQ(namesOf(packages.eligibleApplications), Names());
+  EXPECT_EQ(exclusions.excludedProcesses.size(), data.ApplicationPackages.size());
 }
 
 TEST_F(EligibleApplications, PackageThatIsNotIncludedIsProtectedWithAllItsLists) {
   const ApplicationPackage package = applicationWithRows(L"Kept");
   data.ApplicationPackages = {package};
   EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG Excluding:\tKept"}));
-  EXPECT_TRUE(session.eligibleApplications.empty());
-  EXPECT_EQ(exclusionsOf(session), exclusionsFor(package));
+  EXPECT_TRUE(packages.eligibleApplications.empty());
+  EXPECT_EQ(exclusionsOf(data, exclusions), exclusionsFor(package));
 }
 
 TEST_F(EligibleApplications, RowsAreAppendedBehindWhatIsThereWithTheirDuplicates) {
-  session.excludedRegistryKeys = {L"there key"};
-  session.excludedRegistryValues = {L"there value"};
-  session.excludedProcesses = {L"there process"};
+  exclusions.excludedRegistryKeys = {L"there key"};
+  exclusions.excludedRegistryValues = {L"there value"};
+  exclusions.excludedProcesses = {L"there process"};
   data.ExcludedDirectories = {L"there directory"};
   data.ExcludedFiles = {L"there file"};
   ApplicationPackage first = applicationWithRows(L"First");
@@ -73,7 +73,7 @@ TEST_F(EligibleApplications, RowsAreAppendedBehindWhatIsThereWithTheirDuplicates
   expected.registryValues = {L"there value", L"v", L"v", L"v", L"v"};
   expected.files = {L"there file", L"", L"f", L"", L"f"};
   expected.processes = {L"there process", L"p.exe", L"P.EXE", L"p.exe", L"P.EXE"};
-  EXPECT_EQ(exclusionsOf(session), expected);
+  EXPECT_EQ(exclusionsOf(data, exclusions), expected);
 }
 
 TEST_F(EligibleApplications, CommonPackageThatIsNotIncludedIsProtectedLikeAnyOther) {
@@ -81,14 +81,14 @@ TEST_F(EligibleApplications, CommonPackageThatIsNotIncludedIsProtectedLikeAnyOth
   package.CommonApp = true;
   data.ApplicationPackages = {package};
   EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG Excluding:\tCommon"}));
-  EXPECT_EQ(exclusionsOf(session), exclusionsFor(package));
+  EXPECT_EQ(exclusionsOf(data, exclusions), exclusionsFor(package));
 }
 
 TEST_F(EligibleApplications, SameNameTwiceGivesTwoRecords) {
   data.InclusionApplications = {L"Twice"};
   data.ApplicationPackages = {applicationWithRows(L"Twice"), applicationWithRows(L"Twice")};
   EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG Twice", "DEBUG Twice"}));
-  EXPECT_EQ(session.eligibleApplications.size(), 2u);
+  EXPECT_EQ(packages.eligibleApplications.size(), 2u);
 }
 
 TEST_F(EligibleApplications, NamesWithPercentSignsAreLoggedAsTheyStand) {
@@ -102,17 +102,17 @@ TEST_F(EligibleDrivers, IncludedPackagesAreCopiedInManifestOrderAndNotProtected)
   data.DriverPackages = {driverWithRows(L"First"), driverWithRows(L"Second")};
   data.DriverPackages[1].InfName = L"second.inf";
   EXPECT_EQ(selectDrivers(), (Lines{kDriversHeader, "DEBUG First", "DEBUG Second"}));
-  ASSERT_EQ(namesOf(session.eligibleDrivers), (Names{L"First", L"Second"}));
-  EXPECT_EQ(session.eligibleDrivers[1].InfName, L"second.inf");
-  EXPECT_EQ(session.eligibleDrivers[1].Services, (Names{L"Second service"}));
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
+  ASSERT_EQ(namesOf(packages.eligibleDrivers), (Names{L"First", L"Second"}));
+  EXPECT_EQ(packages.eligibleDrivers[1].InfName, L"second.inf");
+  EXPECT_EQ(packages.eligibleDrivers[1].Services, (Names{L"Second service"}));
+  EXPECT_EQ(exclusionsOf(data, exclusions), Exclusions());
 }
 
 TEST_F(EligibleDrivers, NamesAreComparedWholeAndWithCase) {
   data.InclusionDrivers = {L"Display"};
   data.DriverPackages = {driverWithRows(L"display"), driverWithRows(L"Displays"), driverWithRows(L"Displa")};
   selectDrivers();
-  EXPECT_EQ(namesOf(session.eligibleDrivers), Names());
+  EXPECT_EQ(namesOf(packages.eligibleDrivers), Names());
 }
 
 TEST_F(EligibleDrivers, PackageThatIsNotIncludedIsProtectedWithoutALine) {
@@ -123,7 +123,7 @@ TEST_F(EligibleDrivers, PackageThatIsNotIncludedIsProtectedWithoutALine) {
   expected.directories = {L"Kept directory"};
   expected.registryValues = {L"Kept value"};
   expected.services = {L"Kept service"};
-  EXPECT_EQ(exclusionsOf(session), expected);
+  EXPECT_EQ(exclusionsOf(data, exclusions), expected);
 }
 
 TEST_F(EligibleDrivers, RowsAreAppendedBehindTheApplicationsOnesWithTheirDuplicates) {
@@ -132,7 +132,7 @@ TEST_F(EligibleDrivers, RowsAreAppendedBehindTheApplicationsOnesWithTheirDuplica
   driver.Services = {L"s", L"s"};
   driver.Directories = {L"Kept application directory"};
   data.DriverPackages = {driver, driver};
-  session.excludedServices = {L"there"};
+  exclusions.excludedServices = {L"there"};
   selectApplications();
   selectDrivers();
   Exclusions expected = exclusionsFor(data.ApplicationPackages[0]);
@@ -140,7 +140,7 @@ TEST_F(EligibleDrivers, RowsAreAppendedBehindTheApplicationsOnesWithTheirDuplica
   expected.directories.insert(expected.directories.end(), 2, L"Kept application directory");
   expected.registryValues.insert(expected.registryValues.end(), {L"Kept value", L"Kept value"});
   expected.services = {L"there", L"s", L"s", L"s", L"s"};
-  EXPECT_EQ(exclusionsOf(session), expected);
+  EXPECT_EQ(exclusionsOf(data, exclusions), expected);
 }
 
 TEST_F(EligibleDrivers, ApplicationNamesMeanNothingToDrivers) {
@@ -149,6 +149,6 @@ TEST_F(EligibleDrivers, ApplicationNamesMeanNothingToDrivers) {
   data.ApplicationPackages = {applicationWithRows(L"Shared name")};
   selectApplications();
   selectDrivers();
-  EXPECT_EQ(session.eligibleApplications.size(), 1u);
-  EXPECT_TRUE(session.eligibleDrivers.empty());
+  EXPECT_EQ(packages.eligibleApplications.size(), 1u);
+  EXPECT_TRUE(packages.eligibleDrivers.empty());
 }

@@ -11,6 +11,7 @@
 
 #include "app/cleanup_session.h"
 #include "app/finish_run.h"
+#include "app/machine_restart.h"
 #include "applications/uninstall_runner.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
@@ -162,7 +163,7 @@ Package named(const std::wstring& name) {
 
 class FinishRun : public testing::Test {
  protected:
-  FinishRun() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.silent = true; }
+  FinishRun() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.switches.silent = true; }
 
   void SetUp() override {
     launched.clear();
@@ -176,8 +177,8 @@ class FinishRun : public testing::Test {
     privilegeNames.clear();
     adjustments.clear();
     keyCreationFails = false;
-    quitRequested = 0;
-    rebootAfterRun = false;
+    session.quitRequested = false;
+    session.switches.rebootAfterRun = false;
     fileRebootPending = false;
     applicationRebootNeeded = false;
     deviceRebootNeeded = false;
@@ -212,22 +213,22 @@ class FinishRun : public testing::Test {
 
 TEST_F(FinishRun, WithoutFailuresTheLogHoldsTheOneHeaderAndTheOutcomeIsSuccess) {
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader}));
-  EXPECT_EQ(RunOutcome, 1);
+  EXPECT_EQ(session.outcome, 1);
 }
 
 TEST_F(FinishRun, EveryFailureListStandsUnderItsHeaderInTheFixedOrder) {
-  session.failedDriverFiles = {L"driver file"};
-  session.failedServices = {L"service 1", L"service 2"};
-  session.failedProcesses = {L"process"};
-  session.failedScheduledTasks = {L"task"};
-  session.failedDrivers = {named<DriverPackage>(L"driver")};
-  session.failedFiles = {L"file"};
-  session.failedDirectories = {L"directory"};
-  session.failedRegistryKeys = {L"key"};
-  session.failedRegistryValues = {L"value"};
-  session.failedPreUninstallRegistryValues = {L"early value"};
-  session.failedPreUninstallRegistryKeys = {L"early key"};
-  session.failedShortcuts = {L"shortcut"};  // listed nowhere
+  session.failures.failedDriverFiles = {L"driver file"};
+  session.failures.failedServices = {L"service 1", L"service 2"};
+  session.failures.failedProcesses = {L"process"};
+  session.failures.failedScheduledTasks = {L"task"};
+  session.results.failedDrivers = {named<DriverPackage>(L"driver")};
+  session.failures.failedFiles = {L"file"};
+  session.failures.failedDirectories = {L"directory"};
+  session.failures.failedRegistryKeys = {L"key"};
+  session.failures.failedRegistryValues = {L"value"};
+  session.failures.failedPreUninstallRegistryValues = {L"early value"};
+  session.failures.failedPreUninstallRegistryKeys = {L"early key"};
+  session.failures.failedShortcuts = {L"shortcut"};  // listed nowhere
   EXPECT_EQ(finish(), (std::vector<std::string>{
                           kDriverFilesHeader,
                           "DEBUG driver file",
@@ -256,7 +257,7 @@ TEST_F(FinishRun, EveryFailureListStandsUnderItsHeaderInTheFixedOrder) {
 }
 
 TEST_F(FinishRun, NamesWithPercentSignsAreListedAsTheyStand) {
-  session.failedFiles = {L"C:\\%s%n%d\\100%"};
+  session.failures.failedFiles = {L"C:\\%s%n%d\\100%"};
   EXPECT_EQ(finish().back(), "DEBUG C:\\%s%n%d\\100%");
 }
 
@@ -273,12 +274,13 @@ TEST_F(FinishRun, OutcomeIsDecidedByApplicationsAndDriversAlone) {
       {"application and driver", false, true, true, -1}, {"everything", true, true, true, -1},
   };
   for (const auto& row : rows) {
-    session.failedFiles.assign(row.failedFile ? 1 : 0, L"file");
-    session.failedDirectories = session.failedRegistryKeys = session.failedServices = session.failedFiles;
-    session.failedApplications.assign(row.failedApplication ? 1 : 0, named<ApplicationPackage>(L"application"));
-    session.failedDrivers.assign(row.failedDriver ? 1 : 0, named<DriverPackage>(L"driver"));
+    session.failures.failedFiles.assign(row.failedFile ? 1 : 0, L"file");
+    session.failures.failedDirectories = session.failures.failedRegistryKeys = session.failures.failedServices =
+        session.failures.failedFiles;
+    session.results.failedApplications.assign(row.failedApplication ? 1 : 0, named<ApplicationPackage>(L"application"));
+    session.results.failedDrivers.assign(row.failedDriver ? 1 : 0, named<DriverPackage>(L"driver"));
     finish();
-    EXPECT_EQ(RunOutcome, row.outcome) << row.what;
+    EXPECT_EQ(session.outcome, row.outcome) << row.what;
   }
 }
 
@@ -309,7 +311,7 @@ TEST_F(FinishRun, MarkerThatCannotBeWrittenIsPassedOverInSilence) {
   fileRebootPending = true;
   keyCreationFails = true;
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRestartLine}));
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
@@ -317,20 +319,20 @@ TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
   first.ClassName = L"display";
   DriverPackage second = named<DriverPackage>(L"Twice");
   second.ClassName = L"media";
-  session.removedDrivers = {first, named<DriverPackage>(L"Once"), second};
-  session.failedDrivers = {second, first};
-  session.eligibleDrivers = {named<DriverPackage>(L"twice"), first, second};
+  session.results.removedDrivers = {first, named<DriverPackage>(L"Once"), second};
+  session.results.failedDrivers = {second, first};
+  session.packages.eligibleDrivers = {named<DriverPackage>(L"twice"), first, second};
   finish();
-  ASSERT_EQ(session.removedDrivers.size(), 2u);
-  EXPECT_EQ(session.removedDrivers[0].ClassName, L"display");
-  EXPECT_EQ(session.removedDrivers[1].Name, L"Once");
-  ASSERT_EQ(session.failedDrivers.size(), 1u);
-  EXPECT_EQ(session.failedDrivers[0].ClassName, L"media");
-  ASSERT_EQ(session.eligibleDrivers.size(), 2u);
+  ASSERT_EQ(session.results.removedDrivers.size(), 2u);
+  EXPECT_EQ(session.results.removedDrivers[0].ClassName, L"display");
+  EXPECT_EQ(session.results.removedDrivers[1].Name, L"Once");
+  ASSERT_EQ(session.results.failedDrivers.size(), 1u);
+  EXPECT_EQ(session.results.failedDrivers[0].ClassName, L"media");
+  ASSERT_EQ(session.packages.eligibleDrivers.size(), 2u);
 }
 
 TEST_F(FinishRun, FactoryResetCopiesTheLogToTheInstallManager) {
-  session.factoryReset = true;
+  session.switches.factoryReset = true;
   ::CreateDirectoryW(L"C:\\Program Files\\ORV", nullptr);
   ::CreateDirectoryW(L"C:\\Program Files\\ORV\\PKM", nullptr);
   ::CreateDirectoryW(kInstallManagerLogFolder, nullptr);
@@ -343,7 +345,7 @@ TEST_F(FinishRun, FactoryResetCopiesTheLogToTheInstallManager) {
 }
 
 TEST_F(FinishRun, FactoryResetWithoutTheTargetFolderLogsTheFailureAndMakesNoFolder) {
-  session.factoryReset = true;
+  session.switches.factoryReset = true;
   EXPECT_EQ(finish().back(),
             "DEBUG Failed to copy log file to C:\\Program Files\\ORV\\PKM\\Log\\ORVCleanup.log. Error 3");
   EXPECT_FALSE(pathExists(kInstallManagerLogFolder));
@@ -354,21 +356,21 @@ TEST_F(FinishRun, SilentAloneNeverRestarts) {
   finish();
   EXPECT_TRUE(restarts.empty());
   EXPECT_TRUE(questions.empty());
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(FinishRun, SilentRebootRestartsWithoutAQuestionEvenIfNothingNeedsIt) {
-  rebootAfterRun = true;
+  session.switches.rebootAfterRun = true;
   finish();
   EXPECT_TRUE(questions.empty());
   ASSERT_EQ(restarts.size(), 1u);
   EXPECT_EQ(restarts[0].flags, static_cast<UINT>(EWX_REBOOT | EWX_FORCE));
   EXPECT_EQ(restarts[0].reason, 0x80000001u);
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheMachineRestarts) {
-  rebootAfterRun = true;
+  session.switches.rebootAfterRun = true;
   fileRebootPending = true;
   finish();
   ASSERT_EQ(restarts.size(), 1u);
@@ -377,7 +379,7 @@ TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheMachineRestar
 }
 
 TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheFinishDialog) {
-  session.silent = false;
+  session.switches.silent = false;
   fileRebootPending = true;
   finish();
   EXPECT_EQ(dialogs, (std::vector<Progress>{{true, true}}));
@@ -391,7 +393,7 @@ TEST_F(FinishRun, SafeBootIsTakenOutBeforeTheRestartIsAnnounced) {
 }
 
 TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
-  session.silent = false;
+  session.switches.silent = false;
   finish();
   ASSERT_TRUE(session.finishDialog);
   EXPECT_TRUE(questions.empty()) << "the dialog comes first";
@@ -403,7 +405,7 @@ TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
   EXPECT_EQ(questionStyle, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
   EXPECT_FALSE(::IsWindowVisible(session.finishDialog));
   EXPECT_TRUE(restarts.empty());
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
   EXPECT_EQ(takeQuitMessage(), std::optional<WPARAM>(0));
 }
 
@@ -415,7 +417,7 @@ TEST_F(FinishRun, OnFinishRestartsOnYesAndPostsNoQuitMessage) {
 }
 
 TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
-  rebootAfterRun = true;
+  session.switches.rebootAfterRun = true;
   session.onFinish(nullptr);
   EXPECT_TRUE(questions.empty());
   EXPECT_EQ(restarts.size(), 1u);

@@ -73,9 +73,9 @@ LINK_SEAM(INT_PTR, DialogBoxParamW, (HINSTANCE module, LPCWSTR name, HWND owner,
 
 namespace {
 
-class MainWindow : public testing::Test {
+class HiddenMainWindow : public testing::Test {
  protected:
-  MainWindow() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOWMAXIMIZED) {
+  HiddenMainWindow() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOWMAXIMIZED) {
     registeredClass.reset();
     createdWindows.clear();
     openedDialogs.clear();
@@ -87,7 +87,7 @@ class MainWindow : public testing::Test {
       window = createdWindows[0].handle;
     }
   }
-  ~MainWindow() override {
+  ~HiddenMainWindow() override {
     ::DestroyWindow(window);
     takeQuitMessage();
   }
@@ -133,7 +133,7 @@ bool isTaken(const CleanupSession& session, HWND window, UINT kind, wchar_t lett
   message.message = kind;
   message.wParam = letter;
   message.lParam = withAlt ? kWithAlt : 0;
-  const bool taken = ::TranslateAcceleratorW(window, session.accelerators, &message) != 0;
+  const bool taken = ::TranslateAcceleratorW(window, session.mainWindow.accelerators, &message) != 0;
   ::SetKeyboardState(before);
   return taken;
 }
@@ -154,7 +154,7 @@ std::string applicationManifest() {
 
 }  // namespace
 
-TEST_F(MainWindow, ClassHasItsStyleColourIconAndMenu) {
+TEST_F(HiddenMainWindow, ClassHasItsStyleColourIconAndMenu) {
   ASSERT_TRUE(registeredClass);
   EXPECT_EQ(registeredClass->cbSize, 80u);
   EXPECT_EQ(registeredClass->style, 3u);
@@ -167,19 +167,19 @@ TEST_F(MainWindow, ClassHasItsStyleColourIconAndMenu) {
   EXPECT_EQ(registeredClass->hCursor, ::LoadCursorW(nullptr, MAKEINTRESOURCEW(32512)));
   EXPECT_EQ(registeredClass->hbrBackground, reinterpret_cast<HBRUSH>(6));
   EXPECT_EQ(registeredClass->lpszMenuName, MAKEINTRESOURCEW(109));
-  EXPECT_STREQ(session.windowClass, L"ORVCLEANUPUTILITY");
-  EXPECT_STREQ(session.windowTitle, L"ORVCleanupUtility");
+  EXPECT_STREQ(session.mainWindow.windowClass, L"ORVCLEANUPUTILITY");
+  EXPECT_STREQ(session.mainWindow.windowTitle, L"ORVCleanupUtility");
   EXPECT_EQ(moduleInstance, session.instance);
 }
 
-TEST_F(MainWindow, ManifestCannotBeSwappedBetweenItsWritingAndItsReading) {
+TEST_F(HiddenMainWindow, ManifestCannotBeSwappedBetweenItsWritingAndItsReading) {
   EXPECT_EQ(timesTheManifestWasThere, 1);
   EXPECT_EQ(timesItCouldBeSwapped, 0);
   EXPECT_FALSE(session.scrubListData->ScheduledTasks.empty()) << "it was read";
   EXPECT_TRUE(::DeleteFileW((session.tempPath + L"CleanUp\\ScrubList.JSON").c_str())) << "it is free again";
 }
 
-TEST_F(MainWindow, IsThereAndNeverShown) {
+TEST_F(HiddenMainWindow, IsThereAndNeverShown) {
   ASSERT_EQ(createdWindows.size(), 1u);
   EXPECT_EQ(window, ::FindWindowW(L"ORVCLEANUPUTILITY", L"ORVCleanupUtility"));
   EXPECT_FALSE(::IsWindowVisible(window));
@@ -194,7 +194,7 @@ TEST_F(MainWindow, IsThereAndNeverShown) {
   EXPECT_FALSE(created.menu);
 }
 
-TEST_F(MainWindow, MenuOffersTheExitAndTheAboutBox) {
+TEST_F(HiddenMainWindow, MenuOffersTheExitAndTheAboutBox) {
   const HMENU menu = ::GetMenu(window);
   ASSERT_EQ(::GetMenuItemCount(menu), 2);
   const HMENU file = ::GetSubMenu(menu, 0);
@@ -209,7 +209,7 @@ TEST_F(MainWindow, MenuOffersTheExitAndTheAboutBox) {
   EXPECT_EQ(::GetMenuItemID(help, 0), 104u);
 }
 
-TEST_F(MainWindow, AltWithQuestionMarkOrSlashOpensTheAboutBox) {
+TEST_F(HiddenMainWindow, AltWithQuestionMarkOrSlashOpensTheAboutBox) {
   dialogsAreShown = true;
   mainWindowProcedure = reinterpret_cast<WNDPROC>(
       ::SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&closeWhatIsWaitedFor)));
@@ -220,7 +220,7 @@ TEST_F(MainWindow, AltWithQuestionMarkOrSlashOpensTheAboutBox) {
   }
 }
 
-TEST_F(MainWindow, OtherKeysOpenNothing) {
+TEST_F(HiddenMainWindow, OtherKeysOpenNothing) {
   for (const wchar_t letter : {L'?', L'/'}) {
     EXPECT_FALSE(isTaken(session, window, WM_CHAR, letter, false)) << static_cast<char>(letter);
   }
@@ -228,20 +228,20 @@ TEST_F(MainWindow, OtherKeysOpenNothing) {
   EXPECT_TRUE(openedDialogs.empty());
 }
 
-TEST_F(MainWindow, AboutCommandOpensTheDialogAndKeepsTheWindow) {
+TEST_F(HiddenMainWindow, AboutCommandOpensTheDialogAndKeepsTheWindow) {
   ::SendMessageW(window, WM_COMMAND, 104, 0);
   EXPECT_EQ(openedDialogs, (std::vector<LPCWSTR>{MAKEINTRESOURCEW(103)}));
   EXPECT_TRUE(::IsWindow(window));
   EXPECT_EQ(takeQuitMessage(), std::nullopt);
 }
 
-TEST_F(MainWindow, ExitCommandDestroysItAndQuitsWithZero) {
+TEST_F(HiddenMainWindow, ExitCommandDestroysItAndQuitsWithZero) {
   ::SendMessageW(window, WM_COMMAND, 105, 0);
   EXPECT_FALSE(::IsWindow(window));
   EXPECT_EQ(takeQuitMessage(), std::optional<WPARAM>(0));
 }
 
-TEST_F(MainWindow, OtherCommandsChangeNothing) {
+TEST_F(HiddenMainWindow, OtherCommandsChangeNothing) {
   ::SendMessageW(window, WM_COMMAND, 106, 0);
   EXPECT_TRUE(::IsWindow(window));
   EXPECT_TRUE(openedDialogs.empty());
@@ -256,7 +256,7 @@ TEST(ApplicationManifest, AsksForAnAdministratorForTheScreensOwnDensityAndForThe
   }
 }
 
-TEST_F(MainWindow, WhatItHasDealtWithIsAnsweredWithZero) {
+TEST_F(HiddenMainWindow, WhatItHasDealtWithIsAnsweredWithZero) {
   EXPECT_EQ(::SendMessageW(window, WM_COMMAND, 104, 0), 0);
   EXPECT_EQ(::SendMessageW(window, WM_PAINT, 0, 0), 0);
   EXPECT_EQ(::SendMessageW(window, WM_DESTROY, 0, 0), 0);

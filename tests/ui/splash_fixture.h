@@ -32,8 +32,8 @@ class SplashFixture : public testing::Test {
   }
 
   // Opens the window and waits until it is complete. The style is the last thing that it sets.
-  void open(const CleanupSession* session = nullptr, const std::wstring& title = L"ORV Cleanup Utility") {
-    splash = std::make_unique<SplashWindow>(IDD_SPLASH, session);
+  void open(SplashWindow::TextLookup text = nullptr, const std::wstring& title = L"ORV Cleanup Utility") {
+    splash = std::make_unique<SplashWindow>(IDD_SPLASH, text);
     ASSERT_TRUE(waitUntil([this, &title] {
       window = findDialog(title);
       return window && (::GetWindowLongW(window, GWL_STYLE) & WS_MINIMIZEBOX);

@@ -11,7 +11,6 @@
 
 #include <windows.h>
 
-#include "app/cleanup_session.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "ui/splash_fixture.h"
@@ -217,28 +216,24 @@ TEST_F(Splash, Template) {
 }
 
 TEST_F(Splash, WithoutALanguageFileTheEnglishTextsShow) {
-  wchar_t arguments[] = L"";
-  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  open(&session);
+  open(&userText);
   EXPECT_EQ(windowText(window), L"ORV Cleanup Utility");
   EXPECT_EQ(controlText(window, 1004), L"Removing Drivers, Applications, Utilities");
   EXPECT_EQ(controlText(window, 1013), L"Cleanup Utility");
   EXPECT_EQ(controlText(window, 1014), L"—");
 }
 
-TEST_F(Splash, TextsAreTranslatedWithASession) {
+TEST_F(Splash, TextsAreThoseOfTheLookup) {
   const TestFolder folder;
   languageFilePath = folder.makeFile(L"DEU.xml",
                                      "<Language X><c Value=\"126\">Titel</c><c Value=\"139\">Entfernen</c>"
                                      "<c Value=\"140\">Werkzeug</c></Language>");
-  wchar_t arguments[] = L"";
-  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  open(&session, L"Titel");
+  open(&userText, L"Titel");
   EXPECT_EQ(controlText(window, 1004), L"Entfernen");
   EXPECT_EQ(controlText(window, 1013), L"Werkzeug");
 }
 
-TEST_F(Splash, TextsStayEnglishWithoutASession) {
+TEST_F(Splash, TextsStayEnglishWithoutALookup) {
   const TestFolder folder;
   languageFilePath =
       folder.makeFile(L"DEU.xml", "<Language X><c Value=\"126\">Titel</c><c Value=\"139\">Entfernen</c></Language>");
