@@ -13,7 +13,7 @@
 #include <msi.h>
 
 #include "app/cleanup_session.h"
-#include "app/eligibility_fixture.h"
+#include "app/package_selection_fixture.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 

@@ -11,7 +11,6 @@
 
 #include "app/cleanup_session.h"
 #include "app/finish_run.h"
-#include "app/machine_restart.h"
 #include "applications/uninstall_runner.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
@@ -55,28 +54,6 @@ std::vector<Progress> dialogs;  // one for each finish dialog that was asked for
 std::vector<std::wstring> questions;
 UINT questionStyle = 0;
 int answer = IDNO;
-bool tokenRefused = false;
-DWORD privilegeError = ERROR_SUCCESS;
-
-// What the restart asks for before it may happen.
-struct TokenRequest {
-  HANDLE process;
-  DWORD access;
-  HANDLE token;
-};
-struct Adjustment {
-  HANDLE token;
-  BOOL disablesAll;
-  DWORD count;
-  LUID privilege;
-  DWORD attributes;
-  DWORD previousSize;
-  bool asksForPrevious;
-};
-
-std::vector<TokenRequest> tokenRequests;
-std::vector<std::wstring> privilegeNames;  // behind the machine that was asked
-std::vector<Adjustment> adjustments;
 bool keyCreationFails = false;
 
 }  // namespace
@@ -90,36 +67,6 @@ LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
   questions.push_back(std::wstring(title) + L": " + text);
   questionStyle = style;
   return answer;
-}
-
-LINK_SEAM(BOOL, OpenProcessToken, (HANDLE process, DWORD access, PHANDLE token)) {
-  if (tokenRefused) {
-    return FALSE;
-  }
-  const BOOL opened =
-      realFunction<decltype(&::OpenProcessToken)>(L"advapi32.dll", "OpenProcessToken")(process, access, token);
-  tokenRequests.push_back({process, access, *token});
-  return opened;
-}
-
-LINK_SEAM(BOOL, LookupPrivilegeValueW, (LPCWSTR machine, LPCWSTR name, PLUID privilege)) {
-  privilegeNames.push_back((machine ? std::wstring(machine) : L"this machine") + L": " + name);
-  return realFunction<decltype(&::LookupPrivilegeValueW)>(L"advapi32.dll", "LookupPrivilegeValueW")(machine, name,
-                                                                                                    privilege);
-}
-
-// Windows grants it whether or not the privilege is to be had, and tells by the last error alone.
-LINK_SEAM(BOOL, AdjustTokenPrivileges,
-          (HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES wanted, DWORD previousSize, PTOKEN_PRIVILEGES previous,
-           PDWORD needed)) {
-  adjustments.push_back({token, disableAll, wanted->PrivilegeCount, wanted->Privileges[0].Luid,
-                         wanted->Privileges[0].Attributes, previousSize, previous || needed});
-  if (privilegeError != ERROR_SUCCESS) {
-    ::SetLastError(privilegeError);
-    return TRUE;
-  }
-  return realFunction<decltype(&::AdjustTokenPrivileges)>(L"advapi32.dll", "AdjustTokenPrivileges")(
-      token, disableAll, wanted, previousSize, previous, needed);
 }
 
 LINK_SEAM(LSTATUS, RegCreateKeyExW,
@@ -171,11 +118,6 @@ class FinishRun : public testing::Test {
     dialogs.clear();
     questions.clear();
     answer = IDNO;
-    tokenRefused = false;
-    privilegeError = ERROR_SUCCESS;
-    tokenRequests.clear();
-    privilegeNames.clear();
-    adjustments.clear();
     keyCreationFails = false;
     session.quitRequested = false;
     session.switches.rebootAfterRun = false;
@@ -423,65 +365,27 @@ TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
   EXPECT_EQ(restarts.size(), 1u);
 }
 
-TEST_F(FinishRun, RestartAsksForThePrivilegeToShutDownAndForNothingElse) {
-  rebootMachine();
-  ASSERT_EQ(tokenRequests.size(), 1u);
-  EXPECT_EQ(tokenRequests[0].process, ::GetCurrentProcess());
-  EXPECT_EQ(tokenRequests[0].access, static_cast<DWORD>(TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY));
-  EXPECT_EQ(privilegeNames, (std::vector<std::wstring>{L"this machine: SeShutdownPrivilege"}));
-  ASSERT_EQ(adjustments.size(), 1u);
-  const Adjustment& adjustment = adjustments[0];
-  EXPECT_EQ(adjustment.token, tokenRequests[0].token);
-  EXPECT_FALSE(adjustment.disablesAll);
-  EXPECT_EQ(adjustment.count, 1u);
-  // The number that every Windows has for it.
-  EXPECT_EQ(adjustment.privilege.LowPart, 19u);
-  EXPECT_EQ(adjustment.privilege.HighPart, 0);
-  EXPECT_EQ(adjustment.attributes, static_cast<DWORD>(SE_PRIVILEGE_ENABLED));
-  EXPECT_EQ(adjustment.previousSize, 0u);
-  EXPECT_FALSE(adjustment.asksForPrevious);
-  ASSERT_EQ(restarts.size(), 1u);
-  EXPECT_EQ(restarts[0].flags, static_cast<UINT>(EWX_REBOOT | EWX_FORCE));
-  EXPECT_EQ(restarts[0].reason, 0x80000001u);
-  // It is this process that has it now.
-  PRIVILEGE_SET shutdown = {1, PRIVILEGE_SET_ALL_NECESSARY, {{{19, 0}, 0}}};
-  BOOL enabled = FALSE;
-  EXPECT_TRUE(::PrivilegeCheck(tokenRequests[0].token, &shutdown, &enabled));
-  EXPECT_TRUE(enabled);
+TEST(Outcome, IsDecidedByWhatFailed) {
+  PackageResults results;
+  results.removedDrivers.resize(1);
+  EXPECT_EQ(decideOutcome(results), 1);
+  results.failedApplications.resize(2);
+  EXPECT_EQ(decideOutcome(results), 0);
+  results.failedDrivers.resize(1);
+  EXPECT_EQ(decideOutcome(results), -1);
+  results.failedApplications.clear();
+  EXPECT_EQ(decideOutcome(results), -1);
 }
 
-TEST_F(FinishRun, RestartIsGivenUpWithoutTheToken) {
-  tokenRefused = true;
-  rebootMachine();
-  EXPECT_TRUE(restarts.empty());
-  EXPECT_TRUE(adjustments.empty());
-}
-
-TEST_F(FinishRun, RestartIsGivenUpWithoutThePrivilege) {
-  privilegeError = ERROR_NOT_ALL_ASSIGNED;
-  rebootMachine();
-  EXPECT_EQ(adjustments.size(), 1u);
-  EXPECT_TRUE(restarts.empty());
-}
-
-namespace {
-
-std::vector<REGSAM> softwareAccess;  // the rights that HKEY_LOCAL_MACHINE\SOFTWARE was opened with
-
-}  // namespace
-
-LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY key, LPCWSTR subkey, DWORD options, REGSAM access, PHKEY result)) {
-  if (key == HKEY_LOCAL_MACHINE && subkey && std::wstring(subkey) == L"SOFTWARE") {
-    softwareAccess.push_back(access);
+TEST(RepeatedNames, AreRemovedBehindTheFirst) {
+  std::vector<DriverPackage> packages;
+  for (const wchar_t* name : {L"A", L"a", L"A", L"", L"B", L"", L"A"}) {
+    packages.push_back(named<DriverPackage>(name));
   }
-  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(key, subkey, options, access,
-                                                                                    result);
-}
-
-TEST_F(FinishRun, MarkerIsWrittenWithTheRightsToReadWriteAndCreate) {
-  fileRebootPending = true;
-  softwareAccess.clear();
-  finish();
-  EXPECT_EQ(softwareAccess, (std::vector<REGSAM>{0x2001F}));
-  EXPECT_EQ(readDword(kMarkerKey, L"RebootRequired"), std::optional<DWORD>(1));
+  removeRepeatedNames(packages);
+  std::vector<std::wstring> names;
+  for (const DriverPackage& package : packages) {
+    names.push_back(package.Name);
+  }
+  EXPECT_EQ(names, (std::vector<std::wstring>{L"A", L"a", L"", L"B"}));
 }

@@ -40,6 +40,21 @@ class SplashFixture : public testing::Test {
     }));
   }
 
+  // The child that is the background: it has no number.
+  HWND background() const {
+    HWND found = nullptr;
+    ::EnumChildWindows(
+        window,
+        [](HWND child, LPARAM result) {
+          if (::GetDlgCtrlID(child) == 0) {
+            *reinterpret_cast<HWND*>(result) = child;
+          }
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+  }
+
   HWND control(int id) const { return ::GetDlgItem(window, id); }
   std::wstring dots() const { return controlText(window, IDC_SPLASH_DOTS); }
 

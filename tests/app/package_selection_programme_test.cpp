@@ -1,9 +1,9 @@
-// eligibility_programme_test - the package that carries the experience programme: what the user's choices keep, and how
-// the programme's installer package is saved before the control panel goes.
+// package_selection_programme_test - the package that carries the experience programme: what the user's choices keep,
+// and how the programme's installer package is saved before the control panel goes.
 
 #include <optional>
 
-#include "app/eligibility_fixture.h"
+#include "app/package_selection_fixture.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/text.h"

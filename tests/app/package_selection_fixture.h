@@ -1,4 +1,4 @@
-// eligibility_fixture - a few packages, and a look at every list that the selection of packages fills.
+// package_selection_fixture - a few packages, and a look at every list that the selection of packages fills.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// eligibility_installed_test - what is left of the chosen applications when the installer has been asked, the lists of
-// what goes, and the branding package that is wiped at once.
+// package_selection_installed_test - what is left of the chosen applications when the installer has been asked, the
+// lists of what goes, and the branding package that is wiped at once.
 
 #include <map>
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 #include <msi.h>
 
-#include "app/eligibility_fixture.h"
+#include "app/package_selection_fixture.h"
 #include "support/link_seam.h"
 #include "system/registry.h"
 
