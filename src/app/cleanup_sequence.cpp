@@ -1,6 +1,6 @@
-// cleanup_sequence - the one ordered pass over the machine, from the user's consent to the end of the run. It holds no
-// removal of its own: it fixes the order, the list that each stage is given, and the lines between them. The order is
-// the design: processes before services, applications before drivers, drivers before their files, files before
+// cleanup_sequence - the one pass over the machine, from the user's consent to the end of the run. It removes nothing
+// itself: it fixes the order of the stages, the list that each one works on, and the log lines around it. The order
+// matters: processes go before services, applications before drivers, drivers before their files, files before
 // directories, registry values before keys.
 
 #include <memory>
@@ -33,7 +33,7 @@ namespace {
 constexpr wchar_t kCarveoutValue[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX\\UmaCarveoutModePreserved";
 constexpr wchar_t kCarveoutKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX";
 constexpr wchar_t kAudioKey[] = L"HKEY_CURRENT_USER\\SOFTWARE\\ORV\\LM\\Audio";
-// What the installer must find again for the graphics devices that are kept.
+// The installer still needs this key for the graphics devices that are kept.
 constexpr wchar_t kInstalledPackagesKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\Packages";
 constexpr wchar_t kInstallManagerFolder[] = L"C:\\Program Files\\ORV\\PKM";
 
@@ -66,7 +66,7 @@ void preUninstallRegistryStage(CleanupSession& session) {
     ExecuteActions(ActionKind::RegistryKeyDelete, keys, session.failures.failedPreUninstallRegistryKeys, false);
   }
 
-  // This one goes with whatever it holds, so the keys below it go first.
+  // This one goes with everything in it, so the keys below it go first.
   keys = {kAudioKey};
   getRegistryKeysValuesRecursively(keys, values);
   SortByDepth(keys);
@@ -138,7 +138,8 @@ void driverStage(CleanupSession& session) {
   PackageResults& results = session.results;
   session.deviceUninstaller.RemoveDrivers(drivers, results.failedDrivers, results.removedDrivers, gpuExclusion,
                                           session.switches.factoryReset);
-  // From here on the list holds every driver that was acted on, and only those leave files and keys to collect.
+  // From here on the list holds only the drivers that were dealt with: the collectors take files and keys from those
+  // alone.
   drivers = results.removedDrivers;
   drivers.insert(drivers.end(), results.failedDrivers.begin(), results.failedDrivers.end());
   LogDebug(L"-----------Deletion of Services Started-------------");
@@ -156,7 +157,7 @@ void protectInstallManager(CleanupSession& session) {
     folder = kInstallManagerFolder;
   }
   session.exclusions.excludedDirectories.push_back(folder);
-  // Rows are compared as they are spelled, and the work rows have no backslash at their end.
+  // Rows are compared character by character, and the rows of the work lists do not end in a backslash.
   if (const std::size_t end = folder.find_last_not_of(L'\\'); end + 1 < folder.size()) {
     session.exclusions.excludedDirectories.push_back(folder.substr(0, end + 1));
   }
@@ -189,7 +190,7 @@ void driverFileStage(CleanupSession& session) {
   SortByDepth(driverFiles);
   ExecuteActions(ActionKind::FileDelete, driverFiles, session.failures.failedDriverFiles, false,
                  AskWindows::AboutEachFile);
-  // The second time: the first one passes over every value behind a deleted one.
+  // A second time: the first pass skips the value that follows each deleted one.
   removeVulkanEntries(session.vulkan.vulkanRegistryValues, session.vulkan.vulkanFiles);
   LogDebug(L"-----------Deletion of Driver Files Ended-------------");
 }
@@ -261,7 +262,7 @@ void CleanupSession::runCleanupSequence() {
     quitRequested = true;
     return;
   }
-  // Closed at the end of the sequence, when the finish dialog is there already.
+  // Closed when the sequence returns; the finish dialog is open by then.
   std::unique_ptr<SplashWindow> splash;
   if (!switches.silent) {
     splash = std::make_unique<SplashWindow>(IDD_SPLASH, &userText);

@@ -17,8 +17,8 @@ namespace {
 constexpr wchar_t kWorkFolderName[] = L"CleanUp";
 constexpr wchar_t kManifestFileName[] = L"ScrubList.JSON";
 
-// The installer that starts the tool shows this value. Zero at the start is all that it ever gets from here, and a
-// machine without the key is left without it.
+// The installer that starts the tool displays this value. The tool only ever sets it to zero, at the start, and does
+// not create the key.
 void resetProgressValue() {
   constexpr DWORD kProgress = 0;
   RegistryKey key;
@@ -33,7 +33,7 @@ void resetProgressValue() {
   } else {
     LogError(L"Setting CleanUpProgressPercentage - %d", kProgress);
   }
-  // Closed by hand, since its failure is told.
+  // Closed explicitly, because a failure is logged.
   if (::RegCloseKey(key.release()) != ERROR_SUCCESS) {
     LogError(L"Failed closing registry key of CleanUpProgressPercentage");
   }
@@ -47,7 +47,7 @@ CleanupSession::CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int s
       commandLine(arguments),
       showCommand(showState),
       uiLanguage(::GetUserDefaultUILanguage()) {
-  // Every installer action of the process is silent.
+  // No installer action of this process shows any UI.
   ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
 
   tempPath = temporaryFolder();
@@ -60,7 +60,7 @@ CleanupSession::CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int s
 }
 
 CleanupSession::~CleanupSession() {
-  // First of all, so that the next instance finds none while this one tidies up.
+  // First, so that a new instance can start while this one is still cleaning up.
   instanceMutex.reset();
 }
 
@@ -76,11 +76,11 @@ int CleanupSession::initializeWindow() {
   if (!createMainWindow(instance, switches.silent, mainWindow)) {
     return 0;
   }
-  // From here on the work folder's string is the path of the manifest; nothing asks for the folder any more.
+  // From here on this string is the path of the manifest; nothing needs the folder itself any more.
   workDirectory += L'\\';
   workDirectory += kManifestFileName;
-  // Held until it is read: every program of the user can write to the work folder, and the document says what is
-  // removed.
+  // Kept open until it has been read: any program of the user can write to the work folder, and the document decides
+  // what is removed.
   FileHandle document;
   extractBinaryResource(instance, IDR_SCRUB_LIST, workDirectory, &document);
   LogDebug(L"PKMCONFIG JSON Path is: %s", workDirectory.c_str());
@@ -95,7 +95,7 @@ int CleanupSession::decideAndStart() {
       runCleanupSequence();
       break;
     case Start::InSafeMode:
-      // Nothing tells the run loop to quit: it waits until the system ends the process.
+      // No quit message is posted: the run loop waits until the system ends the process.
       rebootIntoSafeMode(scrubListData->ScheduledTasks);
       break;
     case Start::NotAtAll:
@@ -136,7 +136,7 @@ int CleanupSession::run() {
     }
     result = static_cast<int>(message.wParam);
   } catch (const std::exception& failure) {
-    // Ends the run: what the sequence had not come to yet stays undone, and the log says why.
+    // The run ends here. The remaining stages are skipped, and the log says why.
     LogDebug(L"CleanUp:: %hs", failure.what());
   }
   return result;

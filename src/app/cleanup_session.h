@@ -1,5 +1,5 @@
-// cleanup_session - the one object of a run: ties what it was asked for, its lists and its results together, and has
-// the steps of the run as members. What the steps do to the machine is done by the modules below app.
+// cleanup_session - the one object of a run: it ties the switches, the lists and the results together, and its members
+// are the steps of the run. It leaves every change of the machine to other modules.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@
 
 class CleanupSession {
  public:
-  // Sets the installer silent, zeroes the progress value that the maker's installer reads, and creates the instance
-  // mutex. Failures only log. `arguments` is the text behind the program's own name.
+  // Turns off the UI of Windows Installer, zeroes the progress value that the maker's installer displays, and creates
+  // the instance mutex. Failures are only logged. `arguments` is the command line without the program's name.
   CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int showState);
   ~CleanupSession();
   CleanupSession(const CleanupSession&) = delete;
@@ -30,32 +30,33 @@ class CleanupSession {
   // Reads and logs the switches.
   void parseCommandLine();
 
-  // Everything from the checks to the end of the message loop. Returns the exit code: 0 whatever the outcome of the
-  // cleanup, -1 when GetMessageW fails. Exceptions end the run with one log line.
+  // Everything from the first checks to the end of the message loop. Returns the exit code: 0 whatever the outcome, -1
+  // when GetMessageW fails. An exception ends the run with one log line.
   int run();
 
-  // Creates the hidden main window unless the run is silent, extracts and reads the manifest. Returns 0 when the window
-  // cannot be created, else 1. Throws what the manifest's reader throws.
+  // Creates the hidden main window unless the run is silent, then extracts and reads the manifest. Returns 0 when the
+  // window cannot be created, else 1. Throws what parseScrubList throws.
   int initializeWindow();
 
-  // Runs the sequence in place, or restarts the machine into safe mode, or asks which of the two. Returns 1.
+  // Runs the sequence, or restarts the machine into safe mode. Always returns 1.
   int decideAndStart();
 
-  // The whole cleanup: consent, restore point, every stage in its fixed order, outcome. Reports through the log and the
-  // failure lists.
+  // The whole cleanup: consent, restore point, all stages in their fixed order, outcome. Reports through the log and
+  // the failure lists.
   void runCleanupSequence();
 
-  // The tail of the sequence: lists what failed, decides the outcome, leaves word that a restart is due, ends the run.
+  // The end of the sequence: logs what failed, retries applications, decides the outcome, writes the report, restores
+  // the system state, announces a restart, ends the run.
   void finishRun();
 
-  // Takes safe mode out of the boot settings and puts the driver search back. Part of every run that got to its end.
+  // Turns safe mode off for the next boot and restores the driver search.
   void restoreSystemState();
 
-  // Shows the outcome to the user, who looks at the report and finishes the run from there.
+  // Shows the outcome; from there the user opens the report and ends the run.
   void showFinishDialog();
 
-  // The end of an interactive run: asks for the restart and either quits or restarts. Called by the dialog that it
-  // ends.
+  // The end of an interactive run, called by the finish dialog: closes it, asks about the restart, and quits or
+  // restarts.
   void onFinish(HWND dialog);
 
   WorkLists work;
@@ -67,17 +68,17 @@ class CleanupSession {
   PackageResults results;
   VulkanTables vulkan;
 
-  Setup deviceUninstaller;              // the devices of the machine as they were at the start of the run
+  Setup deviceUninstaller;              // all devices as they were at the start of the run
   DWORD instanceError = ERROR_SUCCESS;  // GetLastError straight after the mutex was created
   KernelHandle instanceMutex;
-  Setup secondDeviceUninstaller;  // nothing uses it; a machine that refuses a device set says so twice
+  Setup secondDeviceUninstaller;  // not used; where Windows refuses a device set, its error is logged twice
 
   HINSTANCE instance;
   wchar_t* commandLine;
   std::int32_t showCommand;
   LANGID uiLanguage;
   Switches switches;
-  bool cleanupEnabled = true;  // nothing clears it; the sequence ends early when it is false
+  bool cleanupEnabled = true;  // never cleared; if it were false, the sequence would end early
 
   MainWindow mainWindow;
   HWND finishDialog = nullptr;  // modeless; null while there is none
@@ -86,5 +87,5 @@ class CleanupSession {
   std::wstring workDirectory;  // the work folder; from initializeWindow on the path of the extracted manifest
 
   std::int32_t outcome = 0;    // see decideOutcome
-  bool quitRequested = false;  // once it is set, the run ends when the sequence has returned
+  bool quitRequested = false;  // makes the run end when the sequence has returned
 };

@@ -17,7 +17,7 @@ struct SwitchWord {
   const wchar_t* logLine;  // null for none
 };
 
-// A word counts wherever it stands in a token; the first row that occurs decides.
+// A word counts anywhere in a token; the first row of the table that matches decides.
 constexpr std::array<SwitchWord, 6> kSwitchWords = {{
     {L"silent", Switch::Silent, L"---------------------CleanUp will run silently--------------------"},
     {L"safemode", Switch::SafeMode, L"---------------------CleanUp will run in safe mode--------------------"},
@@ -30,7 +30,7 @@ constexpr std::array<SwitchWord, 6> kSwitchWords = {{
     {L"saveORV", Switch::SaveOrv, nullptr},
 }};
 
-// Takes empty pieces out and cuts trailing blanks off the others.
+// Removes empty tokens and trims trailing blanks from the others.
 Tokens cleanUp(Tokens tokens) {
   std::erase_if(tokens, [](const std::wstring& token) { return token.empty(); });
   for (std::wstring& token : tokens) {
@@ -47,7 +47,7 @@ const SwitchWord& findSwitch(const std::wstring& token) {
   return row == kSwitchWords.end() ? kNoWord : *row;
 }
 
-// The devices of a value such as "A&B"@"C&D". An item without an & keeps nothing from being removed.
+// The devices in a value such as "A&B"@"C&D". An item without an & is ignored.
 std::vector<GraphicsDevice> parseExcludedGpus(const std::wstring& value) {
   std::vector<GraphicsDevice> gpus;
   for (const std::wstring& item : cleanUp(splitByPattern(L"[\"@]", value))) {
@@ -93,7 +93,7 @@ CommandLine parseSwitches(const std::wstring& text) {
         break;
       case Switch::Gpu:
         switches.gpuExclusion.excludeGpus = true;
-        // The next token is the value, whatever it holds; behind the last token the value is empty.
+        // The next token is the value, whatever it contains; without one the value is empty.
         if (std::next(token) != tokens.end()) {
           const std::vector<GraphicsDevice> gpus = parseExcludedGpus(*++token);
           switches.gpuExclusion.gpus.insert(switches.gpuExclusion.gpus.end(), gpus.begin(), gpus.end());

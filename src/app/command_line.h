@@ -1,4 +1,4 @@
-// command_line - reads the switches of the command line into a struct. Acts on none of them and logs nothing.
+// command_line - parses the switches of the command line. Acts on none of them and logs nothing.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 #include "devices/graphics_devices.h"
 
-// What the command line asks for; by default an interactive run that keeps nothing.
+// The default is an interactive run that keeps nothing.
 struct Switches {
   bool silent = false;
   bool safeModeRequested = false;
@@ -18,13 +18,13 @@ struct Switches {
 
 struct CommandLine {
   Switches switches;
-  std::vector<const wchar_t*> logLines;  // one for each word that has one, in the order of the words
+  std::vector<const wchar_t*> logLines;  // one for each switch found that has one, in the order of the command line
 };
 
-// Reads the text behind the program's own name. A word counts wherever it stands in a token between blanks; unknown
+// Parses the command line without the program's name. A switch counts anywhere in a token between blanks; unknown
 // tokens are ignored. Pure.
 CommandLine parseSwitches(const std::wstring& text);
 
-// The pieces of `text` between the matches of the regular expression (ECMAScript grammar), empty pieces included. An
-// empty text gives an empty list.
+// The parts of `text` between the matches of the regular expression (ECMAScript grammar), empty ones included. An empty
+// text gives an empty list.
 std::vector<std::wstring> splitByPattern(const std::wstring& pattern, const std::wstring& text);

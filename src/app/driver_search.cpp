@@ -17,7 +17,7 @@ constexpr wchar_t kDontSearch[] = L"DontSearchWindowsUpdate";
 constexpr DWORD kSearchOff = 0;
 constexpr DWORD kDontSearchOn = 1;
 
-// Each setting is read and written twice over, with a key opened anew: the first reading only learns the size.
+// Each setting is read and written twice, opening the key again: the first read only returns the size.
 constexpr int kPasses = 2;
 
 bool isWindows7OrLater() {
@@ -32,7 +32,7 @@ bool isWindows7OrLater() {
   return ::VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, condition) != FALSE;
 }
 
-// Empty when there is no such value, or when it is no number.
+// Empty when the value does not exist or is not a REG_DWORD.
 std::optional<DWORD> readSetting(const wchar_t* name) {
   std::optional<DWORD> value;
   DWORD size = 0;
@@ -69,8 +69,7 @@ bool writeSetting(const wchar_t* name, DWORD value) {
   return written;
 }
 
-// Reads one setting and, unless it has the value that switches the search off, writes that value. Returns what was read
-// and then changed.
+// Reads one setting and, unless the search is off already, switches it off. Returns the old value if it was changed.
 std::optional<DWORD> switchOff(const wchar_t* readName, DWORD off) {
   const std::optional<DWORD> value = readSetting(readName);
   return value && *value != off && writeSetting(kSearchOrder, off) ? value : std::nullopt;
@@ -83,7 +82,7 @@ SavedDriverSearch disableDriverSearch() {
   if (isWindows7OrLater()) {
     saved.savedSearchOrderConfig = switchOff(kSearchOrder, kSearchOff);
   } else {
-    // The older setting is read and the newer one written: those systems take it as well.
+    // Reads the old setting but writes the new one, which these systems understand too.
     saved.savedDontSearchWindowsUpdate = switchOff(kDontSearch, kDontSearchOn);
   }
   return saved;

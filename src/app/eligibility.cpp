@@ -6,7 +6,7 @@ void appendAll(std::vector<std::wstring>& target, const std::vector<std::wstring
   target.insert(target.end(), rows.begin(), rows.end());
 }
 
-// What both kinds of package list.
+// The rows that both kinds of package have.
 template <class Package>
 void protectCommonRows(const Package& package, ScrubListData& data, ExclusionLists& exclusions) {
   appendAll(exclusions.excludedRegistryKeys, package.RegistryKeys);

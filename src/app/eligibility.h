@@ -1,5 +1,5 @@
-// eligibility - which packages of the manifest are to go. What is not chosen is protected: everything that it lists
-// goes to the exclusions, so that no other row can name it. Decides and fills lists; changes nothing on the machine.
+// eligibility - decides which packages of the manifest are removed. A package that stays is protected: everything it
+// lists is excluded, even where another row names it too. Does not touch the machine.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ using IncludedNames = std::unordered_set<std::wstring>;
 enum class ApplicationChoice {
   NotIncluded,
   Goes,
-  KeptByProgramme,  // its user has opted in to the experience programme, which the package carries
+  KeptByProgramme,  // the user has opted in to the experience programme, which this package contains
 };
 
 struct ApplicationPlan {
@@ -25,17 +25,17 @@ struct ApplicationPlan {
   ProgrammeStep step = ProgrammeStep::None;  // comes first, and may fail: then planAfterFailedMove
 };
 
-// True when the package carries the experience programme and is included, so that the plan depends on its state.
+// True for an included package that contains the experience programme, whose plan depends on the programme's state.
 bool needsProgrammeState(const IncludedNames& included, const ApplicationPackage& package);
 
-// What becomes of one application. `programme` matters only where needsProgrammeState is true.
+// Decides on one application. `programme` is only looked at where needsProgrammeState is true. Pure.
 ApplicationPlan PlanApplication(const IncludedNames& included, const ApplicationPackage& package,
                                 const ProgrammeState& programme);
 
-// What becomes of it when the programme's package could not be moved.
+// The plan to fall back on when the programme's installer package could not be moved.
 ApplicationPlan planAfterFailedMove();
 
-// True when what the package lists stays, also where its product goes.
+// True when everything the package lists stays, even if its product is uninstalled.
 bool isProtected(const ApplicationPlan& plan);
 
 struct DriverPlan {
@@ -45,7 +45,7 @@ struct DriverPlan {
 
 DriverPlan PlanDrivers(const ScrubListData& data);
 
-// Adds all that the package lists to the exclusions. Directories and files go to those of the manifest, which are
-// expanded later.
+// Adds everything the package lists to the exclusions. Directories and files go to the manifest's own exclusions, which
+// are expanded later.
 void protectPackage(const ApplicationPackage& package, ScrubListData& data, ExclusionLists& exclusions);
 void protectPackage(const DriverPackage& package, ScrubListData& data, ExclusionLists& exclusions);

@@ -37,7 +37,7 @@ void logFirstFailures(const FailureLists& failures) {
 }
 
 void logLastFailures(const FailureLists& failures) {
-  // Both lists of the step before the uninstalls come under one header text.
+  // Both lists of the step before the uninstalls have the same header.
   constexpr wchar_t kPreUninstall[] = L"-----------Failed Deletion of PreUninstall Registry Values---------------";
   logSections({{L"-----------Failed Deletion of Files---------------", failures.failedFiles},
                {L"-----------Failed Deletion of Directories---------------", failures.failedDirectories},

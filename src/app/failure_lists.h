@@ -1,5 +1,5 @@
-// failure_lists - the items of the work lists that a run could not remove, kind by kind. Only the log gets to see them:
-// the outcome does not depend on them.
+// failure_lists - the items that a run could not remove, by kind, and how they are logged. They do not affect the
+// outcome.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ struct FailureLists {
   std::vector<std::wstring> failedShortcuts;
 };
 
-// Lists what failed, each kind that has any under its header. The failed applications and drivers stand between the
-// two halves. Shortcuts are listed nowhere.
+// Log what failed, each list that is not empty under its own header. Failed applications and drivers are logged between
+// the two. Failed shortcuts are not logged.
 void logFirstFailures(const FailureLists& failures);
 void logLastFailures(const FailureLists& failures);

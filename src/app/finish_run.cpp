@@ -24,7 +24,7 @@ constexpr std::int32_t kSuccess = 1;
 constexpr std::int32_t kWarnings = 0;
 constexpr std::int32_t kFailure = -1;
 
-// What the retry has removed counts as removed, in the order of the list.
+// Applications that the retry removes move to the removed ones, in the order of the list.
 void retryFailedApplications(PackageResults& results) {
   if (results.failedApplications.empty()) {
     return;
@@ -60,7 +60,7 @@ void deleteExtractedManifest(const std::wstring& path) {
   }
 }
 
-// Without a temporary folder there is neither a manifest to delete nor a place for a report.
+// Without a temporary folder there is no manifest to delete and nowhere to put a report.
 void leaveReport(EligiblePackages& packages, PackageResults& results) {
   const std::wstring temp = temporaryFolder();
   if (temp.empty()) {
@@ -82,7 +82,7 @@ void copyLogToInstallManager() {
   }
 }
 
-// Of older versions.
+// Left by older versions of the tool.
 void deleteOldFiles() {
   if (const std::wstring temp = temporaryFolder(); !temp.empty()) {
     ::DeleteFileW(toSystemPath(temp + L"PKMCONFIG.XML").c_str());
@@ -120,7 +120,7 @@ void CleanupSession::finishRun() {
   logLastFailures(failures);
   outcome = decideOutcome(results);
   leaveReport(packages, results);
-  // Before any restart can happen, so that it leads back into a normal boot.
+  // Before any restart, so that the machine boots normally again.
   restoreSystemState();
   if (isRestartDue()) {
     LogDebug(L"Reboot is required to finish cleanup.");
@@ -156,6 +156,6 @@ void CleanupSession::onFinish(HWND dialog) {
     ::PostQuitMessage(0);
     return;
   }
-  // No quit message on this way: the system ends the process.
+  // No quit message here: the system ends the process.
   rebootMachine();
 }

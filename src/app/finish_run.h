@@ -1,4 +1,4 @@
-// finish_run - what a run comes to.
+// finish_run - the outcome of a run, and the lists that its report is made of. Knows nothing of dialogs.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 #include "manifest/package_lists.h"
 
-// 1 success, 0 warnings (a failed application), -1 failure (a failed driver). Failed files, directories, registry rows,
-// services, processes and tasks have no influence. Pure.
+// 1 for success, 0 for warnings (an application failed), -1 for failure (a driver failed). Failed files, directories,
+// registry rows, services, processes and tasks do not count. Pure.
 std::int32_t decideOutcome(const PackageResults& results);
 
-// Removes each driver whose name stands before it in the list. Pure.
+// Keeps the first record of each name. Pure.
 void removeRepeatedNames(std::vector<DriverPackage>& packages);

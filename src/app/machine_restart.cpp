@@ -18,7 +18,7 @@ void announceRestart() {
     const RegistryKey key = CreateCleanupUtilityKey(software.get());
     SetRegistryDwordOne(key.get(), L"RebootRequired");
   } catch (...) {
-    // The run ends as it would have; the log has the line about the restart.
+    // The run ends as usual; the log already says that a restart is required.
   }
 }
 
@@ -27,13 +27,13 @@ void rebootMachine() {
   if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
     return;
   }
-  // The token stays open: the process is about to be ended by the system.
+  // The token is not closed: the system is about to end the process.
   TOKEN_PRIVILEGES privileges = {};
   privileges.PrivilegeCount = 1;
   privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
   ::LookupPrivilegeValueW(nullptr, L"SeShutdownPrivilege", &privileges.Privileges[0].Luid);
   ::AdjustTokenPrivileges(token, FALSE, &privileges, 0, nullptr, nullptr);
-  // The call succeeds also when the privilege is not to be had; only the last error tells.
+  // The call succeeds even if the privilege was not granted; only GetLastError tells.
   if (::GetLastError() == ERROR_SUCCESS) {
     ::ExitWindowsEx(EWX_REBOOT | EWX_FORCE, SHTDN_REASON_FLAG_PLANNED | SHTDN_REASON_MINOR_MAINTENANCE);
   }

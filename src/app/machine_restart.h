@@ -1,13 +1,14 @@
-// machine_restart - the restart at the end of a run, and the word that one is due.
+// machine_restart - whether the machine has to be restarted after a run, the announcement of that, and the restart
+// itself. Asks nobody.
 #pragma once
 
-// True when a file, an application or a device needs a restart to be gone for good.
+// True when the removal of a file, an application or a device needs a restart to finish.
 bool isRestartDue();
 
-// Leaves word for other programs that a restart is due, in a key that is gone after it. A failure passes in silence.
-// RegCreateKeyExW.
+// Tells other programs that a restart is required, through a volatile key, which the restart deletes. Failures are
+// ignored. RegCreateKeyExW.
 void announceRestart();
 
-// Restarts the machine at once, with all programs ended by force, as a planned restart. Reports nothing; when the
-// privilege cannot be had, nothing happens.
+// Restarts the machine at once as a planned restart, forcing all programs to close. Does nothing if the shutdown
+// privilege is not granted. ExitWindowsEx.
 void rebootMachine();

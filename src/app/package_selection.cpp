@@ -12,7 +12,7 @@ namespace {
 
 constexpr wchar_t kProgrammeTask[] = L"StartUXF";
 
-// The plan as it could be carried out.
+// Carries out what the plan asks for and returns the plan that holds after it.
 ApplicationPlan carryOutProgrammeStep(ApplicationPlan plan, const ProgrammeState& programme) {
   if (plan.step == ProgrammeStep::MovePackage && !moveProgrammePackage(programme)) {
     plan = planAfterFailedMove();
@@ -29,7 +29,7 @@ void selectEligibleApplications(ScrubListData& data, EligiblePackages& packages,
   LogDebug(L"-----------Applications Eligible to Unistall-------------");
   const IncludedNames included(data.InclusionApplications.begin(), data.InclusionApplications.end());
   for (const ApplicationPackage& package : data.ApplicationPackages) {
-    // Read anew for each package: the one before may have changed it.
+    // Read again for each package: the previous one may have changed it.
     const ProgrammeState programme = needsProgrammeState(included, package) ? FindProgrammeState() : ProgrammeState();
     const ApplicationPlan plan = carryOutProgrammeStep(PlanApplication(included, package, programme), programme);
     if (isProtected(plan)) {
@@ -56,7 +56,7 @@ void selectEligibleDrivers(ScrubListData& data, EligiblePackages& packages, Excl
     packages.eligibleDrivers.push_back(std::move(package));
   }
   for (const DriverPackage* package : plan.excluded) {
-    protectPackage(*package, data, exclusions);  // without a line, unlike an application
+    protectPackage(*package, data, exclusions);  // not logged, unlike an application
   }
 }
 

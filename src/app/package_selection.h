@@ -1,17 +1,17 @@
-// package_selection - the part of the sequence that chooses the packages: makes the plans of eligibility and
-// installed_applications at their places, carries out what has to happen at once, and logs what was chosen.
+// package_selection - the stages of the sequence that choose the packages. They take their decisions from eligibility
+// and installed_applications, carry out what cannot wait, and log the choice.
 #pragma once
 
 #include "manifest/package_lists.h"
 #include "manifest/records.h"
 #include "manifest/work_lists.h"
 
-// Choose the packages that are to go, and protect what the others list. The experience programme's installer package
-// may be moved, or its opt-in taken back.
+// Choose the packages to remove and protect what the others list. The first may move the installer package of the
+// experience programme, or withdraw the user's opt-in.
 void selectEligibleApplications(ScrubListData& data, EligiblePackages& packages, ExclusionLists& exclusions);
 void selectEligibleDrivers(ScrubListData& data, EligiblePackages& packages, ExclusionLists& exclusions);
 
-// Narrows the applications to those that the installer knows, one for each upgrade code, and lists them. One branding
-// package of one version is wiped here. Throws std::out_of_range for a control panel version of less than three
-// characters, and what ForceRemoveProduct throws.
+// Drops the applications that are not installed, keeps one for each upgrade code, and logs the list. The branding
+// package is wiped here if it has the version that cannot be uninstalled. Throws std::out_of_range for a control panel
+// version of fewer than three characters, and what ForceRemoveProduct throws.
 void filterInstalledApplications(const ScrubListData& data, EligiblePackages& packages);

@@ -26,7 +26,7 @@ ProgrammeState FindProgrammeState() {
     state.tuning = readDword(key.get(), kTuningStatus);
     state.graphics = readDword(key.get(), L"HLX_UXFStatus");
   } catch (...) {
-    // What was read so far holds; the rest counts as not opted in.
+    // A choice that cannot be read counts as not opted in.
   }
   if (state.tuning != kOptedIn) {
     return state;
@@ -36,7 +36,7 @@ ProgrammeState FindProgrammeState() {
     state.installerPackage = GetRegistryString(key.get(), nullptr, kInstallerPackageValue);
     state.installDir = GetRegistryString(key.get(), nullptr, L"InstallDir");
   } catch (...) {
-    // The plan decides what a state without these means.
+    // Missing values are for the plan to judge.
   }
   return state;
 }
@@ -52,7 +52,6 @@ ProgrammePlan PlanProgramme(const ProgrammeState& state) {
   if (isInControlPanel && !state.installDir) {
     return {ProgrammeStep::GiveUp, true};
   }
-  // A moved programme's package goes all the same where the user has opted in to both: its product is uninstalled while
-  // what it lists stays.
+  // With both opted in, the package is uninstalled even after the move, while everything it lists stays.
   return {isInControlPanel ? ProgrammeStep::MovePackage : ProgrammeStep::None, state.graphics == kOptedIn};
 }

@@ -1,5 +1,5 @@
-// programme_state - what the machine tells of the experience programme that comes with the control panel, and what that
-// means for the package that carries it. Reads the registry and changes nothing.
+// programme_state - the state of the experience programme, which is installed along with the control panel, and what it
+// means for the package that contains it. Reads the registry only.
 #pragma once
 
 #include <optional>
@@ -14,22 +14,22 @@ inline constexpr wchar_t kProgrammeInstallKey[] = L"Software\\KTL Systems\\Insta
 inline constexpr wchar_t kInstallerPackageValue[] = L"OriginalDB";
 
 struct ProgrammeState {
-  // The user's choices: 1 for opted in, 0 where a choice could not be read.
+  // The user's choices: 1 for opted in, 0 for one that could not be read.
   DWORD tuning = 0;
   DWORD graphics = 0;
-  // From the programme's own install key. Empty where the key or the value could not be read.
+  // From the programme's install key; empty for what could not be read.
   std::optional<std::wstring> installerPackage;
   std::optional<std::wstring> installDir;
 };
 
-// Reads the choices and, for a user who has opted in, the install key. RegOpenKeyExW, RegGetValueW.
+// Reads the choices and, if the user has opted in, the install key. RegOpenKeyExW, RegGetValueW.
 ProgrammeState FindProgrammeState();
 
-// What is to be done about the programme before its package is uninstalled or kept.
+// What has to be done about the programme first.
 enum class ProgrammeStep {
   None,
-  MovePackage,  // its installer package lies in the control panel's folder, which is about to go
-  GiveUp,       // a programme that cannot be kept whole is not kept: the opt-in goes
+  MovePackage,  // its installer package is in the control panel's folder, which will be deleted
+  GiveUp,       // it cannot be kept intact, so the opt-in is withdrawn
 };
 
 struct ProgrammePlan {
@@ -37,5 +37,5 @@ struct ProgrammePlan {
   bool packageGoes = true;
 };
 
-// The programme survives the control panel that has brought it when its user has opted in. Pure.
+// If the user has opted in, the programme outlives the control panel that installed it. Pure.
 ProgrammePlan PlanProgramme(const ProgrammeState& state);

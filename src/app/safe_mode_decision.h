@@ -1,4 +1,4 @@
-// safe_mode_decision - whether a run happens here and now or in safe mode. Starts neither.
+// safe_mode_decision - decides whether a run starts right away or in safe mode. Starts neither.
 #pragma once
 
 #include "app/command_line.h"
@@ -6,9 +6,9 @@
 enum class Start {
   Here,
   InSafeMode,
-  NotAtAll,  // the question was closed without an answer
+  NotAtAll,  // the user closed the question without an answer
 };
 
-// Here in safe mode, on a virtual machine and for a silent run that does not ask for safe mode; otherwise as the switch
-// or the user says. GetSystemMetrics, MessageBoxW.
+// Right away when Windows is in safe mode already, on a virtual machine, and for a silent run without the switch for
+// safe mode; otherwise as the switch or the user says. GetSystemMetrics, MessageBoxW.
 Start chooseStart(const Switches& switches);

@@ -17,9 +17,9 @@ namespace {
 
 constexpr wchar_t kBatchFile[] = L"safemode.bat";
 constexpr wchar_t kRunOnceKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
-// What Windows promises to carry out from there.
+// Windows documents this limit for a command in RunOnce.
 constexpr std::size_t kRunOnceCharacters = 260;
-// The asterisk has Windows run the entry in safe mode too.
+// The asterisk makes Windows run the entry in safe mode too.
 constexpr wchar_t kRunOnceValue[] = L"*ORV CLEANUP UTILITY";
 
 std::wstring batchPath() {
@@ -32,10 +32,10 @@ constexpr char kBatch[] =
     "bcdedit /set {current} safeboot network\r\n"
     "shutdown -r -f -t 0\r\n";
 
-// The program and the arguments of this run. Quotation marks inside the arguments are lost, which the switches bear.
+// This program with the arguments of this run. Quotation marks in the arguments are lost, which the switches do not
+// mind.
 std::wstring runOnceCommandLine() {
-  // Whole, however deep the program lies: a path that is cut off would name no program, and the machine would stand in
-  // safe mode without this one.
+  // The full path, however long: a truncated one would not start anything, and the machine would be left in safe mode.
   std::wstring commandLine = L"\"" + programPath() + L"\"";
   int count = 0;
   wchar_t** arguments = ::CommandLineToArgvW(::GetCommandLineW(), &count);
@@ -47,7 +47,7 @@ std::wstring runOnceCommandLine() {
   return commandLine;
 }
 
-// Without the entry the restart goes on, and the program does not come back.
+// If this fails the machine restarts all the same, but the program is not started again.
 void writeRunOnceEntry() {
   const std::wstring commandLine = runOnceCommandLine();
   LogDebug(
@@ -55,7 +55,7 @@ void writeRunOnceEntry() {
       L"%s-------------",
       commandLine.c_str());
   if (commandLine.size() > kRunOnceCharacters) {
-    // The restart goes on: a longer command may well be carried out, and a cut one would name no program.
+    // The restart goes on: Windows may well run a longer command, and a truncated one would not start anything.
     LogError(
         L"Runonce command has %d characters, Windows may carry out no more than %d: start the program by hand then",
         static_cast<int>(commandLine.size()), static_cast<int>(kRunOnceCharacters));
@@ -79,17 +79,17 @@ void writeRunOnceEntry() {
 }  // namespace
 
 void rebootIntoSafeMode(const std::vector<std::wstring>& scheduledTasks) {
-  // The maker's tasks would start its programs during the safe mode as well.
+  // The maker's tasks would start its programs in safe mode too.
   RunSupportTypeUpdateTask();
   if (!scheduledTasks.empty()) {
     LogDebug(L"-----------Deletions of Scheduled Tasks Started-------------");
-    std::vector<std::wstring> failures;  // the run in safe mode tries again and reports
+    std::vector<std::wstring> failures;  // not reported: the run in safe mode tries again
     ExecuteActions(ActionKind::ScheduledTask, scheduledTasks, failures, false);
     LogDebug(L"-----------Deletions of Scheduled Tasks Ended-------------");
   }
   const std::wstring batch = batchPath();
-  // Held until it has ended: the interpreter reads it line by line. A file that cannot be written is no reason to stop,
-  // but what lies there then is not to be run: the restart does not happen, and nothing else has.
+  // Kept open until it has run, because cmd.exe reads it line by line. If it cannot be written, whatever file is there
+  // must not be run: there is no restart then.
   const FileHandle held = batch.empty() ? FileHandle() : writeHeldFile(batch, kBatch);
   writeRunOnceEntry();
   if (!held || !RunInSystemShell(batch)) {

@@ -1,13 +1,13 @@
-// safe_mode_restart - has Windows restart into safe mode and start this program there again, and takes safe mode out of
-// the boot settings at the end of a run. Whether to restart is decided elsewhere.
+// safe_mode_restart - restarts the machine into safe mode, where Windows starts this program again, and turns safe mode
+// off at the end of a run. Does not decide whether to restart.
 #pragma once
 
 #include <string>
 #include <vector>
 
-// Deletes the scheduled tasks, leaves an entry with this run's arguments in RunOnce, and restarts. Returns with the
-// restart under way, or with a log line when there is none. RegSetValueExW, bcdedit, shutdown.
+// Deletes the scheduled tasks, writes a RunOnce entry with the arguments of this run, and restarts the machine. Returns
+// while the restart is under way; if it could not be started, that is logged. RegSetValueExW, bcdedit, shutdown.
 void rebootIntoSafeMode(const std::vector<std::wstring>& scheduledTasks);
 
-// Has the next restart be a normal one. bcdedit.
+// Makes the next boot a normal one. A failure is logged. bcdedit.
 void leaveSafeMode();

@@ -9,8 +9,8 @@
 #include "ui/localised_strings.h"
 
 void checkWindowsUpdate() {
-  // The question to WMI is the process's first call to another one, and would settle its security for the restore
-  // point.
+  // Asking WMI is the first COM call of this process to another one and would set the default security, which does not
+  // suit the restore point.
   prepareComSecurity();
   if (!isWindowsUpdateRunning()) {
     return;

@@ -19,7 +19,7 @@ constexpr wchar_t kFile32[] = L"orv-vulkan32.json";
 
 constexpr DWORD kValueNameCharacters = 16383;
 
-// The loader's values are named by the path of a file.
+// The loader's value names are paths.
 bool namesFile(const std::wstring& valueName, const std::wstring& fileName) {
   const std::size_t backslash = valueName.rfind(L'\\');
   return backslash != std::wstring::npos && valueName.compare(backslash + 1, fileName.size(), fileName) == 0;
@@ -40,7 +40,7 @@ void removeRegistryValues(const std::wstring& path, const std::wstring& fileName
         ERROR_SUCCESS) {
       continue;
     }
-    // The index moves on after a deletion too, past the value that has slid into the place.
+    // The index advances after a deletion too, and so skips the value that has moved up.
     const std::wstring name = buffer.substr(0, length);
     if (namesFile(name, fileName) && ::RegDeleteValueW(key.get(), name.c_str()) != ERROR_SUCCESS) {
       std::printf("RegDeleteKey error\n");

@@ -19,7 +19,7 @@ namespace {
 
 using Rows = std::vector<std::wstring>;
 
-// Appends one list of each package, in the order of the packages.
+// Appends one list of each package, in package order.
 template <class Package>
 void appendFromPackages(const std::vector<Package>& packages, RowsOf<Package> list, UniqueRows& target) {
   for (const Package& package : packages) {
@@ -38,8 +38,8 @@ void appendRows(ProtectedRows rows, ProtectedRows& target) {
   target.insert(target.end(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
 }
 
-// A directory or key goes with all that lies in it, and so do the files that a pattern takes: a row that means a place
-// of the system itself is refused, whoever wrote it.
+// A directory or key is removed with everything in it, and a pattern removes every file it matches: a row that names a
+// place of the system is refused, whichever document it comes from.
 void logRefusal(const std::wstring& row) {
   LogError(L"Row[%s] names a place of the system and is not carried out", row.c_str());
 }
@@ -54,8 +54,8 @@ void dropPlacesOfTheSystem(Rows& rows, bool (*isProtected)(const std::wstring&))
   });
 }
 
-// False for a pattern that is not to be expanded. One behind a link would give a row for each file there, of which
-// every one would be refused in its turn, so it fails as a whole.
+// False for a pattern that must not be expanded. Behind a link every single match would be refused later, so the
+// pattern fails as a whole.
 bool admitFilePattern(const std::wstring& row, Rows& failures) {
   if (isProtectedPattern(row)) {
     logRefusal(row);
@@ -82,8 +82,8 @@ void findDirectories(const CollectorSources& sources, WorkLists& work) {
   ExpandDirectories(work.directories, work.files);
 }
 
-// The same walk over what is protected: a protected directory takes all that lies in it out of the work lists, also
-// when it has been moved and a link is in its place.
+// Walks the protected directories too, since everything in them is taken out of the work lists. Links in their place
+// are followed: the user may have moved the directory.
 void findExcludedDirectories(const ScrubListData& data, ExclusionLists& exclusions) {
   expandDirectoryRows(data.ExcludedDirectories, exclusions.excludedDirectories);
   ExpandDirectories(exclusions.excludedDirectories, exclusions.excludedFiles, LinkInPlace::IsFollowed);
@@ -214,7 +214,7 @@ KeysAboveProtected addExcludedKeyAncestors(Rows& excludedRegistryKeys) {
     if (::RegOpenKeyExW(ParseRootKey(rootName), subkey.c_str(), 0, KEY_ALL_ACCESS, key.put()) != ERROR_SUCCESS) {
       return true;
     }
-    // Stays open: a protected key is in use, and shows as such, until the process ends.
+    // Left open on purpose: the protected keys stay in use until the process ends.
     (void)key.release();
     return false;
   });

@@ -1,6 +1,6 @@
-// collectors - reduce the manifest to the flat work lists: generic rows and rows of the eligible packages, expanded,
-// less everything that is protected. Each is called just before the stage that uses its list. They read the machine and
-// change nothing on it; which rows are protected is decided by row_plan.
+// collectors - turn the manifest into the work lists: the generic rows and those of the eligible packages, expanded,
+// without what is protected. Each runs just before the stage that uses its list. They read the machine but never change
+// it; row_plan decides which rows are protected.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@
 #include "manifest/row_plan.h"
 #include "manifest/work_lists.h"
 
-// What a collector takes rows from.
+// Where a collector takes rows from.
 struct CollectorSources {
   const ScrubListData& data;
   const EligiblePackages& packages;
@@ -22,29 +22,30 @@ struct ProtectedRegistryRows {
   ProtectedRows values;
 };
 
-// Each appends to the work list of its kind and to the exclusions of that kind what they do not hold yet, and takes the
-// protected rows out of the work list. Those are what it returns. The commands are replaced as a whole.
+// Each adds the rows of its kind to the work list and to the exclusions, each row once, then moves the protected rows
+// out of the work list and returns them. The list of commands is replaced.
 void HandleCommands(const CollectorSources& sources, WorkLists& work);
 void HandleShortcuts(const CollectorSources& sources, WorkLists& work);
 ProtectedRows HandleProcesses(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
 ProtectedRows HandleServices(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
 ProtectedRows HandleScheduledTasks(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
 
-// Rows that name a place of the system are left out, with a line in the log. Also appends what lies in the directories
-// to the files, and what lies in the protected ones to the exclusions, so it must run before HandleFiles. Throws
-// std::filesystem::filesystem_error when a directory cannot be read.
+// Rows that name a place of the system are logged and left out. The contents of the directories are added too, their
+// files to the list of files: it must run before HandleFiles. Throws std::filesystem::filesystem_error when a directory
+// cannot be read.
 ProtectedRows HandleDirectories(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
 
-// A pattern that would take all of a place of the system is left out, with a line in the log, and so is one behind a
-// link, which is appended to `failedFiles`.
+// A pattern that would match all of a place of the system is logged and left out. So is one behind a link, which is
+// also added to `failedFiles`.
 ProtectedRows HandleFiles(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions,
                           std::vector<std::wstring>& failedFiles);
 
-// Keys and values; rows that name a place of the system are left out, with a line in the log.
+// Keys and values. Rows that name a place of the system are logged and left out.
 ProtectedRegistryRows HandleRegistries(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
 
-// Two candidate keys of the maker for each loaded user profile, into an emptied `registryKeys`.
+// Replaces `registryKeys` by the two keys that the maker may have in each loaded user profile.
 void getHkeyUserProfiles(std::vector<std::wstring>& registryKeys, std::vector<std::wstring>& registryValues);
 
-// Drops the rows whose key cannot be opened with full access, then adds the ancestors of the others (addAncestors).
+// Drops the keys that cannot be opened with full access, then adds the ancestors of the rest (addAncestors).
+// RegOpenKeyExW.
 KeysAboveProtected addExcludedKeyAncestors(std::vector<std::wstring>& excludedRegistryKeys);

@@ -1,13 +1,11 @@
-// package_lists - the manifest's packages as a run sorts them: those that are to go, and what became of them. Plain
-// data, copies of the manifest's records.
+// package_lists - the packages that a run removes, and the results. Plain data: copies of the manifest's records.
 #pragma once
 
 #include <vector>
 
 #include "manifest/records.h"
 
-// The packages that were chosen to go. Once the drivers have been dealt with, their list holds those that were acted
-// on, and only those.
+// The packages to remove. After the driver stage, the list of drivers holds only those that were dealt with.
 struct EligiblePackages {
   std::vector<DriverPackage> eligibleDrivers;
   std::vector<ApplicationPackage> eligibleApplications;

@@ -12,13 +12,13 @@ namespace {
 
 using Rows = std::vector<std::wstring>;
 
-// The text before the last backslash; whole where there is none.
+// The text before the last backslash; the whole row if there is none.
 std::wstring_view parentOf(std::wstring_view row) {
   return row.substr(0, row.rfind(L'\\'));
 }
 
-// The topmost place above `row` that can be reached from it over listed rows alone, or `row` itself. A walk has listed
-// everything between the row that the manifest names and what lies in it.
+// Goes up from `row` as long as the parent is listed, and returns where that ends. This is the row that the manifest
+// names: the walk that added its contents has listed everything in between.
 template <class IsListed>
 std::wstring topmostListed(std::wstring_view row, const IsListed& isListed) {
   std::wstring_view parent = parentOf(row);
@@ -29,7 +29,7 @@ std::wstring topmostListed(std::wstring_view row, const IsListed& isListed) {
   return std::wstring(row);
 }
 
-// Names what is above each row where that is what protects it.
+// Sets protectedBy to the listed place that each row lies in.
 template <class IsListed>
 ProtectedRows protectedFromAbove(ProtectedRows rows, const IsListed& isListed) {
   for (ProtectedRow& row : rows) {

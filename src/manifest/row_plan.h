@@ -1,5 +1,5 @@
-// row_plan - decides which rows of a work list stay because they are protected, and by which row of the manifest. Pure:
-// compares texts and asks the machine nothing.
+// row_plan - decides which rows are taken out of a work list because they are protected, and by which row. Pure:
+// compares strings and never asks the machine.
 #pragma once
 
 #include <map>
@@ -8,8 +8,8 @@
 
 #include "manifest/work_lists.h"
 
-// A row that was taken out of a work list, and the row that protects it: the same one, the directory or key above it
-// that is listed as protected, or what is protected below or in it.
+// A row that was taken out of a work list, and the row that protects it: the same row, the protected directory or key
+// that contains it or, for a key, a protected key or value in it.
 struct ProtectedRow {
   std::wstring row;
   std::wstring protectedBy;
@@ -17,28 +17,29 @@ struct ProtectedRow {
 };
 using ProtectedRows = std::vector<ProtectedRow>;
 
-// Each key that is protected only for what lies below it, with the first such key.
+// The keys that are protected only because of a key below them, each with the first such key.
 using KeysAboveProtected = std::map<std::wstring, std::wstring>;
 
-// Takes away every row of `target` that equals a row of `exclusions`, whole and with case, and returns these rows. The
-// rest keeps its order and its duplicates. A list may be its own exclusions.
+// Takes every row of `target` out that equals a row of `exclusions`, case-sensitively, and returns those rows. The rest
+// keeps its order and its duplicates. Both may be the same list.
 ProtectedRows excludeFromVector(const std::vector<std::wstring>& exclusions, std::vector<std::wstring>& target);
 
-// The same for directories and for files: what protects a row is the protected directory that it lies in.
+// The same for directories and for files. protectedBy is the protected directory that contains the row, if there is
+// one.
 ProtectedRows PlanDirectories(const ExclusionLists& exclusions, std::vector<std::wstring>& directories);
 ProtectedRows PlanFiles(const ExclusionLists& exclusions, std::vector<std::wstring>& files);
 
-// The same for keys and for values: what protects a row is the protected key that it lies in or, for a key above it,
-// that key.
+// The same for registry keys and values. protectedBy is the protected key that contains the row or, for an ancestor of
+// a protected key, that key.
 ProtectedRows PlanRegistryKeys(const ExclusionLists& exclusions, const KeysAboveProtected& keysAbove,
                                std::vector<std::wstring>& registryKeys);
 ProtectedRows PlanRegistryValues(const ExclusionLists& exclusions, const KeysAboveProtected& keysAbove,
                                  std::vector<std::wstring>& registryValues);
 
-// Takes away every key that holds a protected value, and returns it with the first such value.
+// Takes every key out that has a protected value, and returns it with the first such value.
 ProtectedRows excludeParentsOfExcludedValues(const std::vector<std::wstring>& excludedValues,
                                              std::vector<std::wstring>& registryKeys);
 
-// Adds every ancestor of the keys, the root alone excepted; the result is in ascending order of code units, each row
-// once. So a key survives as long as a protected key lies below it. Returns the ancestors that were not listed.
+// Adds the ancestors of all keys except the root, so that a key stays as long as there is a protected key below it. The
+// result is sorted by code units, each row once. Returns the ancestors that were added.
 KeysAboveProtected addAncestors(std::vector<std::wstring>& keys);

@@ -1,5 +1,4 @@
-// scrub_list - reads the cleanup manifest ScrubList.JSON from the work folder into records. Who wrote it there is none
-// of its business; the JSON library stays behind this header.
+// scrub_list - reads the cleanup manifest ScrubList.JSON into records. Does not extract it, and hides the JSON library.
 #pragma once
 
 #include <memory>
@@ -10,7 +9,7 @@
 
 #include "manifest/records.h"
 
-// The manifest of one run: the document's tree and the records made from it.
+// The manifest of one run: the JSON tree and the records made from it.
 class ScrubList {
  public:
   ScrubList();
@@ -25,7 +24,7 @@ class ScrubList {
   // incomplete.
   void parseScrubList(bool launchedForFactoryReset, HANDLE document);
 
-  // Appends the values of the array at the dotted path, in order. Throws ptree_bad_path when there is no such path.
+  // Appends the strings of the array at the dotted path, in order. Throws ptree_bad_path when there is no such path.
   void readStringList(const std::wstring& path, std::vector<std::wstring>& list) const;
 
   ScrubListData& data() { return *data_; }

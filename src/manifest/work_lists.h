@@ -1,5 +1,5 @@
-// work_lists - the flat lists of rows that the collectors make of the manifest: what is to go, and what is protected
-// from it. Plain data; the rows of both are compared whole.
+// work_lists - the lists that the collectors make from the manifest: what is to be removed, and what is protected.
+// Plain data.
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 
 #include "manifest/records.h"
 
-// What is to go, in the order in which it was found.
+// What is to be removed, in the order in which it was found.
 struct WorkLists {
   std::vector<std::wstring> registryKeys;
-  std::vector<std::wstring> registryKeysEmpty;  // to be deleted only when no other key lies below them
+  std::vector<std::wstring> registryKeysEmpty;  // deleted only if there are no other keys below them
   std::vector<std::wstring> registryValues;
   std::vector<std::wstring> directories;       // with their contents
-  std::vector<std::wstring> directoriesForce;  // only when they are empty, else marked for the next restart
+  std::vector<std::wstring> directoriesForce;  // only if they are empty, otherwise marked for the next restart
   std::vector<std::wstring> services;
   std::vector<std::wstring> scheduledTasks;
   std::vector<std::wstring> files;
@@ -22,7 +22,7 @@ struct WorkLists {
   std::vector<TrackerCommand> commands;
 };
 
-// Rows that are taken out of the work lists again.
+// Rows that are taken out of the work lists. Rows are compared as a whole.
 struct ExclusionLists {
   std::vector<std::wstring> excludedRegistryKeys;
   std::vector<std::wstring> excludedRegistryValues;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::array<const wchar_t*, 3> kFrames = {L"◉ ○ ○", L"○ ◉ ○", L"○ ○ ◉"};
 constexpr UINT kFrameMilliseconds = 500;
-// A timer of a window keeps the number that it was given; with 0 the call would return another one.
+// A window's timer keeps the id it is given; with 0 the call would return a different one.
 constexpr UINT_PTR kFrameTimer = 1;
 
 constexpr COLORREF kTextColour = 0xFFFFF0;
@@ -21,13 +21,13 @@ constexpr int kHeadlinePoints = 20;
 constexpr int kSmallPoints = 12;
 constexpr wchar_t kFontFace[] = L"Segoe UI";
 
-// What SC_MOVE becomes when the mouse, not the keyboard, moves the window.
+// SC_MOVE by mouse instead of by keyboard.
 constexpr WPARAM kMoveByMouse = SC_MOVE | HTCAPTION;
 
 using Font = std::unique_ptr<std::remove_pointer_t<HFONT>, decltype(&::DeleteObject)>;
 
-// Draws this thread's windows as if there were no other DPI than 96, and has the system scale them, although the
-// process as a whole draws for each monitor. Older systems have neither function.
+// Makes this thread's windows unaware of DPI, so that the system scales them, although the process is aware of each
+// monitor's DPI. Older systems have neither function.
 class UnawareOfDpi {
  public:
   UnawareOfDpi() {
@@ -67,7 +67,7 @@ class UnawareOfDpi {
   DPI_AWARENESS_CONTEXT oldContext_ = nullptr;
 };
 
-// The texts stand on the bitmap without a ground of their own.
+// The texts are drawn on the bitmap with a transparent background.
 INT_PTR CALLBACK dialogProc(HWND, UINT message, WPARAM wParam, LPARAM) {
   if (message != WM_CTLCOLORSTATIC) {
     return 0;
@@ -100,7 +100,7 @@ void setFont(HWND window, int control, HFONT font) {
   ::SendMessageW(::GetDlgItem(window, control), WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
 }
 
-// False when the headline cannot have its font.
+// Returns false when the headline's font cannot be created.
 bool setFonts(HWND window, Font& headline) {
   const HWND control = ::GetDlgItem(window, IDC_SPLASH_HEADLINE);
   const HDC dc = ::GetDC(control);
@@ -110,7 +110,7 @@ bool setFonts(HWND window, Font& headline) {
     setFont(window, IDC_SPLASH_HEADLINE, headline.get());
     if (small) {
       setFont(window, IDC_SPLASH_DOTS, small.get());
-      setFont(window, IDC_SPLASH_MINIMISE, small.release());  // the controls need it to the end of the process
+      setFont(window, IDC_SPLASH_MINIMISE, small.release());  // the controls use it until the process ends
     }
   }
   ::ReleaseDC(control, dc);
@@ -124,7 +124,7 @@ SplashWindow::SplashWindow(int dialogId, TextLookup text)
 
 SplashWindow::~SplashWindow() {
   stopRequested_.exchange(true);
-  // A message that comes before the thread has a queue is lost; the flag then ends the loop at its next idle moment.
+  // The message is lost if the thread has no queue yet; the flag then ends the loop as soon as it is idle.
   ::PostThreadMessageW(threadId_, WM_CLOSE, 0, 0);
   thread_.join();
 }
@@ -135,7 +135,8 @@ void SplashWindow::runThread(int dialogId) {
   try {
     showWindow(dialogId);
   } catch (...) {
-    // An exception that left the thread would end the process in the midst of a removal. The run needs no splash.
+    // An exception that leaves the thread would end the process in the middle of a removal. The run can do without this
+    // window.
   }
 }
 
@@ -160,7 +161,7 @@ void SplashWindow::showWindow(int dialogId) {
   if (!setFonts(window, headline)) {
     return;
   }
-  // So that the glyph can minimise it.
+  // Needed for minimising it.
   ::SetWindowLongW(window, GWL_STYLE, ::GetWindowLongW(window, GWL_STYLE) | WS_MINIMIZEBOX);
   startTimer(background);
   pumpMessages(window);
@@ -188,14 +189,14 @@ void SplashWindow::showNextFrame(HWND background) {
   ::InvalidateRect(window, nullptr, FALSE);
   timer_ = ::SetTimer(background, timer_, kFrameMilliseconds, nullptr);
   if (dragged_ && stopRequested_) {
-    // The loop of the drag has swallowed the message that asks to close. It ends when the mouse is taken from it, or
-    // when the button comes up.
+    // The message loop of the drag has swallowed the request to close. End the drag, by cancelling it or by releasing
+    // the button.
     ::SendMessageW(window, WM_CANCELMODE, 0, 0);
     ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
   }
 }
 
-// Without a caption, the whole surface is the handle to move the window by. Comes back when the user lets go.
+// The window has no caption, so it can be dragged by any point. Returns when the user releases the button.
 void SplashWindow::dragByMouse(HWND window) {
   dragged_ = true;
   ::SendMessageW(window, WM_SYSCOMMAND, kMoveByMouse, 0);

@@ -1,5 +1,5 @@
-// splash_window - the small window that tells the user that work goes on while the main thread is busy. It runs on a
-// thread of its own with its own message pump, and knows no progress: all that it is ever told is to close.
+// splash_window - the small window that shows that work is going on while the main thread is busy. It has its own
+// thread and message loop. It knows nothing of the progress: the only thing it is told is to close.
 #pragma once
 
 #include <atomic>
@@ -11,20 +11,20 @@
 
 class SplashWindow {
  public:
-  // Gives the text of a caption in the user's language; called on the window's thread.
+  // Returns a text in the user's language. Called on the splash thread.
   using TextLookup = std::wstring (*)(int captionId, const wchar_t* defaultText);
 
-  // Starts the thread and returns at once. Without `text` the texts are English. Throws std::system_error when the
-  // thread cannot be started. A window that cannot be made only ends the thread.
+  // Starts the thread and returns at once. If `text` is null, the texts are English. Throws std::system_error when the
+  // thread cannot be started. If the window cannot be created, only the thread ends.
   SplashWindow(int dialogId, TextLookup text);
-  // Has the window close and waits for its thread, without a limit.
+  // Closes the window and waits for the thread, without a time-out.
   ~SplashWindow();
   SplashWindow(const SplashWindow&) = delete;
   SplashWindow& operator=(const SplashWindow&) = delete;
 
  private:
-  // Procedure of the background, whose timer moves the dots: it is called also while a drag of the window has a message
-  // loop of its own.
+  // Window procedure of the background, whose timer moves the dots. Unlike the thread's message loop, it is also called
+  // while the window is being dragged.
   static LRESULT CALLBACK backgroundProc(HWND background, UINT message, WPARAM wParam, LPARAM lParam);
 
   void runThread(int dialogId);
@@ -35,13 +35,13 @@ class SplashWindow {
   void pumpMessages(HWND window);
 
   TextLookup text_;
-  // Of the splash thread alone.
-  WNDPROC staticProc_ = nullptr;  // what the background had for a procedure
+  // Used by the splash thread only.
+  WNDPROC staticProc_ = nullptr;  // the original window procedure of the background
   UINT_PTR timer_ = 0;
   std::size_t frame_ = 0;
   bool dragged_ = false;
 
-  std::atomic<DWORD> threadId_{0};  // written by the splash thread at its start
+  std::atomic<DWORD> threadId_{0};  // set by the splash thread when it starts
   std::atomic<bool> stopRequested_{false};
   std::thread thread_;  // last: it reads the members above
 };
