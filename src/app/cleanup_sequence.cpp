@@ -4,10 +4,12 @@
 // directories, registry values before keys.
 
 #include <memory>
+#include <utility>
 
 #include <windows.h>
 
 #include "app/cleanup_session.h"
+#include "app/install_manager.h"
 #include "app/package_selection.h"
 #include "app/restore_point.h"
 #include "app/tracker_commands.h"
@@ -15,7 +17,6 @@
 #include "applications/store_apps.h"
 #include "applications/uninstall_runner.h"
 #include "manifest/collectors.h"
-#include "manifest/path_expansion.h"
 #include "resources/resource_ids.h"
 #include "system/action_dispatcher.h"
 #include "system/depth_order.h"
@@ -35,7 +36,6 @@ constexpr wchar_t kCarveoutKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX";
 constexpr wchar_t kAudioKey[] = L"HKEY_CURRENT_USER\\SOFTWARE\\ORV\\LM\\Audio";
 // The installer still needs this key for the graphics devices that are kept.
 constexpr wchar_t kInstalledPackagesKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\Packages";
-constexpr wchar_t kInstallManagerFolder[] = L"C:\\Program Files\\ORV\\PKM";
 
 bool askForConsent() {
   return ::MessageBoxW(nullptr,
@@ -152,14 +152,8 @@ void protectInstallManager(CleanupSession& session) {
   if (session.switches.removeInstallManager) {
     return;
   }
-  std::wstring folder;
-  if (!getInstallDirValue(folder) || folder.empty()) {
-    folder = kInstallManagerFolder;
-  }
-  session.exclusions.excludedDirectories.push_back(folder);
-  // Rows are compared character by character, and the rows of the work lists do not end in a backslash.
-  if (const std::size_t end = folder.find_last_not_of(L'\\'); end + 1 < folder.size()) {
-    session.exclusions.excludedDirectories.push_back(folder.substr(0, end + 1));
+  for (std::wstring& row : PlanProtectedFolder(FindInstallManagerFolder())) {
+    session.exclusions.excludedDirectories.push_back(std::move(row));
   }
 }
 

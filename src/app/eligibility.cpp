@@ -44,11 +44,7 @@ DriverPlan PlanDrivers(const ScrubListData& data) {
   const IncludedNames included(data.InclusionDrivers.begin(), data.InclusionDrivers.end());
   DriverPlan plan;
   for (const DriverPackage& package : data.DriverPackages) {
-    if (included.contains(package.Name)) {
-      plan.eligible.push_back(package);
-    } else {
-      plan.excluded.push_back(&package);
-    }
+    (included.contains(package.Name) ? plan.eligible : plan.excluded).push_back(&package);
   }
   return plan;
 }

@@ -38,11 +38,13 @@ ApplicationPlan planAfterFailedMove();
 // True when everything the package lists stays, even if its product is uninstalled.
 bool isProtected(const ApplicationPlan& plan);
 
+// Both lists point to packages of the manifest, in its order.
 struct DriverPlan {
-  std::vector<DriverPackage> eligible;         // in the order of the manifest, like the others
-  std::vector<const DriverPackage*> excluded;  // to be protected; of the manifest
+  std::vector<const DriverPackage*> eligible;
+  std::vector<const DriverPackage*> excluded;  // to be protected
 };
 
+// Decides on all drivers. Pure.
 DriverPlan PlanDrivers(const ScrubListData& data);
 
 // Adds everything the package lists to the exclusions. Directories and files go to the manifest's own exclusions, which

@@ -50,10 +50,10 @@ void selectEligibleApplications(ScrubListData& data, EligiblePackages& packages,
 
 void selectEligibleDrivers(ScrubListData& data, EligiblePackages& packages, ExclusionLists& exclusions) {
   LogDebug(L"-----------Drivers Eligible to Unistall-------------");
-  DriverPlan plan = PlanDrivers(data);
-  for (DriverPackage& package : plan.eligible) {
-    LogDebug(L"%s", package.Name.c_str());
-    packages.eligibleDrivers.push_back(std::move(package));
+  const DriverPlan plan = PlanDrivers(data);
+  for (const DriverPackage* package : plan.eligible) {
+    LogDebug(L"%s", package->Name.c_str());
+    packages.eligibleDrivers.push_back(*package);
   }
   for (const DriverPackage* package : plan.excluded) {
     protectPackage(*package, data, exclusions);  // not logged, unlike an application

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -142,26 +141,6 @@ TEST_F(Session, MissingProgressKeyIsToldAndNotCreated) {
   EXPECT_EQ(make(), (Lines{"ERROR Failed Opening Registry Key of CleanUpProgressPercentage registry value"}));
   EXPECT_EQ(closings, 0);
   EXPECT_FALSE(keyExists(kWholeProgressKey));
-}
-
-TEST_F(Session, VulkanTablesNameTheMakersFilesOfBothWidths) {
-  wchar_t arguments[] = L"";
-  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  using Names = std::map<std::wstring, std::wstring>;
-  using Paths = std::vector<std::wstring>;
-  EXPECT_EQ(session.vulkan.vulkanRegistryValues,
-            (Names{{L"SOFTWARE\\Khronos\\Vulkan\\Drivers", L"orv-vulkan64.json"},
-                   {L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan64.json"},
-                   {L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\Drivers", L"orv-vulkan32.json"},
-                   {L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan32.json"}}));
-  EXPECT_EQ(session.vulkan.vulkanFiles,
-            (Paths{L"C:\\Windows\\System32\\orv-vulkan64.json", L"C:\\Windows\\System32\\orvvlk64.dll",
-                   L"C:\\Windows\\SysWOW64\\orv-vulkan32.json", L"C:\\Windows\\SysWOW64\\orvvlk32.dll"}));
-  EXPECT_EQ(session.vulkan.vulkanRegistryValues32,
-            (Names{{L"SOFTWARE\\Khronos\\Vulkan\\Drivers", L"orv-vulkan32.json"},
-                   {L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan32.json"}}));
-  EXPECT_EQ(session.vulkan.vulkanFiles32,
-            (Paths{L"C:\\Windows\\System32\\orv-vulkan32.json", L"C:\\Windows\\System32\\orvvlk32.dll"}));
 }
 
 TEST_F(Session, BeginsAsAnInteractiveRunThatKeepsNothing) {

@@ -65,7 +65,7 @@ TEST(PlanOfDrivers, SortsThePackagesInTheOrderOfTheManifest) {
   data.DriverPackages = {driverWithRows(L"First"), driverWithRows(L"Kept"), driverWithRows(L"Second"),
                          driverWithRows(L"second")};
   const DriverPlan plan = PlanDrivers(data);
-  EXPECT_EQ(namesOf(plan.eligible), (Names{L"First", L"Second"}));
+  EXPECT_THAT(plan.eligible, ElementsAre(&data.DriverPackages[0], &data.DriverPackages[2]));
   EXPECT_THAT(plan.excluded, ElementsAre(&data.DriverPackages[1], &data.DriverPackages[3]));
   EXPECT_THAT(PlanDrivers(ScrubListData()).eligible, IsEmpty());
 }
