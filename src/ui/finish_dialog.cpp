@@ -3,13 +3,10 @@
 #include <array>
 #include <utility>
 
-#include <shellapi.h>
-
 #include "resources/resource_ids.h"
-#include "system/handles.h"
-#include "system/log.h"
 #include "ui/localised_strings.h"
 #include "ui/program_module.h"
+#include "ui/view_report.h"
 
 namespace {
 
@@ -26,9 +23,6 @@ constexpr std::array<Outcome, 3> kOutcomes = {{
     {0, IDB_WARNINGS, L"The ORV Cleanup Utility has completed with warnings.", kCaptionWarnings},
     {-1, IDB_FAILURE, L"The ORV Cleanup Utility has not completed successfully.", kCaptionFailure},
 }};
-
-constexpr wchar_t kBrowserKey[] = L"HTTP\\shell\\open\\ddeexec\\Application";
-constexpr DWORD kBrowserBytes = 520;
 
 // Position of the picture, and its size if GetObjectW fails, in pixels at 96 DPI.
 constexpr int kPictureLeft = 90;
@@ -133,39 +127,5 @@ INT_PTR CALLBACK finishDialogProc(HWND dialog, UINT message, WPARAM wParam, LPAR
       return 1;
     default:
       return 0;
-  }
-}
-
-void onViewReport() {
-  try {
-    wchar_t folder[MAX_PATH] = {};
-    ::GetTempPathW(MAX_PATH, folder);
-    const std::wstring report = std::wstring(L"\"") + folder + L"CleanUp\\report.xml\"";
-    const std::wstring browser = GetDefaultBrowser();
-    if (browser.empty()) {
-      ::ShellExecuteW(nullptr, L"open", report.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
-    } else {
-      ::ShellExecuteW(nullptr, L"open", browser.c_str(), report.c_str(), nullptr, SW_SHOWNORMAL);
-    }
-  } catch (...) {
-    LogError(L"onViewReport - Inside Catch");
-  }
-}
-
-std::wstring GetDefaultBrowser() {
-  try {
-    RegistryKey key;
-    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, kBrowserKey, 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
-      return {};
-    }
-    wchar_t browser[kBrowserBytes / sizeof(wchar_t) + 1] = {};  // one more, in case the value has no terminator
-    DWORD size = kBrowserBytes;
-    return ::RegQueryValueExW(key.get(), nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(browser), &size) ==
-                   ERROR_SUCCESS
-               ? browser
-               : L"";
-  } catch (...) {
-    LogError(L"GetDefaultBrowser - Inside Catch");
-    return {};
   }
 }

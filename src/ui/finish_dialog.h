@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 
 #include <windows.h>
 
@@ -12,12 +11,5 @@
 // (success), 0 (warnings) or -1 (failure). `onFinish` is called on Finish and on Esc. Only one dialog per process.
 // CreateDialogParamW.
 HWND openFinishDialog(std::int32_t outcome, std::function<void(HWND dialog)> onFinish);
-
-// Opens the report in the default browser or, if there is none, with the program for its file type. The dialog stays
-// open. Failures are ignored. ShellExecuteW.
-void onViewReport();
-
-// The DDE application name of the browser for http; empty if the registry has none.
-std::wstring GetDefaultBrowser();
 
 INT_PTR CALLBACK finishDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);

@@ -8,7 +8,6 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
-#include "app/finish_run.h"
 #include "resources/resource_ids.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
