@@ -17,23 +17,43 @@ std::wstring_view parentOf(std::wstring_view row) {
   return row.substr(0, row.rfind(L'\\'));
 }
 
-// Goes up from `row` as long as the parent is listed, and returns where that ends. This is the row that the manifest
-// names: the walk that added its contents has listed everything in between.
+// Finds the row of the manifest that protects what lies in it: the topmost place that can be reached from a row while
+// the parent is listed, since the walk that added the contents has listed everything in between. Remembers what it has
+// found, so that a deep tree costs no more than the rows it has.
 template <class IsListed>
-std::wstring topmostListed(std::wstring_view row, const IsListed& isListed) {
-  std::wstring_view parent = parentOf(row);
-  while (parent.size() < row.size() && isListed(parent)) {
-    row = parent;
-    parent = parentOf(row);
+class ProtectingPlaces {
+ public:
+  explicit ProtectingPlaces(IsListed isListed) : isListed_(std::move(isListed)) {}
+
+  // The text of `row` must stay where it is as long as this object is used.
+  std::wstring_view find(std::wstring_view row) {
+    std::vector<std::wstring_view> passed;
+    for (std::wstring_view parent = parentOf(row); parent.size() < row.size() && isListed_(parent);
+         parent = parentOf(row)) {
+      const auto known = topmost_.find(parent);
+      row = known == topmost_.end() ? parent : known->second;
+      passed.push_back(parent);
+      if (known != topmost_.end()) {
+        break;
+      }
+    }
+    for (const std::wstring_view place : passed) {
+      topmost_.emplace(place, row);
+    }
+    return row;
   }
-  return std::wstring(row);
-}
+
+ private:
+  IsListed isListed_;
+  std::unordered_map<std::wstring_view, std::wstring_view> topmost_;
+};
 
 // Sets protectedBy to the listed place that each row lies in.
 template <class IsListed>
 ProtectedRows protectedFromAbove(ProtectedRows rows, const IsListed& isListed) {
+  ProtectingPlaces places(isListed);
   for (ProtectedRow& row : rows) {
-    row.protectedBy = topmostListed(row.row, isListed);
+    row.protectedBy = places.find(row.row);
   }
   return rows;
 }
@@ -78,12 +98,13 @@ ProtectedRows PlanFiles(const ExclusionLists& exclusions, Rows& files) {
 ProtectedRows PlanRegistryKeys(const ExclusionLists& exclusions, const KeysAboveProtected& keysAbove,
                                Rows& registryKeys) {
   const RowIndex excluded(exclusions.excludedRegistryKeys);
-  ProtectedRows rows = excludeFromVector(exclusions.excludedRegistryKeys, registryKeys);
+  ProtectedRows rows = protectedFromAbove(
+      excludeFromVector(exclusions.excludedRegistryKeys, registryKeys),
+      [&](std::wstring_view key) { return excluded.contains(key) && !keysAbove.contains(std::wstring(key)); });
   for (ProtectedRow& row : rows) {
-    const auto above = keysAbove.find(row.row);
-    row.protectedBy = above != keysAbove.end() ? above->second : topmostListed(row.row, [&](std::wstring_view key) {
-      return excluded.contains(key) && !keysAbove.contains(std::wstring(key));
-    });
+    if (const auto above = keysAbove.find(row.row); above != keysAbove.end()) {
+      row.protectedBy = above->second;
+    }
   }
   return rows;
 }

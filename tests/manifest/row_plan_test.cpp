@@ -128,6 +128,22 @@ TEST(PlanOfFiles, NamesTheListedDirectoryOrTheFileItself) {
       << "only what the walk has seen is protected";
 }
 
+TEST(PlanOfDirectories, NamesTheListedDirectoryForADeepTreeInAnyOrder) {
+  constexpr std::size_t kDepth = 4'000;
+  ExclusionLists exclusions;
+  std::wstring row = L"C:\\ORV";
+  for (std::size_t depth = 0; depth < kDepth; ++depth) {
+    exclusions.excludedDirectories.push_back(row += L"\\d");
+  }
+  Rows directories = exclusions.excludedDirectories;
+  std::shuffle(directories.begin(), directories.end(), std::mt19937(20260102));
+  const ProtectedRows rows = PlanDirectories(exclusions, directories);
+  EXPECT_THAT(directories, IsEmpty());
+  ASSERT_EQ(rows.size(), kDepth);
+  EXPECT_TRUE(std::all_of(rows.begin(), rows.end(),
+                          [](const ProtectedRow& stays) { return stays.protectedBy == L"C:\\ORV\\d"; }));
+}
+
 TEST(PlanOfRegistryRows, NamesTheListedKeyAboveAndBelow) {
   ExclusionLists exclusions;
   exclusions.excludedRegistryKeys = {L"H\\S\\Keep", L"H\\S\\Keep\\Inner"};
