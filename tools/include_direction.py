@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """include_direction.py - whether includes in src point one way: app above ui, devices, applications and report, these above
 manifest, that above system; nothing in a loop; and from the libraries that only read a machine never to a header of one that
-changes it. Prints each include that points elsewhere, but for EXCEPTIONS; status 1 when there is one."""
+changes it. Prints each include that points elsewhere; status 1 when there is one."""
 
 from __future__ import annotations
 
@@ -20,11 +20,6 @@ BELOW = {
     "report": {"manifest", "system"},
     "manifest": {"system"},
     "system": set(),
-}
-# Includes that point up all the same, each with its reason.
-EXCEPTIONS = {
-    # The collectors work on the session's lists; their header only declares the session.
-    ("manifest/collectors.cpp", "app/cleanup_session.h"),
 }
 LIBRARY = re.compile(r"add_module\((\w+)\s+SOURCES\s+([^)]*?)(?:LIBRARIES|\))")
 READING = re.compile(r"target_link_libraries\(orv_find INTERFACE\s+([^)]*)\)")
@@ -55,8 +50,6 @@ def acting_includes(sources: Path) -> Iterator[str]:
             continue
         for match in INCLUDE.finditer((sources / file).read_text(encoding="utf-8")):
             header = f"{match[1]}/{match[2]}"
-            if (file, header) in EXCEPTIONS:
-                continue
             if header in acting:
                 yield f"src/{file}: {header} belongs to code that changes a machine"
             elif header not in seen:
@@ -68,8 +61,6 @@ def wrong_includes(sources: Path) -> Iterator[str]:
     for file in sorted(sources.rglob("*.[ch]*")):
         folder = file.relative_to(sources).parts[0]
         for match in INCLUDE.finditer(file.read_text(encoding="utf-8")):
-            if (file.relative_to(sources).as_posix(), f"{match[1]}/{match[2]}") in EXCEPTIONS:
-                continue
             if match[1] in BELOW and match[1] != folder and match[1] not in BELOW.get(folder, set()):
                 yield f"{file.relative_to(sources.parent)}: {match[1]}/{match[2]} is not below {folder}"
 

@@ -4,60 +4,22 @@
 
 #include <msi.h>
 
+#include "app/safe_mode_decision.h"
+#include "app/safe_mode_restart.h"
+#include "app/update_check.h"
+#include "resources/resource_ids.h"
+#include "system/binary_resource.h"
 #include "system/log.h"
-#include "system/registry.h"
 #include "system/temporary_folder.h"
-
-std::int32_t quitRequested = 0;
-bool rebootAfterRun = false;
 
 namespace {
 
 constexpr wchar_t kWorkFolderName[] = L"CleanUp";
+constexpr wchar_t kManifestFileName[] = L"ScrubList.JSON";
 
-constexpr wchar_t kVulkanDrivers[] = L"SOFTWARE\\Khronos\\Vulkan\\Drivers";
-constexpr wchar_t kVulkanLayers[] = L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers";
-constexpr wchar_t kVulkanDrivers32[] = L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\Drivers";
-constexpr wchar_t kVulkanLayers32[] = L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\ImplicitLayers";
-constexpr wchar_t kVulkanFile64[] = L"orv-vulkan64.json";
-constexpr wchar_t kVulkanFile32[] = L"orv-vulkan32.json";
-
-}  // namespace
-
-CleanupSession::CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int showState)
-    : scrubListData(&scrubList.data()),
-      instance(moduleHandle),
-      commandLine(arguments),
-      showCommand(showState),
-      uiLanguage(::GetUserDefaultUILanguage()),
-      vulkanRegistryValues({{kVulkanDrivers, kVulkanFile64},
-                            {kVulkanLayers, kVulkanFile64},
-                            {kVulkanDrivers32, kVulkanFile32},
-                            {kVulkanLayers32, kVulkanFile32}}),
-      vulkanFiles({L"C:\\Windows\\System32\\orv-vulkan64.json", L"C:\\Windows\\System32\\orvvlk64.dll",
-                   L"C:\\Windows\\SysWOW64\\orv-vulkan32.json", L"C:\\Windows\\SysWOW64\\orvvlk32.dll"}),
-      vulkanRegistryValues32({{kVulkanDrivers, kVulkanFile32}, {kVulkanLayers, kVulkanFile32}}),
-      vulkanFiles32({L"C:\\Windows\\System32\\orv-vulkan32.json", L"C:\\Windows\\System32\\orvvlk32.dll"}) {
-  // Every installer action of the process is silent.
-  ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
-
-  tempPath = temporaryFolder();
-  resetProgressValue();
-  workDirectory = tempPath + L'\\' + kWorkFolderName;
-
-  const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, L"ORVCleanupUtility Instance");
-  instanceError = ::GetLastError();
-  instanceMutex.reset(mutex);
-}
-
-CleanupSession::~CleanupSession() {
-  // First of all, so that the next instance finds none while this one tidies up.
-  instanceMutex.reset();
-}
-
-// The installer that starts the tool shows this value. Zero at the start is all that it ever gets from here, and a
-// machine without the key is left without it.
-void CleanupSession::resetProgressValue() {
+// The installer that starts the tool displays this value. The tool only ever sets it to zero, at the start, and does
+// not create the key.
+void resetProgressValue() {
   constexpr DWORD kProgress = 0;
   RegistryKey key;
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QBX Installer\\Install\\Cleanup", 0, KEY_ALL_ACCESS, key.put()) !=
@@ -71,25 +33,90 @@ void CleanupSession::resetProgressValue() {
   } else {
     LogError(L"Setting CleanUpProgressPercentage - %d", kProgress);
   }
-  // Closed by hand, since its failure is told.
+  // Closed explicitly, because a failure is logged.
   if (::RegCloseKey(key.release()) != ERROR_SUCCESS) {
     LogError(L"Failed closing registry key of CleanUpProgressPercentage");
   }
 }
 
+}  // namespace
+
+CleanupSession::CleanupSession(HINSTANCE moduleHandle, wchar_t* arguments, int showState)
+    : scrubListData(&scrubList.data()),
+      instance(moduleHandle),
+      commandLine(arguments),
+      showCommand(showState),
+      uiLanguage(::GetUserDefaultUILanguage()) {
+  // No installer action of this process shows any UI.
+  ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+
+  tempPath = temporaryFolder();
+  resetProgressValue();
+  workDirectory = tempPath + L'\\' + kWorkFolderName;
+
+  const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, L"ORVCleanupUtility Instance");
+  instanceError = ::GetLastError();
+  instanceMutex.reset(mutex);
+}
+
+CleanupSession::~CleanupSession() {
+  // First, so that a new instance can start while this one is still cleaning up.
+  instanceMutex.reset();
+}
+
+void CleanupSession::parseCommandLine() {
+  const CommandLine parsed = parseSwitches(commandLine);
+  switches = parsed.switches;
+  for (const wchar_t* line : parsed.logLines) {
+    LogDebug(line);
+  }
+}
+
+int CleanupSession::initializeWindow() {
+  if (!createMainWindow(instance, switches.silent, mainWindow)) {
+    return 0;
+  }
+  // From here on this string is the path of the manifest; nothing needs the folder itself any more.
+  workDirectory += L'\\';
+  workDirectory += kManifestFileName;
+  // Kept open until it has been read: any program of the user can write to the work folder, and the document decides
+  // what is removed.
+  FileHandle document;
+  extractBinaryResource(instance, IDR_SCRUB_LIST, workDirectory, &document);
+  LogDebug(L"PKMCONFIG JSON Path is: %s", workDirectory.c_str());
+  LogDebug(L"------------------Parsing JSON -----------------");
+  scrubList.parseScrubList(switches.factoryReset, document.get());
+  return 1;
+}
+
+int CleanupSession::decideAndStart() {
+  switch (chooseStart(switches)) {
+    case Start::Here:
+      runCleanupSequence();
+      break;
+    case Start::InSafeMode:
+      // No quit message is posted: the run loop waits until the system ends the process.
+      rebootIntoSafeMode(scrubListData->ScheduledTasks);
+      break;
+    case Start::NotAtAll:
+      break;
+  }
+  return 1;
+}
+
 int CleanupSession::run() {
-  quitRequested = 0;
+  quitRequested = false;
   int result = 0;
-  if (!silent) {
+  if (!switches.silent) {
     checkWindowsUpdate();
   }
   try {
     if (initializeWindow() == 0) {
       return 0;
     }
-    disableDriverSearch();
+    driverSearch = disableDriverSearch();
     decideAndStart();
-    if (quitRequested != 0) {
+    if (quitRequested) {
       ::PostQuitMessage(0);
     }
     MSG message = {};
@@ -101,7 +128,7 @@ int CleanupSession::run() {
       if (received == 0) {
         break;
       }
-      if (!::TranslateAcceleratorW(message.hwnd, accelerators, &message) &&
+      if (!::TranslateAcceleratorW(message.hwnd, mainWindow.accelerators, &message) &&
           !::IsDialogMessageW(finishDialog, &message)) {
         ::TranslateMessage(&message);
         ::DispatchMessageW(&message);
@@ -109,7 +136,7 @@ int CleanupSession::run() {
     }
     result = static_cast<int>(message.wParam);
   } catch (const std::exception& failure) {
-    // Ends the run: what the sequence had not come to yet stays undone, and the log says why.
+    // The run ends here. The remaining stages are skipped, and the log says why.
     LogDebug(L"CleanUp:: %hs", failure.what());
   }
   return result;

@@ -5,9 +5,6 @@
 #include <regex>
 #include <string_view>
 
-#include "app/cleanup_session.h"
-#include "system/log.h"
-
 namespace {
 
 using Tokens = std::vector<std::wstring>;
@@ -20,7 +17,7 @@ struct SwitchWord {
   const wchar_t* logLine;  // null for none
 };
 
-// A word counts wherever it stands in a token; the first row that occurs decides.
+// A word counts anywhere in a token; the first row of the table that matches decides.
 constexpr std::array<SwitchWord, 6> kSwitchWords = {{
     {L"silent", Switch::Silent, L"---------------------CleanUp will run silently--------------------"},
     {L"safemode", Switch::SafeMode, L"---------------------CleanUp will run in safe mode--------------------"},
@@ -33,7 +30,7 @@ constexpr std::array<SwitchWord, 6> kSwitchWords = {{
     {L"saveORV", Switch::SaveOrv, nullptr},
 }};
 
-// Takes empty pieces out and cuts trailing blanks off the others.
+// Removes empty tokens and trims trailing blanks from the others.
 Tokens cleanUp(Tokens tokens) {
   std::erase_if(tokens, [](const std::wstring& token) { return token.empty(); });
   for (std::wstring& token : tokens) {
@@ -42,27 +39,21 @@ Tokens cleanUp(Tokens tokens) {
   return tokens;
 }
 
-Switch findSwitch(const std::wstring& token) {
+const SwitchWord& findSwitch(const std::wstring& token) {
+  static constexpr SwitchWord kNoWord = {L"", Switch::None, nullptr};
   const auto row = std::find_if(kSwitchWords.begin(), kSwitchWords.end(), [&token](const SwitchWord& candidate) {
     return token.find(candidate.word) != std::wstring::npos;
   });
-  if (row == kSwitchWords.end()) {
-    return Switch::None;
-  }
-  if (row->logLine) {
-    LogDebug(row->logLine);
-  }
-  return row->meaning;
+  return row == kSwitchWords.end() ? kNoWord : *row;
 }
 
-// The devices of a value such as "VENDOR&DEVICE"@"VENDOR&DEVICE". An item without both keeps nothing from being
-// removed.
+// The devices in a value such as "A&B"@"C&D". An item without an & is ignored.
 std::vector<GraphicsDevice> parseExcludedGpus(const std::wstring& value) {
   std::vector<GraphicsDevice> gpus;
   for (const std::wstring& item : cleanUp(splitByPattern(L"[\"@]", value))) {
     const Tokens parts = splitByPattern(L"[&]", item);
     if (parts.size() >= 2) {
-      gpus.push_back({.vendor = parts[0], .device = parts[1]});
+      gpus.push_back({parts[0], parts[1]});
     }
   }
   return gpus;
@@ -78,35 +69,42 @@ std::vector<std::wstring> splitByPattern(const std::wstring& pattern, const std:
   return {std::wsregex_token_iterator(text.begin(), text.end(), expression, -1), std::wsregex_token_iterator()};
 }
 
-void CleanupSession::parseCommandLine() {
-  const Tokens tokens = cleanUp(splitByPattern(L"[ ]", commandLine));
+CommandLine parseSwitches(const std::wstring& text) {
+  CommandLine result;
+  Switches& switches = result.switches;
+  const Tokens tokens = cleanUp(splitByPattern(L"[ ]", text));
   for (auto token = tokens.begin(); token != tokens.end(); ++token) {
-    switch (findSwitch(*token)) {
+    const SwitchWord& word = findSwitch(*token);
+    if (word.logLine) {
+      result.logLines.push_back(word.logLine);
+    }
+    switch (word.meaning) {
       case Switch::Silent:
-        silent = true;
+        switches.silent = true;
         break;
       case Switch::SafeMode:
-        safeModeRequested = true;
+        switches.safeModeRequested = true;
         break;
       case Switch::Reboot:
-        rebootAfterRun = true;
+        switches.rebootAfterRun = true;
         break;
       case Switch::FactoryReset:
-        factoryReset = true;
+        switches.factoryReset = true;
         break;
       case Switch::Gpu:
-        gpuExclusionRequested = true;
-        // The next token is the value, whatever it holds; behind the last token the value is empty.
+        switches.gpuExclusion.excludeGpus = true;
+        // The next token is the value, whatever it contains; without one the value is empty.
         if (std::next(token) != tokens.end()) {
           const std::vector<GraphicsDevice> gpus = parseExcludedGpus(*++token);
-          excludedGpus.insert(excludedGpus.end(), gpus.begin(), gpus.end());
+          switches.gpuExclusion.gpus.insert(switches.gpuExclusion.gpus.end(), gpus.begin(), gpus.end());
         }
         break;
       case Switch::SaveOrv:
-        removeInstallManager = false;
+        switches.removeInstallManager = false;
         break;
       case Switch::None:
         break;
     }
   }
+  return result;
 }

@@ -1,14 +1,11 @@
-// driver_search - switches the system's search for drivers off for the run, so that Windows does not bring back what is
-// being removed, and puts the setting back afterwards.
+#include "app/driver_search.h"
 
 #include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <vector>
 
-#include <windows.h>
-
-#include "app/cleanup_session.h"
+#include "system/handles.h"
 #include "system/log.h"
 
 namespace {
@@ -20,7 +17,7 @@ constexpr wchar_t kDontSearch[] = L"DontSearchWindowsUpdate";
 constexpr DWORD kSearchOff = 0;
 constexpr DWORD kDontSearchOn = 1;
 
-// Each setting is read and written twice over, with a key opened anew: the first reading only learns the size.
+// Each setting is read and written twice, opening the key again: the first read only returns the size.
 constexpr int kPasses = 2;
 
 bool isWindows7OrLater() {
@@ -35,23 +32,24 @@ bool isWindows7OrLater() {
   return ::VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, condition) != FALSE;
 }
 
-// True when the value is there as a number.
-bool readSetting(const wchar_t* name, DWORD* value) {
-  bool found = false;
+// Empty when the value does not exist or is not a REG_DWORD.
+std::optional<DWORD> readSetting(const wchar_t* name) {
+  std::optional<DWORD> value;
   DWORD size = 0;
   for (int pass = 0; pass < kPasses; ++pass) {
     RegistryKey key;
     if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kDriverSearchingKey, 0, KEY_QUERY_VALUE, key.put()) != ERROR_SUCCESS) {
       continue;
     }
-    std::vector<BYTE> data(std::max<std::size_t>(size, sizeof(*value)));
+    std::vector<BYTE> data(std::max<std::size_t>(size, sizeof(DWORD)));
     DWORD type = REG_NONE;
     if (::RegQueryValueExW(key.get(), name, nullptr, &type, data.data(), &size) == ERROR_SUCCESS && type == REG_DWORD) {
-      std::memcpy(value, data.data(), sizeof(*value));
-      found = true;
+      DWORD number = 0;
+      std::memcpy(&number, data.data(), sizeof(number));
+      value = number;
     }
   }
-  return found;
+  return value;
 }
 
 bool writeSetting(const wchar_t* name, DWORD value) {
@@ -71,34 +69,30 @@ bool writeSetting(const wchar_t* name, DWORD value) {
   return written;
 }
 
-// Reads one setting and, unless it says so already, switches the search off. What was read is kept for later.
-void switchOff(const wchar_t* readName, DWORD alreadyOff, DWORD off, std::uint32_t* saved, bool* isSaved) {
-  DWORD value = 0;
-  if (!readSetting(readName, &value) || value == alreadyOff) {
-    return;
-  }
-  if (writeSetting(kSearchOrder, off)) {
-    *saved = value;
-    *isSaved = true;
-  }
+// Reads one setting and, unless the search is off already, switches it off. Returns the old value if it was changed.
+std::optional<DWORD> switchOff(const wchar_t* readName, DWORD off) {
+  const std::optional<DWORD> value = readSetting(readName);
+  return value && *value != off && writeSetting(kSearchOrder, off) ? value : std::nullopt;
 }
 
 }  // namespace
 
-void CleanupSession::disableDriverSearch() {
+SavedDriverSearch disableDriverSearch() {
+  SavedDriverSearch saved;
   if (isWindows7OrLater()) {
-    switchOff(kSearchOrder, kSearchOff, kSearchOff, &savedSearchOrderConfig, &searchOrderConfigSaved);
+    saved.savedSearchOrderConfig = switchOff(kSearchOrder, kSearchOff);
   } else {
-    // The older setting is read and the newer one written: those systems take it as well.
-    switchOff(kDontSearch, kDontSearchOn, kDontSearchOn, &savedDontSearchWindowsUpdate, &dontSearchWindowsUpdateSaved);
+    // Reads the old setting but writes the new one, which these systems understand too.
+    saved.savedDontSearchWindowsUpdate = switchOff(kDontSearch, kDontSearchOn);
   }
+  return saved;
 }
 
-void CleanupSession::restoreDriverSearch() {
-  if (searchOrderConfigSaved) {
-    writeSetting(kSearchOrder, savedSearchOrderConfig);
+void restoreDriverSearch(const SavedDriverSearch& saved) {
+  if (saved.savedSearchOrderConfig) {
+    writeSetting(kSearchOrder, *saved.savedSearchOrderConfig);
   }
-  if (dontSearchWindowsUpdateSaved) {
-    writeSetting(kDontSearch, savedDontSearchWindowsUpdate);
+  if (saved.savedDontSearchWindowsUpdate) {
+    writeSetting(kDontSearch, *saved.savedDontSearchWindowsUpdate);
   }
 }

@@ -1,12 +1,14 @@
-// finish_run - what a run comes to, and the restart at its end.
+// finish_run - the outcome of a run, and the lists that its report is made of. Knows nothing of dialogs.
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
-// 1 success, 0 warnings (a failed application), -1 failure (a failed driver). Failed files, directories, registry rows,
-// services, processes and tasks have no influence.
-extern std::int32_t RunOutcome;
+#include "manifest/package_lists.h"
 
-// Restarts the machine at once, with all programs ended by force, as a planned restart. Reports nothing; when the
-// privilege cannot be had, nothing happens.
-void rebootMachine();
+// 1 for success, 0 for warnings (an application failed), -1 for failure (a driver failed). Failed files, directories,
+// registry rows, services, processes and tasks do not count. Pure.
+std::int32_t decideOutcome(const PackageResults& results);
+
+// Keeps the first record of each name. Pure.
+void removeRepeatedNames(std::vector<DriverPackage>& packages);

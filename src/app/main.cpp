@@ -9,7 +9,7 @@
 
 namespace {
 
-// The refusal of a second interactive instance.
+// Tells the user that the tool is running already. Returns the exit code.
 int refuseSecondInstance() {
   ::MessageBoxW(nullptr, userText(kCaptionOtherInstance, L"Another instance is running.").c_str(),
                 userText(kCaptionTitle, kDefaultTitle).c_str(), MB_ICONINFORMATION);
@@ -19,7 +19,8 @@ int refuseSecondInstance() {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previousInstance*/, wchar_t* commandLine, int showCommand) {
-  // The program is often started from a download folder, with administrator rights: what lies there is not to be run.
+  // The program is often started from a download folder with administrator rights, and must not load anything from
+  // there.
   trustTheSystemFolderAlone();
 
   CleanupSession session(instance, commandLine, showCommand);
@@ -28,8 +29,8 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previousInstance*/, wchar_t*
   languageFilePath = buildLanguagePath(instance, session.workDirectory);
   LogDebug(L"Localization File\t\t:\t%s", languageFilePath.c_str());
   session.parseCommandLine();
-  // A silent second instance is not refused: an installer must not fail because a person has the tool open.
-  if (session.instanceError == ERROR_ALREADY_EXISTS && !session.silent) {
+  // A second silent instance may run: an installer must not fail because somebody has the tool open.
+  if (session.instanceError == ERROR_ALREADY_EXISTS && !session.switches.silent) {
     return refuseSecondInstance();
   }
   return session.run();

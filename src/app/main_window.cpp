@@ -1,17 +1,10 @@
-// main_window - the hidden main window, which gives an interactive run its menu and its message target, and the
-// extraction and reading of the manifest that go with the start.
+#include "app/main_window.h"
 
-#include <windows.h>
-
-#include "app/cleanup_session.h"
 #include "resources/resource_ids.h"
-#include "system/log.h"
 #include "ui/about_dialog.h"
 #include "ui/program_module.h"
 
 namespace {
-
-constexpr wchar_t kManifestFileName[] = L"ScrubList.JSON";
 
 LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
@@ -57,27 +50,15 @@ void registerMainWindowClass(HINSTANCE instance, const wchar_t* className) {
 
 }  // namespace
 
-int CleanupSession::initializeWindow() {
-  ::LoadStringW(instance, IDS_WINDOW_TITLE, windowTitle, ARRAYSIZE(windowTitle));
-  ::LoadStringW(instance, IDS_WINDOW_CLASS, windowClass, ARRAYSIZE(windowClass));
-  registerMainWindowClass(instance, windowClass);
+bool createMainWindow(HINSTANCE instance, bool silent, MainWindow& mainWindow) {
+  ::LoadStringW(instance, IDS_WINDOW_TITLE, mainWindow.windowTitle, kWindowTextCharacters);
+  ::LoadStringW(instance, IDS_WINDOW_CLASS, mainWindow.windowClass, kWindowTextCharacters);
+  registerMainWindowClass(instance, mainWindow.windowClass);
   moduleInstance = instance;
-  // Never shown. A silent run has no window at all.
-  if (!silent && !::CreateWindowExW(0, windowClass, windowTitle, WS_OVERLAPPEDWINDOW, CW_USEDEFAULT, 0, CW_USEDEFAULT,
-                                    0, nullptr, nullptr, instance, nullptr)) {
-    return 0;
+  if (!silent && !::CreateWindowExW(0, mainWindow.windowClass, mainWindow.windowTitle, WS_OVERLAPPEDWINDOW,
+                                    CW_USEDEFAULT, 0, CW_USEDEFAULT, 0, nullptr, nullptr, instance, nullptr)) {
+    return false;
   }
-  accelerators = ::LoadAcceleratorsW(instance, MAKEINTRESOURCEW(IDR_ACCELERATORS));
-
-  // From here on the work folder's string is the path of the manifest; nothing asks for the folder any more.
-  workDirectory += L'\\';
-  workDirectory += kManifestFileName;
-  // Held until it is read: every program of the user can write to the work folder, and the document says what is
-  // removed.
-  FileHandle document;
-  extractBinaryResource(instance, IDR_SCRUB_LIST, workDirectory, &document);
-  LogDebug(L"PKMCONFIG JSON Path is: %s", workDirectory.c_str());
-  LogDebug(L"------------------Parsing JSON -----------------");
-  scrubList.parseScrubList(factoryReset, document.get());
-  return 1;
+  mainWindow.accelerators = ::LoadAcceleratorsW(instance, MAKEINTRESOURCEW(IDR_ACCELERATORS));
+  return true;
 }

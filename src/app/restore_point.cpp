@@ -26,7 +26,8 @@ void reportFailure(const STATEMGRSTATUS& status) {
   }
 }
 
-// Begins and, before anything is removed, ends the system change: the restore point holds the machine as it was.
+// Begins the system change and ends it before anything is removed, so that the restore point is of the untouched
+// machine.
 void makeRestorePoint(SetRestorePoint setRestorePoint) {
   RESTOREPOINTINFOW info = {};
   info.dwEventType = BEGIN_SYSTEM_CHANGE;
@@ -61,7 +62,7 @@ void callSystemRestore() {
   makeRestorePoint(setRestorePoint);
 }
 
-// Set by prepareComSecurity, to last as long as the process.
+// Set once by prepareComSecurity; COM security lasts as long as the process.
 bool securityWasPrepared = false;
 
 struct WellKnownSid {
@@ -77,8 +78,8 @@ void prepareComSecurity() {
 
 void createRestorePoint() {
   const HRESULT initialised = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  // Security is asked for again where it was prepared: if COM was left altogether in between, it has gone with it, and
-  // if not, the refusal says that it stands.
+  // Security is set again even if it was prepared: it may be lost when the last thread has left COM. If it is still
+  // set, the call is refused, which is fine.
   if (FAILED(initialised)) {
     std::printf("Unexpected error: CoInitializeEx() failed with 0x%08x\n", static_cast<unsigned>(initialised));
   } else if (!configureComSecurity() && !securityWasPrepared) {

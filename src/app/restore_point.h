@@ -2,14 +2,14 @@
 // the log; a machine without System Restore only loses the restore point.
 #pragma once
 
-// Sets the security of the process's COM calls and leaves COM initialised on this thread. For whoever asks COM for
-// anything before the restore point: security can be set once in a process, and the first call to another process sets
-// it by default. What fails here is told by createRestorePoint.
+// Sets the COM security of the process and leaves COM initialised on this thread. To be called before any other use of
+// COM: security can be set only once in a process, and the first call to another process sets the default.
+// createRestorePoint reports a failure. CoInitializeSecurity.
 void prepareComSecurity();
 
-// Initialises COM for the process and its security, makes and closes the restore point, uninitialises COM.
+// Initialises COM and its security, creates the restore point, uninitialises COM. SRSetRestorePointW.
 void createRestorePoint();
 
-// Lets administrators, the system's own accounts and the process itself call into the process's COM objects. True only
-// when every call succeeded.
+// Lets administrators, the system accounts and the process itself call this process's COM objects. Returns true when
+// every call succeeded.
 bool configureComSecurity();

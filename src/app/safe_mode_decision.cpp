@@ -1,125 +1,14 @@
-// safe_mode_decision - the checks before the sequence: Windows Update must not be running, and the run should happen in
-// safe mode. A normal boot leads to a restart into safe mode, from which Windows starts the program again with the same
-// arguments, or to a run in place.
-
-#include <cstdlib>
+#include "app/safe_mode_decision.h"
 
 #include <windows.h>
 
-#include <shellapi.h>
-
-#include "app/cleanup_session.h"
-#include "app/restore_point.h"
-#include "applications/support_type_task.h"
-#include "system/action_dispatcher.h"
-#include "system/held_file.h"
 #include "system/log.h"
-#include "system/module_path.h"
-#include "system/process_launch.h"
 #include "system/machine_facts.h"
-#include "system/temporary_folder.h"
-#include "system/windows_update.h"
 #include "ui/localised_strings.h"
 
 namespace {
 
-constexpr wchar_t kBatchFile[] = L"safemode.bat";
-constexpr wchar_t kRunOnceKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
-// What Windows promises to carry out from there.
-constexpr std::size_t kRunOnceCharacters = 260;
-// The asterisk has Windows run the entry in safe mode too.
-constexpr wchar_t kRunOnceValue[] = L"*ORV CLEANUP UTILITY";
-
-std::wstring batchPath() {
-  const std::wstring folder = temporaryFolder();
-  return folder.empty() ? folder : folder + kBatchFile;
-}
-
-constexpr char kBatch[] =
-    "@echo off\r\n"
-    "bcdedit /set {current} safeboot network\r\n"
-    "shutdown -r -f -t 0\r\n";
-
-// The program and the arguments of this run. Quotation marks inside the arguments are lost, which the switches bear.
-std::wstring runOnceCommandLine() {
-  // Whole, however deep the program lies: a path that is cut off would name no program, and the machine would stand in
-  // safe mode without this one.
-  std::wstring commandLine = L"\"" + programPath() + L"\"";
-  int count = 0;
-  wchar_t** arguments = ::CommandLineToArgvW(::GetCommandLineW(), &count);
-  const LocalMemory owner(arguments);
-  for (int index = 1; arguments && index < count; ++index) {
-    commandLine += L' ';
-    commandLine += arguments[index];
-  }
-  return commandLine;
-}
-
-// Without the entry the restart goes on, and the program does not come back.
-void writeRunOnceEntry() {
-  const std::wstring commandLine = runOnceCommandLine();
-  LogDebug(
-      L"-----------Creating Runonce registry to launch cleanup after safe boot-----------Buffer value: "
-      L"%s-------------",
-      commandLine.c_str());
-  if (commandLine.size() > kRunOnceCharacters) {
-    // The restart goes on: a longer command may well be carried out, and a cut one would name no program.
-    LogError(
-        L"Runonce command has %d characters, Windows may carry out no more than %d: start the program by hand then",
-        static_cast<int>(commandLine.size()), static_cast<int>(kRunOnceCharacters));
-  }
-  RegistryKey key;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRunOnceKey, 0, KEY_WRITE, key.put()) == ERROR_SUCCESS) {
-    LogDebug(L"-----------Runonce Key opened successfully-------------");
-  } else {
-    LogDebug(L"-----------Creating Runonce Key -------------");
-    if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kRunOnceKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.put(),
-                          nullptr) != ERROR_SUCCESS) {
-      return;
-    }
-  }
-  const LSTATUS status =
-      ::RegSetValueExW(key.get(), kRunOnceValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(commandLine.c_str()),
-                       static_cast<DWORD>((commandLine.size() + 1) * sizeof(wchar_t)));
-  LogDebug(L"-----------Setting value::Result: %d-------------", status);
-}
-
-}  // namespace
-
-void CleanupSession::checkWindowsUpdate() {
-  // The question to WMI is the process's first call to another one, and would settle its security for the restore
-  // point.
-  prepareComSecurity();
-  if (!isWindowsUpdateRunning()) {
-    return;
-  }
-  ::MessageBoxW(nullptr,
-                userText(kCaptionWindowsUpdate,
-                         L"ORV Cleanup Utility cannot complete while Windows Update is running. Please finish or exit "
-                         L"Windows Update and re-launch ORV Cleanup Utility.")
-                    .c_str(),
-                userText(kCaptionTitle, kDefaultTitle).c_str(), MB_ICONINFORMATION);
-  std::exit(0);
-}
-
-int CleanupSession::decideAndStart() {
-  if (::GetSystemMetrics(SM_CLEANBOOT) != 0) {
-    runCleanupSequence();
-    return 1;
-  }
-  if (IsVirtualMachine()) {
-    LogDebug(L"------------------ VM Detected -----------------");
-    runCleanupSequence();
-    return 1;
-  }
-  if (safeModeRequested) {
-    rebootIntoSafeMode();
-    return 1;
-  }
-  if (silent) {
-    runCleanupSequence();
-    return 1;
-  }
+Start askUser() {
   switch (::MessageBoxW(nullptr,
                         userText(kCaptionSafeModeQuestion,
                                  L"ORV Cleanup Utility has detected that your system is not currently in safe mode. "
@@ -128,40 +17,26 @@ int CleanupSession::decideAndStart() {
                         userText(kCaptionTitle, kDefaultTitle).c_str(),
                         MB_YESNO | MB_ICONINFORMATION | MB_DEFBUTTON2)) {
     case IDYES:
-      rebootIntoSafeMode();
-      break;
+      return Start::InSafeMode;
     case IDNO:
-      runCleanupSequence();
-      break;
+      return Start::Here;
     default:
-      break;
-  }
-  return 1;
-}
-
-// Returns with the restart under way. Nothing tells the run loop to quit: it waits until the system ends the process.
-void CleanupSession::rebootIntoSafeMode() {
-  // The maker's tasks would start its programs during the safe mode as well.
-  RunSupportTypeUpdateTask();
-  if (!scrubListData->ScheduledTasks.empty()) {
-    LogDebug(L"-----------Deletions of Scheduled Tasks Started-------------");
-    std::vector<std::wstring> failures;  // the run in safe mode tries again and reports
-    ExecuteActions(ActionKind::ScheduledTask, scrubListData->ScheduledTasks, failures, false);
-    LogDebug(L"-----------Deletions of Scheduled Tasks Ended-------------");
-  }
-  const std::wstring batch = batchPath();
-  // Held until it has ended: the interpreter reads it line by line. A file that cannot be written is no reason to stop,
-  // but what lies there then is not to be run: the restart does not happen, and nothing else has.
-  const FileHandle held = batch.empty() ? FileHandle() : writeHeldFile(batch, kBatch);
-  writeRunOnceEntry();
-  if (!held || !RunInSystemShell(batch)) {
-    LogDebug(L"Couldn't set to safemode");
+      return Start::NotAtAll;
   }
 }
 
-void CleanupSession::restoreSystemState() {
-  if (!RunInSystemShell(L"bcdedit /deletevalue {current} safeboot")) {
-    LogDebug(L"Couldn't delete safemode");
+}  // namespace
+
+Start chooseStart(const Switches& switches) {
+  if (::GetSystemMetrics(SM_CLEANBOOT) != 0) {
+    return Start::Here;
   }
-  restoreDriverSearch();
+  if (IsVirtualMachine()) {
+    LogDebug(L"------------------ VM Detected -----------------");
+    return Start::Here;
+  }
+  if (switches.safeModeRequested) {
+    return Start::InSafeMode;
+  }
+  return switches.silent ? Start::Here : askUser();
 }

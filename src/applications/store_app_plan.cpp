@@ -12,8 +12,8 @@ bool beginsWithoutAName(const std::wstring& pattern) {
   return pattern.find_first_not_of(L"*?[ \t\"") != 0;
 }
 
-// Formats the closing line as if it were a printf format without arguments: "%%" becomes one %, and conversion
-// specifications in the pattern disappear. Really formatting it would be undefined behaviour.
+// Formats the closing line as if it were a printf format without arguments: "%%" becomes one %, and the conversions in
+// the pattern disappear. Really formatting it would be undefined behaviour.
 std::wstring formatWithoutArguments(const std::wstring& format) {
   std::wstring result;
   for (std::size_t i = 0; i < format.size(); ++i) {

@@ -1,10 +1,10 @@
 #include "manifest/collectors.h"
 
-#include <set>
+#include <iterator>
+#include <utility>
 
 #include <windows.h>
 
-#include "app/cleanup_session.h"
 #include "manifest/path_expansion.h"
 #include "system/expand_directories.h"
 #include "system/handles.h"
@@ -19,7 +19,7 @@ namespace {
 
 using Rows = std::vector<std::wstring>;
 
-// Appends one list of each package, in the order of the packages.
+// Appends one list of each package, in package order.
 template <class Package>
 void appendFromPackages(const std::vector<Package>& packages, RowsOf<Package> list, UniqueRows& target) {
   for (const Package& package : packages) {
@@ -27,155 +27,178 @@ void appendFromPackages(const std::vector<Package>& packages, RowsOf<Package> li
   }
 }
 
-// A directory or key goes with all that lies in it, and so do the files that a pattern takes: a row that means a place
-// of the system itself is refused, whoever wrote it.
-bool refuses(const std::wstring& row, bool (*isProtected)(const std::wstring&)) {
-  if (!isProtected(row)) {
-    return false;
+template <class Package>
+void expandDirectoriesOf(const std::vector<Package>& packages, UniqueRows& target) {
+  for (const Package& package : packages) {
+    expandDirectoryRows(package.Directories, target);
   }
+}
+
+void appendRows(ProtectedRows rows, ProtectedRows& target) {
+  target.insert(target.end(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
+}
+
+// A directory or key is removed with everything in it, and a pattern removes every file it matches: a row that names a
+// place of the system is refused, whichever document it comes from.
+void logRefusal(const std::wstring& row) {
   LogError(L"Row[%s] names a place of the system and is not carried out", row.c_str());
-  return true;
 }
 
-void refuseProtected(Rows& rows, bool (*isProtected)(const std::wstring&)) {
-  std::erase_if(rows, [isProtected](const std::wstring& row) { return refuses(row, isProtected); });
+void dropPlacesOfTheSystem(Rows& rows, bool (*isProtected)(const std::wstring&)) {
+  std::erase_if(rows, [isProtected](const std::wstring& row) {
+    const bool refused = isProtected(row);
+    if (refused) {
+      logRefusal(row);
+    }
+    return refused;
+  });
 }
 
-// A pattern behind a link would give a row for each file there, of which every one were refused in its turn.
-bool refusesFilePattern(const std::wstring& row, Rows& failures) {
-  if (refuses(row, isProtectedPattern)) {
-    return true;
+// False for a pattern that must not be expanded. Behind a link every single match would be refused later, so the
+// pattern fails as a whole.
+bool admitFilePattern(const std::wstring& row, Rows& failures) {
+  if (isProtectedPattern(row)) {
+    logRefusal(row);
+    return false;
   }
   RowFolders folders(1);
   if (row.find(L'*') == std::wstring::npos || folders.hold(row) != RowFolders::Answer::Refused) {
-    return false;
+    return true;
   }
   failures.push_back(row);
-  return true;
+  return false;
+}
+
+void findDirectories(const CollectorSources& sources, WorkLists& work) {
+  {
+    UniqueRows directories(work.directories);
+    expandDirectoryRows(sources.data.Directories, directories);
+    expandDirectoryRows(sources.data.TrackerDirectories, work.directoriesForce);
+    expandDirectoriesOf(sources.packages.eligibleApplications, directories);
+    expandDirectoriesOf(sources.packages.eligibleDrivers, directories);
+  }
+  dropPlacesOfTheSystem(work.directories, isProtectedDirectory);
+  dropPlacesOfTheSystem(work.directoriesForce, isProtectedDirectory);
+  ExpandDirectories(work.directories, work.files);
+}
+
+// Walks the protected directories too, since everything in them is taken out of the work lists. Links in their place
+// are followed: the user may have moved the directory.
+void findExcludedDirectories(const ScrubListData& data, ExclusionLists& exclusions) {
+  expandDirectoryRows(data.ExcludedDirectories, exclusions.excludedDirectories);
+  ExpandDirectories(exclusions.excludedDirectories, exclusions.excludedFiles, LinkInPlace::IsFollowed);
+}
+
+void findFiles(const CollectorSources& sources, Rows& files, Rows& failedFiles) {
+  UniqueRows uniqueFiles(files);
+  const auto admit = [&failedFiles](const std::wstring& row) { return admitFilePattern(row, failedFiles); };
+  expandFileRows(sources.data.Files, uniqueFiles, admit);
+  for (const ApplicationPackage& package : sources.packages.eligibleApplications) {
+    expandFileRows(package.Files, uniqueFiles, admit);
+  }
+}
+
+void collectRegistryKeys(const CollectorSources& sources, WorkLists& work) {
+  {
+    UniqueRows keys(work.registryKeys);
+    appendMissing(sources.data.RegistryKeys, keys);
+    appendMissing(sources.data.RegistryKeysEmpty, work.registryKeysEmpty);
+    appendFromPackages(sources.packages.eligibleApplications, &ApplicationPackage::RegistryKeys, keys);
+    appendFromPackages(sources.packages.eligibleDrivers, &DriverPackage::RegistryKeys, keys);
+  }
+  dropPlacesOfTheSystem(work.registryKeys, isProtectedKey);
+  dropPlacesOfTheSystem(work.registryKeysEmpty, isProtectedKey);
+}
+
+void collectRegistryValues(const CollectorSources& sources, Rows& registryValues) {
+  UniqueRows values(registryValues);
+  appendMissing(sources.data.RegistryValues, values);
+  appendFromPackages(sources.packages.eligibleApplications, &ApplicationPackage::RegistryValues, values);
+  appendFromPackages(sources.packages.eligibleDrivers, &DriverPackage::RegistryValues, values);
 }
 
 }  // namespace
 
-void HandleCommands(CleanupSession& session) {
+void HandleCommands(const CollectorSources& sources, WorkLists& work) {
   LogDebug(L"-----------HandleCommands Getting all data-------------");
-  session.commands = session.scrubListData->Commands;
+  work.commands = sources.data.Commands;
 }
 
-void HandleProcesses(CleanupSession& session) {
+void HandleShortcuts(const CollectorSources& sources, WorkLists& work) {
+  appendMissing(sources.data.Shortcuts, work.shortcuts);
+}
+
+ProtectedRows HandleProcesses(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions) {
   LogDebug(L"-----------HandleProcesses Getting all data-------------");
-  UniqueRows processes(session.processes);
-  appendMissing(session.scrubListData->Process, processes);
-  appendFromPackages(session.eligibleApplications, &ApplicationPackage::Process, processes);
-  appendMissing(session.scrubListData->ExcludedProcess, session.excludedProcesses);
-  excludeFromVector(session.excludedProcesses, session.processes);
+  UniqueRows processes(work.processes);
+  appendMissing(sources.data.Process, processes);
+  appendFromPackages(sources.packages.eligibleApplications, &ApplicationPackage::Process, processes);
+  appendMissing(sources.data.ExcludedProcess, exclusions.excludedProcesses);
+  return excludeFromVector(exclusions.excludedProcesses, work.processes);
 }
 
-void HandleServices(CleanupSession& session) {
+ProtectedRows HandleServices(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions) {
   LogDebug(L"-----------HandleServices Getting all data-------------");
-  UniqueRows services(session.services);
-  appendMissing(session.scrubListData->Services, services);
-  appendFromPackages(session.eligibleDrivers, &DriverPackage::Services, services);
-  appendMissing(session.scrubListData->ExcludedServices, session.excludedServices);
-  excludeFromVector(session.excludedServices, session.services);
+  UniqueRows services(work.services);
+  appendMissing(sources.data.Services, services);
+  appendFromPackages(sources.packages.eligibleDrivers, &DriverPackage::Services, services);
+  appendMissing(sources.data.ExcludedServices, exclusions.excludedServices);
+  return excludeFromVector(exclusions.excludedServices, work.services);
 }
 
-void HandleShortcuts(CleanupSession& session) {
-  appendMissing(session.scrubListData->Shortcuts, session.shortcuts);
-}
-
-void HandleDirectories(CleanupSession& session) {
-  LogDebug(L"-----------HandleDirectories Getting all data-------------");
-  const ScrubListData& data = *session.scrubListData;
-  {
-    UniqueRows directories(session.directories);
-    expandDirectoryRows(data.Directories, directories);
-    expandDirectoryRows(data.TrackerDirectories, session.directoriesForce);
-    for (const ApplicationPackage& package : session.eligibleApplications) {
-      expandDirectoryRows(package.Directories, directories);
-    }
-    for (const DriverPackage& package : session.eligibleDrivers) {
-      expandDirectoryRows(package.Directories, directories);
-    }
-  }
-  refuseProtected(session.directories, isProtectedDirectory);
-  refuseProtected(session.directoriesForce, isProtectedDirectory);
-  ExpandDirectories(session.directories, session.files);
-  // The same walk over what is protected: a protected directory takes all that lies in it out of the work lists, also
-  // when it has been moved and a link is in its place.
-  expandDirectoryRows(data.ExcludedDirectories, session.excludedDirectories);
-  ExpandDirectories(session.excludedDirectories, session.excludedFiles, LinkInPlace::IsFollowed);
-  excludeFromVector(session.excludedDirectories, session.directories);
-  excludeFromVector(session.excludedDirectories, session.directoriesForce);
-}
-
-void HandleFiles(CleanupSession& session) {
-  LogDebug(L"-----------HandleFiles Getting all data-------------");
-  UniqueRows files(session.files);
-  const auto refusesPattern = [&session](const std::wstring& row) {
-    return refusesFilePattern(row, session.failedFiles);
-  };
-  expandFileRows(session.scrubListData->Files, files, refusesPattern);
-  for (const ApplicationPackage& package : session.eligibleApplications) {
-    expandFileRows(package.Files, files, refusesPattern);
-  }
-  expandFileRows(session.scrubListData->ExcludedFiles, session.excludedFiles);
-  excludeFromVector(session.excludedFiles, session.files);
-}
-
-void HandleScheduledTasks(CleanupSession& session) {
+ProtectedRows HandleScheduledTasks(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions) {
   LogDebug(L"-----------HandleScheduledTasks Getting all data-------------");
-  appendMissing(session.scrubListData->ScheduledTasks, session.scheduledTasks);
-  appendMissing(session.scrubListData->ExcludedScheduledTasks, session.excludedScheduledTasks);
-  excludeFromVector(session.excludedScheduledTasks, session.scheduledTasks);
+  appendMissing(sources.data.ScheduledTasks, work.scheduledTasks);
+  appendMissing(sources.data.ExcludedScheduledTasks, exclusions.excludedScheduledTasks);
+  return excludeFromVector(exclusions.excludedScheduledTasks, work.scheduledTasks);
 }
 
-void HandleRegistries(CleanupSession& session) {
-  const ScrubListData& data = *session.scrubListData;
+ProtectedRows HandleDirectories(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions) {
+  LogDebug(L"-----------HandleDirectories Getting all data-------------");
+  findDirectories(sources, work);
+  findExcludedDirectories(sources.data, exclusions);
+  ProtectedRows rows = PlanDirectories(exclusions, work.directories);
+  appendRows(PlanDirectories(exclusions, work.directoriesForce), rows);
+  return rows;
+}
+
+ProtectedRows HandleFiles(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions,
+                          std::vector<std::wstring>& failedFiles) {
+  LogDebug(L"-----------HandleFiles Getting all data-------------");
+  findFiles(sources, work.files, failedFiles);
+  expandFileRows(sources.data.ExcludedFiles, exclusions.excludedFiles);
+  return PlanFiles(exclusions, work.files);
+}
+
+ProtectedRegistryRows HandleRegistries(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions) {
   LogDebug(L"-----------HandleRegistries Getting all data-------------");
   LogDebug(L"-----------HandleRegistries Getting HKEY USER Profiles-------------");
-  getHkeyUserProfiles(session.registryKeys, session.registryValues);
-
+  getHkeyUserProfiles(work.registryKeys, work.registryValues);
   LogDebug(L"-----------getAllRegistryKeys Getting all data-------------");
-  {
-    UniqueRows keys(session.registryKeys);
-    appendMissing(data.RegistryKeys, keys);
-    appendMissing(data.RegistryKeysEmpty, session.registryKeysEmpty);
-    appendFromPackages(session.eligibleApplications, &ApplicationPackage::RegistryKeys, keys);
-    appendFromPackages(session.eligibleDrivers, &DriverPackage::RegistryKeys, keys);
-  }
-  refuseProtected(session.registryKeys, isProtectedKey);
-  refuseProtected(session.registryKeysEmpty, isProtectedKey);
+  collectRegistryKeys(sources, work);
   LogDebug(L"-----------getRegistryKeysValuesRecursively Getting all data-------------");
-  getRegistryKeysValuesRecursively(session.registryKeys, session.registryValues);
+  getRegistryKeysValuesRecursively(work.registryKeys, work.registryValues);
 
   LogDebug(L"-----------getAllExcludedRegistryKeys Getting all data-------------");
-  appendMissing(data.ExcludedRegistryKeys, session.excludedRegistryKeys);
+  appendMissing(sources.data.ExcludedRegistryKeys, exclusions.excludedRegistryKeys);
   LogDebug(L"-----------getExcludedRegistryKeysValuesRecursively Getting all data-------------");
-  getRegistryKeysValuesRecursively(session.excludedRegistryKeys, session.excludedRegistryValues);
-  addExcludedKeyAncestors(session.excludedRegistryKeys);
+  getRegistryKeysValuesRecursively(exclusions.excludedRegistryKeys, exclusions.excludedRegistryValues);
+  const KeysAboveProtected keysAbove = addExcludedKeyAncestors(exclusions.excludedRegistryKeys);
   LogDebug(L"-----------excludeFromVector Getting all data-------------");
-  excludeFromVector(session.excludedRegistryKeys, session.registryKeys);
+  ProtectedRegistryRows rows;
+  rows.keys = PlanRegistryKeys(exclusions, keysAbove, work.registryKeys);
 
   LogDebug(L"-----------getAllRegistryValues Getting all data-------------");
-  {
-    UniqueRows values(session.registryValues);
-    appendMissing(data.RegistryValues, values);
-    appendFromPackages(session.eligibleApplications, &ApplicationPackage::RegistryValues, values);
-    appendFromPackages(session.eligibleDrivers, &DriverPackage::RegistryValues, values);
-  }
+  collectRegistryValues(sources, work.registryValues);
   LogDebug(L"-----------getAllExcludedRegistryValues Getting all data-------------");
-  appendMissing(data.ExcludedRegistryValues, session.excludedRegistryValues);
+  appendMissing(sources.data.ExcludedRegistryValues, exclusions.excludedRegistryValues);
   LogDebug(L"-----------excludeFromVector Getting all data-------------");
-  excludeFromVector(session.excludedRegistryValues, session.registryValues);
-  excludeParentsOfExcludedValues(session.excludedRegistryValues, session.registryKeys);
+  rows.values = PlanRegistryValues(exclusions, keysAbove, work.registryValues);
+  appendRows(excludeParentsOfExcludedValues(exclusions.excludedRegistryValues, work.registryKeys), rows.keys);
+  return rows;
 }
 
-void excludeFromVector(std::vector<std::wstring> exclusions, std::vector<std::wstring>& target) {
-  const RowIndex excluded(exclusions);
-  std::erase_if(target, [&excluded](const std::wstring& row) { return excluded.contains(row); });
-}
-
-void getHkeyUserProfiles(std::vector<std::wstring>& registryKeys, std::vector<std::wstring>& registryValues) {
+void getHkeyUserProfiles(Rows& registryKeys, Rows& registryValues) {
   QueryKey(HKEY_USERS, HKEY_USERS, L"", registryKeys, registryValues);
   const Rows profiles = std::exchange(registryKeys, {});
   for (const std::wstring& profile : profiles) {
@@ -184,28 +207,16 @@ void getHkeyUserProfiles(std::vector<std::wstring>& registryKeys, std::vector<st
   }
 }
 
-void addExcludedKeyAncestors(std::vector<std::wstring>& excludedRegistryKeys) {
-  std::set<std::wstring> protectedKeys;
-  for (const std::wstring& row : excludedRegistryKeys) {
+KeysAboveProtected addExcludedKeyAncestors(Rows& excludedRegistryKeys) {
+  std::erase_if(excludedRegistryKeys, [](const std::wstring& row) {
     const auto [rootName, subkey] = splitRegistryPath(row);
     RegistryKey key;
     if (::RegOpenKeyExW(ParseRootKey(rootName), subkey.c_str(), 0, KEY_ALL_ACCESS, key.put()) != ERROR_SUCCESS) {
-      continue;
+      return true;
     }
-    // Stays open: a protected key is in use, and shows as such, until the process ends.
+    // Left open on purpose: the protected keys stay in use until the process ends.
     (void)key.release();
-    protectedKeys.insert(row);
-    for (std::size_t backslash = row.find(L'\\', row.find(L'\\') + 1); backslash != std::wstring::npos;
-         backslash = row.find(L'\\', backslash + 1)) {
-      protectedKeys.insert(row.substr(0, backslash));
-    }
-  }
-  excludedRegistryKeys.assign(protectedKeys.begin(), protectedKeys.end());
-}
-
-void excludeParentsOfExcludedValues(std::vector<std::wstring> excludedValues, std::vector<std::wstring>& registryKeys) {
-  for (std::wstring& row : excludedValues) {
-    row = row.substr(0, row.rfind(L'\\'));  // whole where there is no backslash
-  }
-  excludeFromVector(std::move(excludedValues), registryKeys);
+    return false;
+  });
+  return addAncestors(excludedRegistryKeys);
 }

@@ -1,32 +1,51 @@
-// collectors - reduce the manifest to the flat work lists of the session: generic rows and rows of the eligible
-// packages, expanded, less everything that is protected. Each is called just before the stage that uses its list.
+// collectors - turn the manifest into the work lists: the generic rows and those of the eligible packages, expanded,
+// without what is protected. Each runs just before the stage that uses its list. They read the machine but never change
+// it; row_plan decides which rows are protected.
 #pragma once
 
 #include <string>
 #include <vector>
 
-class CleanupSession;
+#include "manifest/package_lists.h"
+#include "manifest/records.h"
+#include "manifest/row_plan.h"
+#include "manifest/work_lists.h"
 
-void HandleCommands(CleanupSession& session);
-void HandleProcesses(CleanupSession& session);
-void HandleServices(CleanupSession& session);
-void HandleShortcuts(CleanupSession& session);
-// Also appends the contents of the directories to the session's files, so it must run before HandleFiles.
-void HandleDirectories(CleanupSession& session);
-void HandleFiles(CleanupSession& session);
-void HandleScheduledTasks(CleanupSession& session);
-void HandleRegistries(CleanupSession& session);
+// Where a collector takes rows from.
+struct CollectorSources {
+  const ScrubListData& data;
+  const EligiblePackages& packages;
+};
 
-// Takes away every row of `target` that equals a row of `exclusions`, whole and with case. The rest keeps its order and
-// its duplicates.
-void excludeFromVector(std::vector<std::wstring> exclusions, std::vector<std::wstring>& target);
+struct ProtectedRegistryRows {
+  ProtectedRows keys;
+  ProtectedRows values;
+};
 
-// Two candidate keys of the maker for each loaded user profile, into an emptied `registryKeys`.
+// Each adds the rows of its kind to the work list and to the exclusions, each row once, then moves the protected rows
+// out of the work list and returns them. The list of commands is replaced.
+void HandleCommands(const CollectorSources& sources, WorkLists& work);
+void HandleShortcuts(const CollectorSources& sources, WorkLists& work);
+ProtectedRows HandleProcesses(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
+ProtectedRows HandleServices(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
+ProtectedRows HandleScheduledTasks(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
+
+// Rows that name a place of the system are logged and left out. The contents of the directories are added too, their
+// files to the list of files: it must run before HandleFiles. Throws std::filesystem::filesystem_error when a directory
+// cannot be read.
+ProtectedRows HandleDirectories(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
+
+// A pattern that would match all of a place of the system is logged and left out. So is one behind a link, which is
+// also added to `failedFiles`.
+ProtectedRows HandleFiles(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions,
+                          std::vector<std::wstring>& failedFiles);
+
+// Keys and values. Rows that name a place of the system are logged and left out.
+ProtectedRegistryRows HandleRegistries(const CollectorSources& sources, WorkLists& work, ExclusionLists& exclusions);
+
+// Replaces `registryKeys` by the two keys that the maker may have in each loaded user profile.
 void getHkeyUserProfiles(std::vector<std::wstring>& registryKeys, std::vector<std::wstring>& registryValues);
 
-// Drops the rows whose key does not exist and adds every ancestor of the others, the root alone excepted; the result is
-// in ascending order of code units, each row once. So a key survives as long as a protected key lies below it.
-void addExcludedKeyAncestors(std::vector<std::wstring>& excludedRegistryKeys);
-
-// Takes away every key that holds a protected value.
-void excludeParentsOfExcludedValues(std::vector<std::wstring> excludedValues, std::vector<std::wstring>& registryKeys);
+// Drops the keys that cannot be opened with full access, then adds the ancestors of the rest (addAncestors).
+// RegOpenKeyExW.
+KeysAboveProtected addExcludedKeyAncestors(std::vector<std::wstring>& excludedRegistryKeys);

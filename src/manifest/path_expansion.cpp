@@ -30,12 +30,12 @@ InstallFolders findInstallFolders() {
   if (!getInstallDirValue(folders.installDir)) {
     folders.installDir = kDefaultInstallDir;
   }
-  // The install manager's own folder lies below the folder meant.
+  // The value may be the install manager's own folder, one level below the one that is meant.
   if (folders.installDir.find(L"PKM") != std::wstring::npos) {
     folders.installDir.resize(std::min(folders.installDir.rfind(L'\\'), folders.installDir.size()));
   }
-  // An order comparison and no test for equality: a folder on a later drive, or one deeper below the default folder,
-  // has a 32-bit sibling too; one below "C:\Program Files (x86)" has none.
+  // Greater or equal, not just equal: a folder on a later drive or below the default folder has a 32-bit counterpart
+  // too; one below "C:\Program Files (x86)" has none.
   const bool useX86Dir = folders.installDir >= kDefaultInstallDir;
   folders.installDir32 = useX86Dir ? kX86Dir : folders.installDir;
   return folders;
@@ -56,7 +56,7 @@ std::wstring expandRow(const std::wstring& row, const InstallFolders& folders) {
   return row;
 }
 
-// What stands in front of the names that match: the pattern without its last element, with one backslash.
+// The prefix of the matching names: the pattern without its last element, ending in one backslash.
 std::wstring inFrontOfNames(const std::wstring& pattern) {
   const std::size_t separator = pattern.find_last_of(L"\\/:");
   if (separator == std::wstring::npos || pattern[separator] == L':') {
@@ -66,7 +66,7 @@ std::wstring inFrontOfNames(const std::wstring& pattern) {
   return pattern.substr(0, end + 1) + L'\\';
 }
 
-// Whatever matches goes in, directories and, where the pattern takes them, `.` and `..` included.
+// Adds everything that matches, including directories and, if the pattern matches them, `.` and `..`.
 void appendMatches(const std::wstring& pattern, UniqueRows& target) {
   WIN32_FIND_DATAW found = {};
   const FindHandle find(::FindFirstFileW(toSystemPath(pattern).c_str(), &found));
@@ -100,7 +100,7 @@ bool getInstallDirValue(std::wstring& out) {
   if (read) {
     out = buffer;
   }
-  // Stays open: the install key is in use until the process ends.
+  // Left open on purpose: the install key stays in use until the process ends.
   (void)key.release();
   return read;
 }
@@ -113,7 +113,7 @@ std::wstring getOsRootDrive() {
 }
 
 std::wstring getKnownFolder(const std::wstring& row) {
-  // The length is right for a row that begins with the first of the two signs, which is the only form there is.
+  // The length is only right if the row begins with a percent sign, which is the only form in use.
   const std::wstring name = row.substr(row.find(L'%') + 1, row.rfind(L'%') - 1);
   int csidl = 0;
   if (::lstrcmpiW(name.c_str(), L"APPDATA") == 0) {
@@ -139,14 +139,14 @@ void appendMissing(std::vector<std::wstring> rows, std::vector<std::wstring>& ta
   appendMissing(std::move(rows), uniqueTarget);
 }
 
-void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowRefusal& refuses) {
+void expandFileRows(std::vector<std::wstring> rows, UniqueRows& target, const RowAdmission& admit) {
   const InstallFolders folders = findInstallFolders();
   for (const std::wstring& row : rows) {
     if (row.empty()) {
       continue;
     }
     std::wstring path = expandRow(row, folders);
-    if (refuses && refuses(path)) {
+    if (admit && !admit(path)) {
       continue;
     }
     if (path.find(L'*') == std::wstring::npos) {

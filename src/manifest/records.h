@@ -1,5 +1,5 @@
-// records - what the cleanup manifest and the tracker file hold, in memory. Plain data; knows neither file format.
-// Lists are in document order. An empty string means that a field is not set.
+// records - the contents of the cleanup manifest and the tracker file. Plain data; knows neither file format. Lists are
+// in document order; an empty string means that a field is not set.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-// Which list of a record is meant.
+// Selects one list of a record.
 template <class Record>
 using RowsOf = std::vector<std::wstring> Record::*;
 
-// What a driver package and an application package share.
+// The fields that driver and application packages have in common.
 struct PackageRecord {
   std::wstring Name;                      // key of the package in the manifest
   std::wstring Type;                      // "Driver" or "Application"
@@ -48,14 +48,14 @@ struct ApplicationPackage : PackageRecord {
   std::vector<std::wstring> Directories;
 };
 
-// A command that the install manager wants to have run before anything is removed.
+// A command that the install manager wants to be run before anything is removed.
 struct TrackerCommand {
   std::int32_t Timeout = 0;  // seconds
   std::wstring CommandLine;  // the arguments
   std::wstring Process;      // full path of the program
 };
 
-// Everything that was read from both documents.
+// Everything read from both documents.
 struct ScrubListData {
   std::vector<std::wstring> ScheduledTasks;
   std::vector<std::wstring> Services;

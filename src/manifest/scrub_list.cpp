@@ -4,7 +4,6 @@
 #include <fstream>
 #include <initializer_list>
 #include <sstream>
-#include <string_view>
 #include <utility>
 
 #include <boost/property_tree/json_parser.hpp>
@@ -21,13 +20,12 @@ namespace {
 
 using boost::property_tree::wptree;
 
-constexpr wchar_t kResourceType[] = L"BINARY";
 constexpr wchar_t kManifestName[] = L"CleanUp\\ScrubList.JSON";
 
 // The display driver packages, which a factory reset keeps.
 constexpr wchar_t kDisplayDriver[] = L"DisplayDriver";
 constexpr wchar_t kDisplayDriver64[] = L"DisplayDriver64";
-// What the installer that starts a factory reset still needs afterwards.
+// The installer that starts a factory reset needs this value afterwards.
 constexpr wchar_t kGraphicTypeValue[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KTL Systems\\Install\\GraphicType";
 
 std::wstring manifestPath() {
@@ -35,8 +33,8 @@ std::wstring manifestPath() {
   return folder.empty() ? folder : folder + kManifestName;
 }
 
-// The path is no way to the document: another could be put there in the meantime. It has to be one that the JSON reader
-// could open, though, as for the tracker file.
+// The document is read through its handle, because the file at the path could have been replaced. The path still has to
+// be one that the JSON reader can open, as for the tracker file.
 bool isReaderPath(const std::wstring& path) {
   const std::string narrow = jsonReaderPath(path);
   return std::equal(path.begin(), path.end(), narrow.begin(),
@@ -44,7 +42,7 @@ bool isReaderPath(const std::wstring& path) {
          std::ifstream(narrow).is_open();
 }
 
-// The document is plain ASCII. Empty, which is no document, when it cannot be read.
+// The document is plain ASCII. Empty when it cannot be read; the JSON reader then rejects it.
 std::wistringstream readDocument(HANDLE document) {
   std::wstring text;
   if (isReaderPath(manifestPath())) {
@@ -55,7 +53,7 @@ std::wistringstream readDocument(HANDLE document) {
   return std::wistringstream(text);
 }
 
-// Every piece as it stands, the one behind the last comma included.
+// Nothing is trimmed; the part after the last comma is included even if it is empty.
 std::vector<std::wstring> splitAtCommas(const std::wstring& text) {
   std::vector<std::wstring> pieces;
   std::size_t start = 0;
@@ -102,14 +100,15 @@ void fillDriverInfo(const wptree& package, DriverPackage* record) {
   record->BasicInf.emplace(load, infName);
 }
 
-// Where the rows of one kind stand below a package, and where they go.
+// Where one kind of rows is found below a package, and the list that it is read into.
 template <class Package>
 struct PackageList {
   const wchar_t* key;
   RowsOf<Package> rows;
 };
 
-// Reads each package of the object at `path`, its lists in the order given: the first that is missing is reported.
+// Reads each package of the object at `path`. Its lists are read in the order given, so that the first missing one is
+// reported.
 template <class Package>
 void readPackages(const ScrubList& document, const wptree& root, const std::wstring& path,
                   void (*fillInfo)(const wptree& package, Package* record),
@@ -119,7 +118,7 @@ void readPackages(const ScrubList& document, const wptree& root, const std::wstr
     record.Name = name;
     fillInfo(package, &record);
     for (const PackageList<Package>& list : lists) {
-      // By the full dotted path, so a package whose name holds a dot cannot be read.
+      // Uses the full dotted path, so a package with a dot in its name cannot be read.
       document.readStringList(path + L'.' + name + list.key, record.*list.rows);
     }
     packages.push_back(std::move(record));
@@ -131,24 +130,6 @@ void readPackages(const ScrubList& document, const wptree& root, const std::wstr
 struct ScrubList::Tree {
   wptree root;
 };
-
-bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path, FileHandle* held) {
-  const HRSRC resource = ::FindResourceW(module, MAKEINTRESOURCEW(resourceId), kResourceType);
-  const HGLOBAL loaded = resource ? ::LoadResource(module, resource) : nullptr;
-  const void* bytes = loaded ? ::LockResource(loaded) : nullptr;
-  const DWORD size = bytes ? ::SizeofResource(module, resource) : 0;
-
-  // Failures are not reported: whoever wants the file finds none in `held`.
-  const FileHandle folder = holdFolder(path.substr(0, path.find_last_not_of(L'\\', path.rfind(L'\\')) + 1));
-  FileHandle file;
-  if (folder) {
-    file = writeHeldFile(path, std::string_view(static_cast<const char*>(bytes), size));
-  }
-  if (held) {
-    *held = std::move(file);
-  }
-  return false;
-}
 
 ScrubList::ScrubList() : tree_(std::make_unique<Tree>()), data_(std::make_unique<ScrubListData>()) {}
 
@@ -177,7 +158,7 @@ void ScrubList::loadScrubListFile(HANDLE document) {
     std::wistringstream text = readDocument(document);
     boost::property_tree::read_json(text, tree_->root);
   } catch (const boost::property_tree::json_parser_error&) {
-    // The first required path is then missing, and that ends the run.
+    // The first required path will be missing, which ends the run.
     LogDebug(L"Loading ScrubList.JSON File Failed!!!");
     tree_->root.clear();
   }

@@ -1,5 +1,4 @@
-// scrub_list - reads the cleanup manifest ScrubList.JSON from the work folder into records. The JSON library stays
-// behind this header.
+// scrub_list - reads the cleanup manifest ScrubList.JSON into records. Does not extract it, and hides the JSON library.
 #pragma once
 
 #include <memory>
@@ -9,15 +8,8 @@
 #include <windows.h>
 
 #include "manifest/records.h"
-#include "system/handles.h"
 
-// Writes a resource of type BINARY to a file in the work folder, replacing an older one; a link in the place of the
-// file is replaced too, and one in the place of the folder is not followed. With `held` the file stays open there, and
-// nobody can change it until that is closed; it is empty when there is no such file of ours. The result is always false
-// and says nothing. FindResourceW.
-bool extractBinaryResource(HMODULE module, int resourceId, const std::wstring& path, FileHandle* held = nullptr);
-
-// The manifest of one run: the document's tree and the records made from it.
+// The manifest of one run: the JSON tree and the records made from it.
 class ScrubList {
  public:
   ScrubList();
@@ -32,7 +24,7 @@ class ScrubList {
   // incomplete.
   void parseScrubList(bool launchedForFactoryReset, HANDLE document);
 
-  // Appends the values of the array at the dotted path, in order. Throws ptree_bad_path when there is no such path.
+  // Appends the strings of the array at the dotted path, in order. Throws ptree_bad_path when there is no such path.
   void readStringList(const std::wstring& path, std::vector<std::wstring>& list) const;
 
   ScrubListData& data() { return *data_; }

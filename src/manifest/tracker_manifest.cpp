@@ -28,7 +28,7 @@ constexpr wchar_t kTrackerFile[] = L"PKMTracker.JSON";
 constexpr wchar_t kCommandsKey[] = L"Commands";
 constexpr std::size_t kVariableCharacters = 260;
 
-// Where the rows of a section go, and whether they are expanded here.
+// The list that a section is read into, and whether its rows are expanded.
 struct TrackerSection {
   const wchar_t* key;
   RowsOf<ScrubListData> list;
@@ -47,7 +47,7 @@ constexpr TrackerSection kSections[] = {
     {L"Directories", &ScrubListData::TrackerDirectories, true},
 };
 
-// One reading of the document: its tree, the values of the variables met so far, and what the rows are added to.
+// The JSON tree, the values of the variables found so far, and where the rows are added.
 struct TrackerContext {
   wptree tree;
   std::map<std::wstring, std::wstring> variables;
@@ -73,8 +73,8 @@ std::wstring resolveTrackerVariable(TrackerContext& context, const std::wstring&
   return value;
 }
 
-// Replaces the row up to its last percent sign by the variable's value. The length of the name is right for a row that
-// begins with the sign, which is the form that the install manager writes; text in front of it is lost.
+// Replaces the row up to its last percent sign by the variable's value. Text before the variable is lost, and the
+// length of its name is only right if the row begins with it, which is how the install manager writes rows.
 std::wstring resolveVariableRow(TrackerContext& context, const std::wstring& row) {
   const std::size_t first = row.find(L'%');
   if (first == std::wstring::npos) {
@@ -85,7 +85,7 @@ std::wstring resolveVariableRow(TrackerContext& context, const std::wstring& row
 }
 
 std::wstring expandTrackerRow(TrackerContext& context, const std::wstring& row) {
-  // A row that names its drive gets a second one: such a path exists nowhere, and nothing is removed for it.
+  // A row with a drive gets a second one; no such path exists, so nothing is removed.
   return row.find(L"Program Files") != std::wstring::npos ? GetOSDrive() + row : resolveVariableRow(context, row);
 }
 
@@ -99,7 +99,7 @@ void readTrackerCommands(TrackerContext& context, const std::wstring& path, std:
       commands.push_back(command);
     }
   } catch (...) {
-    // The commands before the bad one stay; those behind it may build on it.
+    // The commands read before the bad one stay. Those after it may depend on it and are dropped.
     LogDebug(L" PKMTrackerParser method -> %s Element not found", path.c_str());
   }
 }
@@ -111,7 +111,7 @@ void readTrackerList(TrackerContext& context, const std::wstring& path, std::vec
       list.push_back(expand ? expandTrackerRow(context, row) : row);
     }
   } catch (...) {
-    // The rows read until then stay.
+    // The rows read so far stay.
   }
 }
 
@@ -135,7 +135,7 @@ void readTrackerOperations(TrackerContext& context, const std::wstring& path) {
   }
 }
 
-// `occasion` is a member of the document's one object.
+// `occasion` is a member of the document's only object.
 void readOccasion(TrackerContext& context, const wchar_t* occasion) {
   const std::wstring path = std::wstring(L"PKMBinaries.") + occasion;
   readTrackerOperations(context, path + L".PreOperations");
@@ -149,7 +149,7 @@ bool getPkmInstallDir(std::wstring& out) {
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kInstallManagerKey, 0, KEY_ALL_ACCESS, key.put()) != ERROR_SUCCESS) {
     return false;
   }
-  // The value may take half of the buffer, which leaves room for the terminator that it may lack.
+  // The value may fill only half of the buffer, so there is always a terminator.
   wchar_t text[kInstallDirBytes] = {};
   DWORD size = kInstallDirBytes;
   if (::RegQueryValueExW(key.get(), kInstallDirName, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) !=
@@ -176,13 +176,13 @@ bool PKMTrackerParser(const std::wstring& path, ScrubListData& data, bool launch
     try {
       readOccasion(context, L"FactoryReset");
     } catch (...) {
-      // A document without its own part for a factory reset means the ordinary one; what was read of a half stays.
+      // Without a complete part for a factory reset the ordinary one is used; what was read so far stays.
       readOccasion(context, L"Cleanup");
     }
   } else {
     readOccasion(context, L"Cleanup");
   }
-  // The ordinary end, at the level at which those who read these logs look for it.
+  // Not an error: this is the level at which readers of the log expect the line.
   LogError(L"PKMTrackerParser method ended ....");
   return true;
 }

@@ -18,18 +18,18 @@
 namespace {
 
 constexpr wchar_t kReportName[] = L"\\report.xml";
-// Windows takes the name in any case.
+// Compared without case, as file names are.
 constexpr wchar_t kExternalReference[] = L"<?xml-stylesheet type=\"text/xsl\" href=\"Report.xml.xsl\"?>\n";
 
 constexpr wchar_t kBrowser[] = L"iexplore.exe";
-// The first builds of the browser's last version that take a stylesheet from inside the document come behind it.
+// Builds of the browser's last version after this one accept a stylesheet inside the document.
 constexpr wchar_t kLastOldBuild[] = L"19043";
 
 constexpr wchar_t kSystemLocale[] = L"!x-sys-default-locale";
 
 constexpr std::size_t kFirstLineCharacters = 128;
 
-// Formats into a buffer that grows until the text fits, so that no name is cut.
+// The buffer grows until the text fits, so that no name is truncated.
 template <class... Arguments>
 std::wstring composeLine(const wchar_t* format, Arguments... arguments) {
   std::wstring line(kFirstLineCharacters, L'\0');
@@ -43,8 +43,8 @@ std::wstring composeLine(const wchar_t* format, Arguments... arguments) {
   }
 }
 
-// The number of the character that begins at the index, which goes on to its last unit. Half a pair is no character and
-// must not stand in a document: the mark for such stands there instead.
+// The code point at the index, which is moved to its last code unit. An unpaired surrogate is not allowed in XML and is
+// replaced by U+FFFD.
 unsigned characterAt(const std::wstring& text, std::size_t& index) {
   constexpr unsigned kFirstOfThePairs = 0x10000;
   constexpr unsigned kReplacement = 0xFFFD;
@@ -60,9 +60,9 @@ unsigned characterAt(const std::wstring& text, std::size_t& index) {
   return kFirstOfThePairs + static_cast<unsigned>(offset);
 }
 
-// The stream holds one byte a character and takes no more after one that does not fit, and a browser refuses a document
-// that names no encoding and has bytes beyond ASCII. Such characters, which the name of a day or month can have, go in
-// as references; the page shows them as what they are.
+// The stream writes one byte per character and fails at one that does not fit, and browsers reject bytes beyond ASCII
+// in a document without an encoding. So such characters, which can occur in the names of days and months, are written
+// as character references.
 std::wstring withReferences(const std::wstring& text) {
   constexpr unsigned kLastOfAscii = 0x7F;
   std::wstring result;
@@ -99,7 +99,7 @@ std::wstring formatTime(const wchar_t* locale, const wchar_t* format) {
   return text;
 }
 
-// The program that Windows opens the report with; empty when there is none.
+// The program that Windows opens the report with; empty if there is none.
 std::wstring programOf(const std::wstring& report) {
   wchar_t program[MAX_PATH] = {};
   ::FindExecutableW(report.c_str(), nullptr, program);
@@ -162,7 +162,7 @@ constexpr wchar_t kDriverResult[] =
 }  // namespace
 
 std::wstring formatReportTime() {
-  // One after the other, so that their failures stand in the log in this order.
+  // In this order, because each one logs its own failures.
   const std::wstring date = formatDate(kSystemLocale, DATE_LONGDATE, nullptr);
   return date + L' ' + formatTime(kSystemLocale, nullptr);
 }
@@ -178,26 +178,22 @@ bool isOldBrowserBuild(const std::wstring& path) {
   if (!std::regex_match(version, parts, std::wregex(L"(\\d+)\\.(\\d+).(\\d+).*"))) {
     return true;
   }
-  // As text: a shorter number of a much older build counts as newer, and takes the stylesheet from inside all the same.
+  // Compared as text: a much older build with fewer digits counts as newer, but also accepts a stylesheet inside.
   return parts[3].str() <= kLastOldBuild;
 }
 
-void writeRemovalReport(std::wstring folder, std::wstring action,
-                        const std::vector<ApplicationPackage>& existingApplications,
-                        const std::vector<DriverPackage>& existingDrivers,
-                        const std::vector<ApplicationPackage>& removedApplications,
-                        const std::vector<DriverPackage>& removedDrivers,
-                        const std::vector<ApplicationPackage>& failedApplications,
-                        const std::vector<DriverPackage>& failedDrivers) {
+void writeRemovalReport(const std::wstring& folder, const std::wstring& action, const EligiblePackages& existing,
+                        const PackageResults& results) {
   const std::wstring time = formatReportTime();
-  // Goes nowhere; its failures stand in the log, where those who look into a wrong clock expect them.
+  // The result is not used, but a failure is logged, where anyone looking into a wrong clock expects it.
   formatFileStamp();
 
   const std::wstring path = folder + kReportName;
-  // Every program of the user can write to the folder: a link of that name is removed and not written through.
+  // Any program of the user can write to this folder: if there is a link of that name, it is deleted, not followed.
   ::DeleteFileW(path.c_str());
   std::wofstream stream{std::filesystem::path(path)};
-  stream << L"<?xml version=\"1.0\"?>" << std::endl;  // on the disk before Windows is asked what opens it
+  // Flushed, because Windows only says what opens a file that exists.
+  stream << L"<?xml version=\"1.0\"?>" << std::endl;
 
   const std::wstring program = programOf(path);
   const bool isExternal = ContainsNoCase(program, kBrowser) && isOldBrowserBuild(program);
@@ -210,14 +206,14 @@ void writeRemovalReport(std::wstring folder, std::wstring action,
   stream << L"<tallyreport xmlns:dt=\"urn:schemas-microsoft-com:datatypes\">\n";
   stream << composeLine(kGeneral, L"", withReferences(time).c_str(), action.c_str());
   stream << L"\t<exist>\n";
-  writeNames(stream, kExistingApplication, existingApplications);
-  writeNames(stream, kExistingDriver, existingDrivers);
+  writeNames(stream, kExistingApplication, existing.eligibleApplications);
+  writeNames(stream, kExistingDriver, existing.eligibleDrivers);
   stream << L"\t</exist>\n\t<Uninstalled>\n";
-  writeResults(stream, kApplicationResult, removedApplications, L"Succeed");
-  writeResults(stream, kDriverResult, removedDrivers, L"Succeed");
+  writeResults(stream, kApplicationResult, results.removedApplications, L"Succeed");
+  writeResults(stream, kDriverResult, results.removedDrivers, L"Succeed");
   stream << L"\t</Uninstalled>\n\t<Failed>\n";
-  writeResults(stream, kApplicationResult, failedApplications, L"Fail");
-  writeResults(stream, kDriverResult, failedDrivers, L"Fail");
+  writeResults(stream, kApplicationResult, results.failedApplications, L"Fail");
+  writeResults(stream, kDriverResult, results.failedDrivers, L"Fail");
   stream << L"\t</Failed>\n" << kReportResourceBlock << L"</tallyreport>" << std::endl;
 
   if (isExternal) {

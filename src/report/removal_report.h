@@ -1,31 +1,25 @@
-// removal_report - the XML report of what a run has found, removed and failed to remove, with the stylesheet that makes
-// a page of it. Has no reader inside the program.
+// removal_report - the XML report of what a run has found, removed and failed to remove. Nothing in the program reads
+// it.
 #pragma once
 
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "manifest/records.h"
+#include "manifest/package_lists.h"
 
-// Writes report.xml into `folder` (without a backslash at its end), replacing an older one, and report.xml.xsl beside
-// it where the program that belongs to the report's type is a browser that needs it apart. Of the packages only the
-// names are used, as they stand. A file that cannot be written costs nothing but the report; failures of the clock are
-// logged.
-void writeRemovalReport(std::wstring folder, std::wstring action,
-                        const std::vector<ApplicationPackage>& existingApplications,
-                        const std::vector<DriverPackage>& existingDrivers,
-                        const std::vector<ApplicationPackage>& removedApplications,
-                        const std::vector<DriverPackage>& removedDrivers,
-                        const std::vector<ApplicationPackage>& failedApplications,
-                        const std::vector<DriverPackage>& failedDrivers);
+// Writes report.xml to `folder` (without a trailing backslash), replacing an older one, and next to it report.xml.xsl
+// if the browser that opens the report needs the stylesheet as a separate file. Only the names of the packages are
+// used, without escaping. If the file cannot be written, there is no report; failures of the clock are logged.
+void writeRemovalReport(const std::wstring& folder, const std::wstring& action, const EligiblePackages& existing,
+                        const PackageResults& results);
 
-// True when the browser takes a stylesheet only as a file of its own: by the third part of its product version,
-// compared as text, and when there is no version. GetFileVersionInfoW.
+// True when the browser only accepts a stylesheet in a separate file. Decided by the third part of its product version,
+// compared as text; also true if it has no version. GetFileVersionInfoW.
 bool isOldBrowserBuild(const std::wstring& path);
 
-// The local date and time in the long form of the system's locale, with one blank between. GetDateFormatEx.
+// The local date and time in the long format of the system locale, separated by a blank. GetDateFormatEx.
 std::wstring formatReportTime();
 
-// The local date and time in a form that a file name can hold.
+// The local date and time in a form that is allowed in file names.
 std::wstring formatFileStamp();

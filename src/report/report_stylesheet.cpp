@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-// The page shows some of these for reports of an installation alone.
+// Some of these are only shown for the report of an installation.
 const wchar_t kReportResourceBlock[] =
     L"\t<resource>\n"
     L"\t\t<hwinfo>Hardware information</hwinfo>\n"
@@ -46,7 +46,7 @@ namespace {
 
 constexpr wchar_t kStylesheetName[] = L"\\report.xml.xsl";
 
-// A blank that stands alone between two elements is lost without this.
+// Without this, a single blank between two elements is lost.
 constexpr wchar_t kBlank[] = L"<xsl:text> </xsl:text>";
 
 #define XSL_NAMESPACE L"xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\" version=\"1.0\""
@@ -82,7 +82,7 @@ std::wstring innerTable(const std::wstring& content) {
   return INNER_TABLE + content + L"</table>\n";
 }
 
-// A heading and what belongs to it, side by side.
+// A heading and its text, side by side.
 std::wstring row(const std::wstring& heading, const std::wstring& content) {
   return L"<tr>\n<td width=\"50%\">" + heading + L"</td>\n<td>\n" + content + L"</td>\n</tr>\n";
 }
@@ -111,7 +111,7 @@ std::wstring resultRow(const std::wstring& heading, const std::wstring& path) {
                                           when(L"result='Succeed'", word(L"succeed")) + L"</td>\n</tr>\n")));
 }
 
-// For a report of an installation, which this program does not write.
+// For reports of an installation, which this program does not write.
 std::wstring installRow() {
   const std::wstring outcome = when(L"result='Fail'", red(word(L"fail"))) +
                                when(L"result='DownloadFailed'", red(word(L"DownloadFailed"))) +
@@ -126,7 +126,7 @@ std::wstring installRow() {
                                                             forEach(L"/tallyreport/install/package", package));
 }
 
-// For a report with the machine's devices, which this program does not write either.
+// For reports with the machine's devices, which this program does not write either.
 std::wstring deviceRow() {
   std::wstring facts;
   for (const wchar_t* fact : {L"manufacture", L"chipid", L"vendorid", L"classcode", L"revisionid", L"ssid", L"ssvid"}) {
@@ -152,13 +152,13 @@ const std::wstring& stylesheetBody() {
 
 void writeInlineStylesheet(std::wostream& stream) {
   stream << kInlineHead << std::endl;
-  // The report's own root is not at the top here.
+  // Here the report's root is not the document's root.
   stream << std::regex_replace(stylesheetBody(), std::wregex(L"/tallyreport"), L"//tallyreport") << std::endl;
 }
 
 void writeStylesheetFile(const std::wstring& folder) {
   const std::wstring path = folder + kStylesheetName;
-  ::DeleteFileW(path.c_str());  // as the report's own
+  ::DeleteFileW(path.c_str());  // as for the report
   std::wofstream stream{std::filesystem::path(path)};
   stream << kExternalHead << std::endl << stylesheetBody() << std::endl;
 }

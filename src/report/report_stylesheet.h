@@ -1,16 +1,15 @@
-// report_stylesheet - the fixed texts of the removal report: the stylesheet that makes a page of it, inside the report
-// or beside it, and the words that the page shows.
+// report_stylesheet - the fixed texts of the report: its stylesheet, inside the report or in a file next to it, and the
+// words on the page. Knows nothing of what the report says.
 #pragma once
 
 #include <ostream>
 #include <string>
 
-// The element with the page's words, a line each. In English in every language of the user interface.
+// The element with the words on the page, one per line. English in every language of the UI.
 extern const wchar_t kReportResourceBlock[];
 
-// What stands at the head of a report that carries its stylesheet inside. The report's own root has to follow, and
-// "</doc>" behind it.
+// The beginning of a report with its stylesheet inside. The report's root element must follow, then "</doc>".
 void writeInlineStylesheet(std::wostream& stream);
 
-// Writes report.xml.xsl into `folder`. A file that cannot be opened is no failure that anybody hears of.
+// Writes report.xml.xsl to `folder`. If the file cannot be opened, that is ignored.
 void writeStylesheetFile(const std::wstring& folder);

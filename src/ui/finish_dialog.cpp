@@ -3,13 +3,10 @@
 #include <array>
 #include <utility>
 
-#include <shellapi.h>
-
 #include "resources/resource_ids.h"
-#include "system/handles.h"
-#include "system/log.h"
 #include "ui/localised_strings.h"
 #include "ui/program_module.h"
+#include "ui/view_report.h"
 
 namespace {
 
@@ -20,26 +17,23 @@ struct Outcome {
   int caption;
 };
 
-// Anything but the first two is a failure.
+// Every code but the first two is a failure.
 constexpr std::array<Outcome, 3> kOutcomes = {{
     {1, IDB_SUCCESS, L"The ORV Cleanup Utility has successfully completed.", kCaptionSuccess},
     {0, IDB_WARNINGS, L"The ORV Cleanup Utility has completed with warnings.", kCaptionWarnings},
     {-1, IDB_FAILURE, L"The ORV Cleanup Utility has not completed successfully.", kCaptionFailure},
 }};
 
-constexpr wchar_t kBrowserKey[] = L"HTTP\\shell\\open\\ddeexec\\Application";
-constexpr DWORD kBrowserBytes = 520;
-
-// Where the picture stands and how large it is when its size cannot be told, in pixels at 96 DPI.
+// Position of the picture, and its size if GetObjectW fails, in pixels at 96 DPI.
 constexpr int kPictureLeft = 90;
 constexpr int kPictureTop = 25;
 constexpr int kPictureSize = 35;
 
-// One dialog a process, as the sequence runs at most once.
+// The sequence runs at most once, so there is one dialog per process.
 std::int32_t shownOutcome = 1;
 std::function<void(HWND)> finishRequested;
 
-// What the drawing keeps: each painting gets them anew and releases none, as the dialog lives for a few of them.
+// Created again by every WM_PAINT and never released; the dialog is painted only a few times.
 HBITMAP pictureBitmap = nullptr;
 HDC windowDc = nullptr;
 HDC memoryDc = nullptr;
@@ -63,7 +57,7 @@ void drawPicture(HWND dialog, int bitmap) {
     size.bmWidth = size.bmHeight = kPictureSize;
   }
   const float scale = static_cast<float>(::GetDeviceCaps(windowDc, LOGPIXELSY)) / 96;
-  // In steps of one half, so that the picture stays sharp.
+  // Rounded to halves, to keep the picture sharp.
   const float pictureScale = static_cast<float>(static_cast<int>(2 * scale + 0.1F)) * 0.5F;
   ::StretchBlt(windowDc, static_cast<int>(scale * kPictureLeft), static_cast<int>(scale * kPictureTop),
                static_cast<int>(static_cast<float>(size.bmWidth) * pictureScale),
@@ -71,11 +65,10 @@ void drawPicture(HWND dialog, int bitmap) {
                size.bmHeight, SRCCOPY);
 }
 
-// All of the set-up is done with each painting.
+// Each WM_PAINT sets the dialog up completely.
 void paint(HWND dialog) {
   const Outcome& outcome = outcomeRow();
-  // A background that has not been erased yet would be in the default handling, which comes later, and the picture with
-  // it.
+  // Otherwise the default handling would erase the background later, and the picture with it.
   ::RedrawWindow(dialog, nullptr, nullptr, RDW_ERASENOW);
   drawPicture(dialog, outcome.bitmap);
   ::SetDlgItemTextW(dialog, IDC_OUTCOME_TEXT, userText(outcome.caption, outcome.text).c_str());
@@ -102,7 +95,7 @@ HWND openFinishDialog(std::int32_t outcome, std::function<void(HWND)> onFinish) 
   finishRequested = std::move(onFinish);
   const HWND dialog = ::CreateDialogParamW(moduleInstance, MAKEINTRESOURCEW(IDD_FINISH), nullptr, finishDialogProc, 0);
   if (!dialog) {
-    ::PostQuitMessage(0);  // nobody could press its button
+    ::PostQuitMessage(0);  // there is no button to press
     return nullptr;
   }
   ::SendMessageW(dialog, WM_SETICON, ICON_BIG,
@@ -116,7 +109,7 @@ INT_PTR CALLBACK finishDialogProc(HWND dialog, UINT message, WPARAM wParam, LPAR
   switch (message) {
     case WM_PAINT:
       paint(dialog);
-      return 0;  // the default handling paints the controls
+      return 0;  // let the default handling paint the controls
     case WM_COMMAND:
       switch (LOWORD(wParam)) {
         case IDOK:
@@ -134,39 +127,5 @@ INT_PTR CALLBACK finishDialogProc(HWND dialog, UINT message, WPARAM wParam, LPAR
       return 1;
     default:
       return 0;
-  }
-}
-
-void onViewReport() {
-  try {
-    wchar_t folder[MAX_PATH] = {};
-    ::GetTempPathW(MAX_PATH, folder);
-    const std::wstring report = std::wstring(L"\"") + folder + L"CleanUp\\report.xml\"";
-    const std::wstring browser = GetDefaultBrowser();
-    if (browser.empty()) {
-      ::ShellExecuteW(nullptr, L"open", report.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
-    } else {
-      ::ShellExecuteW(nullptr, L"open", browser.c_str(), report.c_str(), nullptr, SW_SHOWNORMAL);
-    }
-  } catch (...) {
-    LogError(L"onViewReport - Inside Catch");
-  }
-}
-
-std::wstring GetDefaultBrowser() {
-  try {
-    RegistryKey key;
-    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, kBrowserKey, 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
-      return {};
-    }
-    wchar_t browser[kBrowserBytes / sizeof(wchar_t) + 1] = {};  // room for a terminator that the value may lack
-    DWORD size = kBrowserBytes;
-    return ::RegQueryValueExW(key.get(), nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(browser), &size) ==
-                   ERROR_SUCCESS
-               ? browser
-               : L"";
-  } catch (...) {
-    LogError(L"GetDefaultBrowser - Inside Catch");
-    return {};
   }
 }

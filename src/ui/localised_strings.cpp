@@ -9,7 +9,7 @@
 
 #include <shlwapi.h>
 
-#include "manifest/scrub_list.h"
+#include "system/binary_resource.h"
 #include "system/text_case.h"
 
 std::wstring languageFilePath;
@@ -25,7 +25,7 @@ struct Language {
   const wchar_t* file;
 };
 
-// The first row that the locale's name begins with decides.
+// The first row whose prefix the locale's name begins with is taken.
 constexpr std::array<Language, 22> kLanguages = {{
     {L"zh-CN", 186, L"CHS.xml"}, {L"zh-TW", 151, L"CHT.xml"}, {L"cs", 166, L"CSY.xml"}, {L"da", 167, L"DAN.xml"},
     {L"de", 179, L"DEU.xml"},    {L"el", 178, L"ELL.xml"},    {L"es", 177, L"ESN.xml"}, {L"fi", 176, L"FIN.xml"},
@@ -48,7 +48,7 @@ bool beginsWithMark(const std::string& bytes) {
 }
 
 std::wstring wideText(const std::string& bytes) {
-  // A file of nothing but the mark keeps it. The bytes of a big-endian file are not swapped, so nothing is found there.
+  // A file that is too short keeps its byte order mark. Big-endian text is not swapped, so no caption is found in it.
   const std::size_t start = bytes.size() > 2 * kMarkBytes ? kMarkBytes : 0;
   std::wstring text((bytes.size() - start + 1) / sizeof(wchar_t), L'\0');
   std::memcpy(text.data(), bytes.data() + start, bytes.size() - start);
@@ -136,7 +136,7 @@ bool loadLanguageBuffer(std::wstring& text) {
     text = beginsWithMark(bytes) ? wideText(bytes) : fromSystemCodePage(bytes);
     return true;
   } catch (...) {
-    // A text in English is better than none.
+    // The caller falls back to English.
     ::OutputDebugStringW(L"*** Error Unknown exception on LoadBuffer\n");
     return false;
   }

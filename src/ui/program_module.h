@@ -1,4 +1,4 @@
-// program_module - the module that holds the dialogs, bitmaps and the icon. Null until the start of the run has set it.
+// program_module - the module with the dialogs, bitmaps and icon. Null until createMainWindow has set it.
 #pragma once
 
 #include <windows.h>

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::array<const wchar_t*, 3> kFrames = {L"◉ ○ ○", L"○ ◉ ○", L"○ ○ ◉"};
 constexpr UINT kFrameMilliseconds = 500;
-// A timer of a window keeps the number that it was given; with 0 the call would return another one.
+// A window's timer keeps the id it is given; with 0 the call would return a different one.
 constexpr UINT_PTR kFrameTimer = 1;
 
 constexpr COLORREF kTextColour = 0xFFFFF0;
@@ -21,13 +21,13 @@ constexpr int kHeadlinePoints = 20;
 constexpr int kSmallPoints = 12;
 constexpr wchar_t kFontFace[] = L"Segoe UI";
 
-// What SC_MOVE becomes when the mouse, not the keyboard, moves the window.
+// SC_MOVE by mouse instead of by keyboard.
 constexpr WPARAM kMoveByMouse = SC_MOVE | HTCAPTION;
 
 using Font = std::unique_ptr<std::remove_pointer_t<HFONT>, decltype(&::DeleteObject)>;
 
-// Draws this thread's windows as if there were no other DPI than 96, and has the system scale them, although the
-// process as a whole draws for each monitor. Older systems have neither function.
+// Makes this thread's windows unaware of DPI, so that the system scales them, although the process is aware of each
+// monitor's DPI. Older systems have neither function.
 class UnawareOfDpi {
  public:
   UnawareOfDpi() {
@@ -67,7 +67,7 @@ class UnawareOfDpi {
   DPI_AWARENESS_CONTEXT oldContext_ = nullptr;
 };
 
-// The texts stand on the bitmap without a ground of their own.
+// The texts are drawn on the bitmap with a transparent background.
 INT_PTR CALLBACK dialogProc(HWND, UINT message, WPARAM wParam, LPARAM) {
   if (message != WM_CTLCOLORSTATIC) {
     return 0;
@@ -100,7 +100,7 @@ void setFont(HWND window, int control, HFONT font) {
   ::SendMessageW(::GetDlgItem(window, control), WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
 }
 
-// False when the headline cannot have its font.
+// Returns false when the headline's font cannot be created.
 bool setFonts(HWND window, Font& headline) {
   const HWND control = ::GetDlgItem(window, IDC_SPLASH_HEADLINE);
   const HDC dc = ::GetDC(control);
@@ -110,7 +110,7 @@ bool setFonts(HWND window, Font& headline) {
     setFont(window, IDC_SPLASH_HEADLINE, headline.get());
     if (small) {
       setFont(window, IDC_SPLASH_DOTS, small.get());
-      setFont(window, IDC_SPLASH_MINIMISE, small.release());  // the controls need it to the end of the process
+      setFont(window, IDC_SPLASH_MINIMISE, small.release());  // the controls use it until the process ends
     }
   }
   ::ReleaseDC(control, dc);
@@ -119,23 +119,24 @@ bool setFonts(HWND window, Font& headline) {
 
 }  // namespace
 
-SplashWindow::SplashWindow(int dialogId, const CleanupSession* owner)
-    : session(owner), thread(&SplashWindow::runThread, this, dialogId) {}
+SplashWindow::SplashWindow(int dialogId, TextLookup text)
+    : text_(text), thread_(&SplashWindow::runThread, this, dialogId) {}
 
 SplashWindow::~SplashWindow() {
-  stopRequested.exchange(true);
-  // A message that comes before the thread has a queue is lost; the flag then ends the loop at its next idle moment.
-  ::PostThreadMessageW(threadId, WM_CLOSE, 0, 0);
-  thread.join();
+  stopRequested_.exchange(true);
+  // The message is lost if the thread has no queue yet; the flag then ends the loop as soon as it is idle.
+  ::PostThreadMessageW(threadId_, WM_CLOSE, 0, 0);
+  thread_.join();
 }
 
 void SplashWindow::runThread(int dialogId) {
-  threadId = ::GetCurrentThreadId();
+  threadId_ = ::GetCurrentThreadId();
   const UnawareOfDpi unaware;
   try {
     showWindow(dialogId);
   } catch (...) {
-    // An exception that left the thread would end the process in the midst of a removal. The run needs no splash.
+    // An exception that leaves the thread would end the process in the middle of a removal. The run can do without this
+    // window.
   }
 }
 
@@ -144,7 +145,7 @@ void SplashWindow::showWindow(int dialogId) {
   ::SendMessageW(window, WM_SETICON, ICON_BIG,
                  reinterpret_cast<LPARAM>(::LoadIconW(moduleInstance, MAKEINTRESOURCEW(IDI_PROGRAM))));
   const auto text = [this](int captionId, const wchar_t* defaultText) {
-    return session ? userText(captionId, defaultText) : std::wstring(defaultText);
+    return text_ ? text_(captionId, defaultText) : std::wstring(defaultText);
   };
   ::SetWindowTextW(window, text(kCaptionTitle, kDefaultTitle).c_str());
   const HWND background = createBackground(window);
@@ -160,7 +161,7 @@ void SplashWindow::showWindow(int dialogId) {
   if (!setFonts(window, headline)) {
     return;
   }
-  // So that the glyph can minimise it.
+  // Needed for minimising it.
   ::SetWindowLongW(window, GWL_STYLE, ::GetWindowLongW(window, GWL_STYLE) | WS_MINIMIZEBOX);
   startTimer(background);
   pumpMessages(window);
@@ -168,38 +169,38 @@ void SplashWindow::showWindow(int dialogId) {
 
 void SplashWindow::startTimer(HWND background) {
   ::SetWindowLongPtrW(background, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-  staticProc = reinterpret_cast<WNDPROC>(
+  staticProc_ = reinterpret_cast<WNDPROC>(
       ::SetWindowLongPtrW(background, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&SplashWindow::backgroundProc)));
-  timer = ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr);
+  timer_ = ::SetTimer(background, kFrameTimer, kFrameMilliseconds, nullptr);
 }
 
 LRESULT CALLBACK SplashWindow::backgroundProc(HWND background, UINT message, WPARAM wParam, LPARAM lParam) {
   auto* splash = reinterpret_cast<SplashWindow*>(::GetWindowLongPtrW(background, GWLP_USERDATA));
-  if (message == WM_TIMER && wParam == splash->timer) {
+  if (message == WM_TIMER && wParam == splash->timer_) {
     splash->showNextFrame(background);
   }
-  return ::CallWindowProcW(splash->staticProc, background, message, wParam, lParam);
+  return ::CallWindowProcW(splash->staticProc_, background, message, wParam, lParam);
 }
 
 void SplashWindow::showNextFrame(HWND background) {
   const HWND window = ::GetParent(background);
-  frame = (frame + 1) % kFrames.size();
-  ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame]);
+  frame_ = (frame_ + 1) % kFrames.size();
+  ::SetDlgItemTextW(window, IDC_SPLASH_DOTS, kFrames[frame_]);
   ::InvalidateRect(window, nullptr, FALSE);
-  timer = ::SetTimer(background, timer, kFrameMilliseconds, nullptr);
-  if (dragged && stopRequested) {
-    // The loop of the drag has swallowed the message that asks to close. It ends when the mouse is taken from it, or
-    // when the button comes up.
+  timer_ = ::SetTimer(background, timer_, kFrameMilliseconds, nullptr);
+  if (dragged_ && stopRequested_) {
+    // The message loop of the drag has swallowed the request to close. End the drag, by cancelling it or by releasing
+    // the button.
     ::SendMessageW(window, WM_CANCELMODE, 0, 0);
     ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
   }
 }
 
-// Without a caption, the whole surface is the handle to move the window by. Comes back when the user lets go.
+// The window has no caption, so it can be dragged by any point. Returns when the user releases the button.
 void SplashWindow::dragByMouse(HWND window) {
-  dragged = true;
+  dragged_ = true;
   ::SendMessageW(window, WM_SYSCOMMAND, kMoveByMouse, 0);
-  dragged = false;
+  dragged_ = false;
 }
 
 void SplashWindow::pumpMessages(HWND window) {
@@ -230,7 +231,7 @@ void SplashWindow::pumpMessages(HWND window) {
     ::TranslateMessage(&message);
     ::DispatchMessageW(&message);
     MSG waiting = {};
-    if (!::PeekMessageW(&waiting, nullptr, 0, 0, PM_NOREMOVE) && stopRequested) {
+    if (!::PeekMessageW(&waiting, nullptr, 0, 0, PM_NOREMOVE) && stopRequested_) {
       return;
     }
   }

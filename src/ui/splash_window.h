@@ -1,28 +1,30 @@
-// splash_window - the small window that tells the user that work goes on while the main thread is busy. It runs on a
-// thread of its own with its own message pump, and shows no progress: all that it is ever told is to close.
+// splash_window - the small window that shows that work is going on while the main thread is busy. It has its own
+// thread and message loop. It knows nothing of the progress: the only thing it is told is to close.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
+#include <string>
 #include <thread>
 
 #include <windows.h>
 
-class CleanupSession;
-
 class SplashWindow {
  public:
-  // Starts the thread and returns at once. Texts are translated only with a session. Throws std::system_error when the
-  // thread cannot be started. A window that cannot be made only ends the thread.
-  SplashWindow(int dialogId, const CleanupSession* session);
-  // Has the window close and waits for its thread, without a limit.
+  // Returns a text in the user's language. Called on the splash thread.
+  using TextLookup = std::wstring (*)(int captionId, const wchar_t* defaultText);
+
+  // Starts the thread and returns at once. If `text` is null, the texts are English. Throws std::system_error when the
+  // thread cannot be started. If the window cannot be created, only the thread ends.
+  SplashWindow(int dialogId, TextLookup text);
+  // Closes the window and waits for the thread, without a time-out.
   ~SplashWindow();
   SplashWindow(const SplashWindow&) = delete;
   SplashWindow& operator=(const SplashWindow&) = delete;
 
  private:
-  // Procedure of the background, whose timer moves the dots: it is called also while a drag of the window has a message
-  // loop of its own.
+  // Window procedure of the background, whose timer moves the dots. Unlike the thread's message loop, it is also called
+  // while the window is being dragged.
   static LRESULT CALLBACK backgroundProc(HWND background, UINT message, WPARAM wParam, LPARAM lParam);
 
   void runThread(int dialogId);
@@ -32,14 +34,14 @@ class SplashWindow {
   void dragByMouse(HWND window);
   void pumpMessages(HWND window);
 
-  const CleanupSession* session;
-  // Of the splash thread alone.
-  WNDPROC staticProc = nullptr;  // what the background had for a procedure
-  UINT_PTR timer = 0;
-  std::size_t frame = 0;
-  bool dragged = false;
+  TextLookup text_;
+  // Used by the splash thread only.
+  WNDPROC staticProc_ = nullptr;  // the original window procedure of the background
+  UINT_PTR timer_ = 0;
+  std::size_t frame_ = 0;
+  bool dragged_ = false;
 
-  std::atomic<DWORD> threadId{0};  // written by the splash thread at its start
-  std::atomic<bool> stopRequested{false};
-  std::thread thread;  // last: it reads the members above
+  std::atomic<DWORD> threadId_{0};  // set by the splash thread when it starts
+  std::atomic<bool> stopRequested_{false};
+  std::thread thread_;  // last: it reads the members above
 };

@@ -12,8 +12,8 @@
 
 #include <msi.h>
 
-#include "app/eligibility_fixture.h"
-#include "app/finish_run.h"
+#include "app/cleanup_session.h"
+#include "app/package_selection_fixture.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 
@@ -64,10 +64,10 @@ constexpr char kStageStart[] = "DEBUG -----------Uninstalling Applications Start
 constexpr char kStageEnd[] = "DEBUG -----------Uninstalling Applications Ended-------------";
 constexpr wchar_t kControlPanel[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\ORV\\LM";
 
-class ApplicationStage : public SelectionTest {
+class ApplicationStage : public testing::Test {
  protected:
-  ApplicationStage() {
-    session.silent = true;
+  ApplicationStage() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW), data(*session.scrubListData) {
+    session.switches.silent = true;
     cleanBoot = 0;
     launched.clear();
     removeKey(kControlPanel);
@@ -93,6 +93,9 @@ class ApplicationStage : public SelectionTest {
     data.ApplicationPackages.back().UpgradeID = upgradeCode;
   }
 
+  wchar_t arguments[1] = L"";
+  CleanupSession session;
+  ScrubListData& data;
   Lines lines;
 };
 
@@ -170,10 +173,10 @@ TEST_F(ApplicationStage, TaskIsRunBetweenTheCollectorsAndTheRemovalOfTasks) {
 TEST_F(ApplicationStage, ApplicationThatStaysGivesWarningsAndIsTriedAgainAtTheEnd) {
   choose(L"Going", kNoCode);
   run();
-  EXPECT_EQ(RunOutcome, 0);
-  EXPECT_EQ(namesOf(session.failedApplications), (Names{L"Going"}));
-  EXPECT_EQ(namesOf(session.eligibleApplications), (Names{L"Going"}));
-  EXPECT_TRUE(session.removedApplications.empty());
+  EXPECT_EQ(session.outcome, 0);
+  EXPECT_EQ(namesOf(session.results.failedApplications), (Names{L"Going"}));
+  EXPECT_EQ(namesOf(session.packages.eligibleApplications), (Names{L"Going"}));
+  EXPECT_TRUE(session.results.removedApplications.empty());
   const std::string retry = "DEBUG -----------Retry of Failed of Applications---------------";
   const std::string retried = "DEBUG Uninstalled failed application\t:\tGoing\t:\t-1";
   EXPECT_EQ(between(retry, retried), (Lines{retry, retried}));
@@ -182,8 +185,8 @@ TEST_F(ApplicationStage, ApplicationThatStaysGivesWarningsAndIsTriedAgainAtTheEn
 TEST_F(ApplicationStage, ApplicationThatIsNotInstalledIsNoFailure) {
   choose(L"Not installed", L"{30000000-0000-0000-0000-000000000001}");
   run();
-  EXPECT_EQ(RunOutcome, 1);
-  EXPECT_TRUE(session.failedApplications.empty());
+  EXPECT_EQ(session.outcome, 1);
+  EXPECT_TRUE(session.results.failedApplications.empty());
 }
 
 TEST_F(ApplicationStage, ProtectedApplicationKeepsItsRowsAlthoughOthersNameThem) {
@@ -212,8 +215,8 @@ TEST_F(ApplicationStage, ProtectedApplicationKeepsItsRowsAlthoughOthersNameThem)
   EXPECT_TRUE(pathExists(inKeptDirectory));
   EXPECT_TRUE(valueExists(keptKey, L"Number"));
   EXPECT_FALSE(keyExists(goneKey));
-  EXPECT_EQ(std::count(session.processes.begin(), session.processes.end(), L"kept.exe"), 0);
-  EXPECT_EQ(std::count(session.processes.begin(), session.processes.end(), L"gone.exe"), 1);
+  EXPECT_EQ(std::count(session.work.processes.begin(), session.work.processes.end(), L"kept.exe"), 0);
+  EXPECT_EQ(std::count(session.work.processes.begin(), session.work.processes.end(), L"gone.exe"), 1);
   removeKey(keptKey);
 }
 

@@ -26,10 +26,10 @@ constexpr wchar_t kVulkanDrivers[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Khronos\\Vu
 
 class CleanupSequence : public testing::Test {
  protected:
-  CleanupSequence() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.silent = true; }
+  CleanupSequence() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.switches.silent = true; }
 
   void SetUp() override {
-    quitRequested = 0;
+    session.quitRequested = false;
     driverFiles.clear();
     for (const wchar_t* key : {kQbx, kAudio, kInstall, kStaleService}) {
       removeKey(key);
@@ -142,7 +142,7 @@ TEST_F(CleanupSequence, EmptyQbxKeyGoes) {
   plantDword(kQbx, L"UmaCarveoutModePreserved", 1);
   run();
   EXPECT_FALSE(keyExists(kQbx));
-  EXPECT_TRUE(session.failedPreUninstallRegistryValues.empty());
+  EXPECT_TRUE(session.failures.failedPreUninstallRegistryValues.empty());
 }
 
 TEST_F(CleanupSequence, QbxKeyWithAnotherValueStaysWithoutTheCarveoutValue) {
@@ -168,18 +168,18 @@ TEST_F(CleanupSequence, AudioKeyAlwaysGoesWithWhateverItHolds) {
 
 TEST_F(CleanupSequence, MissingEarlyKeysAreListedAsFailed) {
   run();
-  EXPECT_EQ(session.failedPreUninstallRegistryValues,
+  EXPECT_EQ(session.failures.failedPreUninstallRegistryValues,
             (std::vector<std::wstring>{L"HKEY_LOCAL_MACHINE\\SOFTWARE\\QBX\\UmaCarveoutModePreserved"}));
-  EXPECT_EQ(session.failedPreUninstallRegistryKeys, (std::vector<std::wstring>{kQbx, kAudio}));
+  EXPECT_EQ(session.failures.failedPreUninstallRegistryKeys, (std::vector<std::wstring>{kQbx, kAudio}));
 }
 
 TEST_F(CleanupSequence, FactoryResetLeavesStaleDisplayServiceKeysAlone) {
   plantKey(kStaleService);
-  session.factoryReset = true;
+  session.switches.factoryReset = true;
   run();
   EXPECT_TRUE(keyExists(kStaleService));
 
-  session.factoryReset = false;
+  session.switches.factoryReset = false;
   run();
   EXPECT_FALSE(keyExists(kStaleService));
 }
@@ -188,8 +188,8 @@ TEST_F(CleanupSequence, GpuKeepsTheInstalledPackagesKeyAndLogsThePairs) {
   plantDword(std::wstring(kPackages) + L"\\Card", L"Version", 1);
   plantKey(std::wstring(kInstall) + L"\\Other");
   session.scrubListData->RegistryKeys = {kInstall};
-  session.gpuExclusionRequested = true;
-  session.excludedGpus = {{L"A", L"B"}, {L"C", L"D"}};
+  session.switches.gpuExclusion.excludeGpus = true;
+  session.switches.gpuExclusion.gpus = {{L"A", L"B"}, {L"C", L"D"}};
   run();
   EXPECT_EQ(readDword(std::wstring(kPackages) + L"\\Card", L"Version"), 1u);
   EXPECT_FALSE(keyExists(std::wstring(kInstall) + L"\\Other"));
@@ -213,20 +213,20 @@ TEST_F(CleanupSequence, SaveOrvKeepsTheInstallManagersFolderWithAllItHolds) {
     const std::wstring gone = folder.makeFile(L"ORV\\Other\\tool.exe");
     plantString(kInstall, L"InstallDir", folder / L"ORV\\PKM" + end);
     CleanupSession run(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-    run.silent = true;
-    run.removeInstallManager = false;
+    run.switches.silent = true;
+    run.switches.removeInstallManager = false;
     run.scrubListData->Directories = {folder / L"ORV"};
     run.runCleanupSequence();
     EXPECT_TRUE(pathExists(kept)) << end;
     EXPECT_FALSE(pathExists(gone)) << end;
-    EXPECT_EQ(std::count(run.directories.begin(), run.directories.end(), folder / L"ORV\\PKM"), 0);
+    EXPECT_EQ(std::count(run.work.directories.begin(), run.work.directories.end(), folder / L"ORV\\PKM"), 0);
   }
 }
 
 TEST_F(CleanupSequence, SaveOrvWithoutAnInstallFolderProtectsTheUsualOne) {
-  session.removeInstallManager = false;
+  session.switches.removeInstallManager = false;
   run();
-  EXPECT_EQ(session.excludedDirectories, (std::vector<std::wstring>{L"C:\\Program Files\\ORV\\PKM"}));
+  EXPECT_EQ(session.exclusions.excludedDirectories, (std::vector<std::wstring>{L"C:\\Program Files\\ORV\\PKM"}));
 }
 
 TEST_F(CleanupSequence, VulkanEntriesThatTheFirstPassSkipsGoInTheSecond) {
@@ -246,14 +246,14 @@ TEST_F(CleanupSequence, FactoryResetFailsFilesInUseAndStillMarksDriverFiles) {
   const std::wstring driverFile = folder.makeFile(L"driver.sys");
   session.scrubListData->Files = {file};
   driverFiles = {driverFile};
-  session.factoryReset = true;
+  session.switches.factoryReset = true;
   {
     const FileHandle lock = lockFile(file);
     const FileHandle driverLock = lockFile(driverFile);
     run();
   }
-  EXPECT_EQ(session.failedFiles, (std::vector<std::wstring>{file}));
-  EXPECT_TRUE(session.failedDriverFiles.empty());
+  EXPECT_EQ(session.failures.failedFiles, (std::vector<std::wstring>{file}));
+  EXPECT_TRUE(session.failures.failedDriverFiles.empty());
   const std::vector<std::wstring> pending = pendingDeletions();
   EXPECT_EQ(std::count(pending.begin(), pending.end(), file), 0);
   EXPECT_EQ(std::count(pending.begin(), pending.end(), driverFile), 1);
@@ -312,7 +312,7 @@ TEST_F(CleanupSequence, ExceptionOfAStageLeavesTheRestUndone) {
   EXPECT_TRUE(keyExists(std::wstring(kInstall) + L"\\Other"));
   EXPECT_TRUE(valueExists(kVulkanDrivers, L"C:\\a\\orv-vulkan64.json"));
   EXPECT_FALSE(logged("DEBUG -----------Failed Deletion of Driver Files ---------------"));
-  EXPECT_EQ(quitRequested, 0);
+  EXPECT_FALSE(session.quitRequested);
 
   // Without the exception all of it goes.
   plantKey(std::wstring(kPciTree) + L"\\VEN_1234&DEV_0001");
@@ -335,9 +335,9 @@ TEST_F(CleanupSequence, WhatCannotBeDoneStandsOnTheListOfItsKind) {
   data.RegistryValues = {key + L"\\Value"};
   data.RegistryKeys = {key};
   run();
-  EXPECT_EQ(session.failedServices, data.Services);
-  EXPECT_EQ(session.failedShortcuts, data.Shortcuts);
-  EXPECT_EQ(session.failedRegistryValues, data.RegistryValues);
-  ASSERT_FALSE(session.failedRegistryKeys.empty());
-  EXPECT_EQ(session.failedRegistryKeys.back(), key) << "behind those of the user profiles";
+  EXPECT_EQ(session.failures.failedServices, data.Services);
+  EXPECT_EQ(session.failures.failedShortcuts, data.Shortcuts);
+  EXPECT_EQ(session.failures.failedRegistryValues, data.RegistryValues);
+  ASSERT_FALSE(session.failures.failedRegistryKeys.empty());
+  EXPECT_EQ(session.failures.failedRegistryKeys.back(), key) << "behind those of the user profiles";
 }

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -144,41 +143,38 @@ TEST_F(Session, MissingProgressKeyIsToldAndNotCreated) {
   EXPECT_FALSE(keyExists(kWholeProgressKey));
 }
 
-TEST_F(Session, VulkanTablesNameTheMakersFilesOfBothWidths) {
-  wchar_t arguments[] = L"";
-  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  using Names = std::map<std::wstring, std::wstring>;
-  using Paths = std::vector<std::wstring>;
-  EXPECT_EQ(session.vulkanRegistryValues,
-            (Names{{L"SOFTWARE\\Khronos\\Vulkan\\Drivers", L"orv-vulkan64.json"},
-                   {L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan64.json"},
-                   {L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\Drivers", L"orv-vulkan32.json"},
-                   {L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan32.json"}}));
-  EXPECT_EQ(session.vulkanFiles,
-            (Paths{L"C:\\Windows\\System32\\orv-vulkan64.json", L"C:\\Windows\\System32\\orvvlk64.dll",
-                   L"C:\\Windows\\SysWOW64\\orv-vulkan32.json", L"C:\\Windows\\SysWOW64\\orvvlk32.dll"}));
-  EXPECT_EQ(session.vulkanRegistryValues32,
-            (Names{{L"SOFTWARE\\Khronos\\Vulkan\\Drivers", L"orv-vulkan32.json"},
-                   {L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan32.json"}}));
-  EXPECT_EQ(session.vulkanFiles32,
-            (Paths{L"C:\\Windows\\System32\\orv-vulkan32.json", L"C:\\Windows\\System32\\orvvlk32.dll"}));
-}
-
 TEST_F(Session, BeginsAsAnInteractiveRunThatKeepsNothing) {
   wchar_t arguments[] = L"";
   const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOWMAXIMIZED);
   EXPECT_EQ(session.showCommand, SW_SHOWMAXIMIZED);
   EXPECT_EQ(session.uiLanguage, ::GetUserDefaultUILanguage());
   EXPECT_TRUE(session.cleanupEnabled);
-  EXPECT_FALSE(session.silent);
-  EXPECT_TRUE(session.removeInstallManager);
-  EXPECT_FALSE(session.safeModeRequested);
-  EXPECT_FALSE(session.factoryReset);
-  EXPECT_FALSE(session.gpuExclusionRequested);
-  EXPECT_EQ(session.savedSearchOrderConfig, 0xFFFFFFFFu);
-  EXPECT_FALSE(session.searchOrderConfigSaved);
-  EXPECT_EQ(session.savedDontSearchWindowsUpdate, 0xFFFFFFFFu);
-  EXPECT_FALSE(session.dontSearchWindowsUpdateSaved);
+  EXPECT_FALSE(session.switches.silent);
+  EXPECT_TRUE(session.switches.removeInstallManager);
+  EXPECT_FALSE(session.switches.safeModeRequested);
+  EXPECT_FALSE(session.switches.factoryReset);
+  EXPECT_FALSE(session.switches.gpuExclusion.excludeGpus);
+  EXPECT_FALSE(session.switches.rebootAfterRun);
+  EXPECT_FALSE(session.driverSearch.savedSearchOrderConfig);
+  EXPECT_FALSE(session.driverSearch.savedDontSearchWindowsUpdate);
+  EXPECT_FALSE(session.quitRequested);
   EXPECT_FALSE(session.finishDialog);
-  EXPECT_FALSE(session.accelerators);
+  EXPECT_FALSE(session.mainWindow.accelerators);
+}
+
+TEST_F(Session, CommandLineIsReadAndEachWordLogged) {
+  wchar_t arguments[] = L"reboot silent saveORV silent gpu A&B";
+  CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
+  const CapturedLog log;
+  session.parseCommandLine();
+  EXPECT_EQ(log.lines(),
+            (Lines{"DEBUG ---------------------CleanUp will restart the machine after running--------------------",
+                   "DEBUG ---------------------CleanUp will run silently--------------------",
+                   "DEBUG ---------------------CleanUp will run silently--------------------",
+                   "DEBUG ---------------------CleanUp is launched by instaler with GPU's to exclude"
+                   "--------------------"}));
+  EXPECT_TRUE(session.switches.silent);
+  EXPECT_TRUE(session.switches.rebootAfterRun);
+  EXPECT_FALSE(session.switches.removeInstallManager);
+  EXPECT_EQ(session.switches.gpuExclusion.gpus, (std::vector<GraphicsDevice>{{L"A", L"B"}}));
 }

@@ -13,8 +13,8 @@
 #include <srrestoreptapi.h>
 #include <wbemidl.h>
 
-#include "app/cleanup_session.h"
 #include "app/restore_point.h"
+#include "app/update_check.h"
 #include "support/link_seam.h"
 
 using ::testing::ElementsAre;
@@ -104,15 +104,12 @@ class ComSecurityOfARun : public ::testing::TestWithParam<bool> {
     securityIsSet = securityIsTheRestorePoints = restorePointIsMade = false;
     securityLasts = GetParam();
   }
-
-  wchar_t arguments[1] = L"";
-  CleanupSession session{::GetModuleHandleW(nullptr), arguments, SW_SHOW};
 };
 
 }  // namespace
 
 TEST_P(ComSecurityOfARun, IsSetBeforeWmiIsAskedAndTheRestorePointIsMade) {
-  session.checkWindowsUpdate();
+  checkWindowsUpdate();
   EXPECT_THAT(deeds, ElementsAre("security", "WMI"));
   EXPECT_EQ(apartments, 0);
   ::testing::internal::CaptureStdout();

@@ -4,12 +4,8 @@
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 #include <gmock/gmock.h>
 
-#include "app/cleanup_session.h"
-#include "support/captured_log.h"
 #include "support/text.h"
 
 using ::testing::ElementsAre;
@@ -19,51 +15,41 @@ namespace {
 
 using Devices = std::vector<GraphicsDevice>;
 
-constexpr char kSilentLine[] = "DEBUG ---------------------CleanUp will run silently--------------------";
-constexpr char kSafeModeLine[] = "DEBUG ---------------------CleanUp will run in safe mode--------------------";
+constexpr char kSilentLine[] = "---------------------CleanUp will run silently--------------------";
+constexpr char kSafeModeLine[] = "---------------------CleanUp will run in safe mode--------------------";
 constexpr char kRebootLine[] =
-    "DEBUG ---------------------CleanUp will restart the machine after running--------------------";
+    "---------------------CleanUp will restart the machine after running--------------------";
 constexpr char kFactoryResetLine[] =
-    "DEBUG ---------------------CleanUp is launched by instaler for Factory reset--------------------";
+    "---------------------CleanUp is launched by instaler for Factory reset--------------------";
 constexpr char kGpuLine[] =
-    "DEBUG ---------------------CleanUp is launched by instaler with GPU's to exclude--------------------";
+    "---------------------CleanUp is launched by instaler with GPU's to exclude--------------------";
 
-// What a command line has switched on.
-struct Switches {
-  bool silent = false;
-  bool safeMode = false;
-  bool reboot = false;
-  bool factoryReset = false;
-  bool gpu = false;
-  bool saveOrv = false;
-  Devices excludedGpus;
+// What a command line has switched on, and the lines that tell of it.
+struct Parsed {
+  Switches switches;
+  Devices gpus;
   std::vector<std::string> log;
 };
 
-Switches parse(std::wstring commandLine) {
-  rebootAfterRun = false;
-  CleanupSession session(::GetModuleHandleW(nullptr), commandLine.data(), SW_SHOW);
-  const CapturedLog log;
-  session.parseCommandLine();
-  return {session.silent,
-          session.safeModeRequested,
-          rebootAfterRun,
-          session.factoryReset,
-          session.gpuExclusionRequested,
-          !session.removeInstallManager,
-          session.excludedGpus,
-          log.lines()};
+Parsed parse(const std::wstring& text) {
+  const CommandLine commandLine = parseSwitches(text);
+  Parsed parsed = {commandLine.switches, commandLine.switches.gpuExclusion.gpus, {}};
+  for (const wchar_t* line : commandLine.logLines) {
+    parsed.log.push_back(narrow(line));
+  }
+  return parsed;
 }
 
 // The letters of the flags that are set, in the order of the words' table.
-std::string flags(const Switches& switches) {
+std::string flags(const Parsed& parsed) {
+  const Switches& switches = parsed.switches;
   std::string letters;
   letters += switches.silent ? "S" : "";
-  letters += switches.safeMode ? "M" : "";
-  letters += switches.reboot ? "R" : "";
+  letters += switches.safeModeRequested ? "M" : "";
+  letters += switches.rebootAfterRun ? "R" : "";
   letters += switches.factoryReset ? "F" : "";
-  letters += switches.gpu ? "G" : "";
-  letters += switches.saveOrv ? "V" : "";
+  letters += switches.gpuExclusion.excludeGpus ? "G" : "";
+  letters += switches.removeInstallManager ? "" : "V";
   return letters;
 }
 
@@ -71,10 +57,10 @@ std::string flags(const Switches& switches) {
 
 TEST(CommandLine, EmptyLineSetsNothing) {
   for (const wchar_t* line : {L"", L" ", L"      "}) {
-    const Switches switches = parse(line);
-    EXPECT_EQ(flags(switches), "");
-    EXPECT_THAT(switches.excludedGpus, IsEmpty());
-    EXPECT_THAT(switches.log, IsEmpty());
+    const Parsed parsed = parse(line);
+    EXPECT_EQ(flags(parsed), "");
+    EXPECT_THAT(parsed.gpus, IsEmpty());
+    EXPECT_THAT(parsed.log, IsEmpty());
   }
 }
 
@@ -87,10 +73,10 @@ TEST(CommandLine, EachWordSetsItsFlagAndLogsItsLine) {
               {L"reboot", "R", {kRebootLine}}, {L"launchedForFactoryReset", "F", {kFactoryResetLine}},
               {L"gpu", "G", {kGpuLine}},       {L"saveORV", "V", {}}};
   for (const auto& row : rows) {
-    const Switches switches = parse(row.line);
-    EXPECT_EQ(flags(switches), row.flags);
-    EXPECT_EQ(switches.log, row.log) << narrow(row.line);
-    EXPECT_THAT(switches.excludedGpus, IsEmpty());
+    const Parsed parsed = parse(row.line);
+    EXPECT_EQ(flags(parsed), row.flags);
+    EXPECT_EQ(parsed.log, row.log) << narrow(row.line);
+    EXPECT_THAT(parsed.gpus, IsEmpty());
   }
 }
 
@@ -110,9 +96,9 @@ TEST(CommandLine, WordCountsWhereverItStandsInAToken) {
 TEST(CommandLine, CaseMatters) {
   for (const wchar_t* line : {L"SILENT", L"Silent", L"SafeMode", L"REBOOT", L"LaunchedForFactoryReset",
                               L"launchedforfactoryreset", L"GPU", L"saveorv", L"SAVEORV"}) {
-    const Switches switches = parse(line);
-    EXPECT_EQ(flags(switches), "") << narrow(line);
-    EXPECT_THAT(switches.log, IsEmpty());
+    const Parsed parsed = parse(line);
+    EXPECT_EQ(flags(parsed), "") << narrow(line);
+    EXPECT_THAT(parsed.log, IsEmpty());
   }
 }
 
@@ -130,10 +116,10 @@ TEST(CommandLine, AnyOrderOfTheTokensSetsAll) {
 }
 
 TEST(CommandLine, EveryWordTogether) {
-  const Switches switches = parse(L"saveORV launchedForFactoryReset gpu \"A&B\" reboot safemode silent");
-  EXPECT_EQ(flags(switches), "SMRFGV");
-  EXPECT_EQ(switches.excludedGpus, (Devices{{L"A", L"B"}}));
-  EXPECT_THAT(switches.log, ElementsAre(kFactoryResetLine, kGpuLine, kRebootLine, kSafeModeLine, kSilentLine));
+  const Parsed parsed = parse(L"saveORV launchedForFactoryReset gpu \"A&B\" reboot safemode silent");
+  EXPECT_EQ(flags(parsed), "SMRFGV");
+  EXPECT_EQ(parsed.gpus, (Devices{{L"A", L"B"}}));
+  EXPECT_THAT(parsed.log, ElementsAre(kFactoryResetLine, kGpuLine, kRebootLine, kSafeModeLine, kSilentLine));
 }
 
 TEST(CommandLine, RepeatedWordIsLoggedEachTime) {
@@ -173,7 +159,7 @@ TEST(CommandLine, LongLineIsReadToItsEnd) {
 TEST(GpuValue, DevicesKeepTheirOrder) {
   const struct {
     const wchar_t* line;
-    Devices devices;
+    Devices gpus;
   } rows[] = {
       {L"gpu A&B", {{L"A", L"B"}}},
       {L"gpu \"A&B\"", {{L"A", L"B"}}},
@@ -190,18 +176,18 @@ TEST(GpuValue, DevicesKeepTheirOrder) {
       {L"gpu \u00C4&\u6E05", {{L"\u00C4", L"\u6E05"}}},
   };
   for (const auto& row : rows) {
-    const Switches switches = parse(row.line);
-    EXPECT_EQ(flags(switches), "G");
-    EXPECT_EQ(switches.excludedGpus, row.devices) << narrow(row.line);
-    EXPECT_THAT(switches.log, ElementsAre(kGpuLine));
+    const Parsed parsed = parse(row.line);
+    EXPECT_EQ(flags(parsed), "G");
+    EXPECT_EQ(parsed.gpus, row.gpus) << narrow(row.line);
+    EXPECT_THAT(parsed.log, ElementsAre(kGpuLine));
   }
 }
 
 TEST(GpuValue, NextTokenIsTheValueWhateverItHolds) {
   for (const wchar_t* value : {L"silent", L"gpu", L"saveORV", L"reboot"}) {
-    const Switches switches = parse(L"gpu " + std::wstring(value));
-    EXPECT_EQ(flags(switches), "G") << narrow(value);
-    EXPECT_THAT(switches.log, ElementsAre(kGpuLine));
+    const Parsed parsed = parse(L"gpu " + std::wstring(value));
+    EXPECT_EQ(flags(parsed), "G") << narrow(value);
+    EXPECT_THAT(parsed.log, ElementsAre(kGpuLine));
   }
 }
 
@@ -211,24 +197,24 @@ TEST(GpuValue, TokensBehindTheValueCount) {
 }
 
 TEST(GpuValue, TextBehindTheWordInItsTokenIsLost) {
-  const Switches alone = parse(L"--gpu=\"A&B\"");
+  const Parsed alone = parse(L"--gpu=\"A&B\"");
   EXPECT_EQ(flags(alone), "G");
-  EXPECT_THAT(alone.excludedGpus, IsEmpty());
-  EXPECT_EQ(parse(L"--gpu=\"A&B\" C&D").excludedGpus, (Devices{{L"C", L"D"}}));
+  EXPECT_THAT(alone.gpus, IsEmpty());
+  EXPECT_EQ(parse(L"--gpu=\"A&B\" C&D").gpus, (Devices{{L"C", L"D"}}));
 }
 
 TEST(GpuValue, MissingValueIsAnEmptyOne) {
   for (const wchar_t* line : {L"gpu", L"gpu ", L"silent gpu", L"gpu   "}) {
-    const Switches switches = parse(line);
-    EXPECT_TRUE(switches.gpu);
-    EXPECT_THAT(switches.excludedGpus, IsEmpty());
+    const Parsed parsed = parse(line);
+    EXPECT_TRUE(parsed.switches.gpuExclusion.excludeGpus);
+    EXPECT_THAT(parsed.gpus, IsEmpty());
   }
 }
 
 TEST(GpuValue, SecondValueIsAppended) {
-  const Switches switches = parse(L"gpu A&B gpu C&D");
-  EXPECT_EQ(switches.excludedGpus, (Devices{{L"A", L"B"}, {L"C", L"D"}}));
-  EXPECT_THAT(switches.log, ElementsAre(kGpuLine, kGpuLine));
+  const Parsed parsed = parse(L"gpu A&B gpu C&D");
+  EXPECT_EQ(parsed.gpus, (Devices{{L"A", L"B"}, {L"C", L"D"}}));
+  EXPECT_THAT(parsed.log, ElementsAre(kGpuLine, kGpuLine));
 }
 
 TEST(GpuValue, MalformedValuesDoNotCrash) {

@@ -65,7 +65,6 @@ class Consent : public testing::Test {
     shownMessages.clear();
     initialisedApartments = 0;
     launched.clear();
-    quitRequested = 0;
     plantKey(kAudio);
     plantDword(kDriverSearch, kSearchOrder, 1);
     plantKey(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\PCI\\VEN_1234&DEV_0001");
@@ -79,7 +78,7 @@ class Consent : public testing::Test {
   }
 
   void run() {
-    session.disableDriverSearch();
+    session.driverSearch = disableDriverSearch();
     const CapturedLog log;
     session.runCleanupSequence();
     lines = log.lines();
@@ -101,13 +100,13 @@ TEST_F(Consent, CancelTouchesNothing) {
   EXPECT_EQ(lines, Lines());
   EXPECT_EQ(initialisedApartments, 0) << "no restore point";
   EXPECT_TRUE(keyExists(kAudio));
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(Consent, CancelRestoresNothingAndWritesNoReport) {
   answer = IDCANCEL;
   run();
-  EXPECT_TRUE(session.searchOrderConfigSaved);
+  EXPECT_EQ(session.driverSearch.savedSearchOrderConfig, std::optional<DWORD>(1));
   EXPECT_EQ(driverSearch(), std::optional<DWORD>(0));
   EXPECT_EQ(launched, std::vector<std::wstring>()) << "safe boot stays set";
   EXPECT_FALSE(pathExists(report));
@@ -144,14 +143,14 @@ TEST_F(Consent, OkRunsThePassToItsEnd) {
 }
 
 TEST_F(Consent, SilentRunAsksNothingAndStillMakesTheRestorePoint) {
-  session.silent = true;
+  session.switches.silent = true;
   run();
   EXPECT_TRUE(shownMessages.empty());
   EXPECT_EQ(initialisedApartments, 1);
 }
 
 TEST_F(Consent, DisabledCleanupEndsBehindTheRestorePoint) {
-  session.silent = true;
+  session.switches.silent = true;
   session.cleanupEnabled = false;
   run();
   EXPECT_EQ(initialisedApartments, 1);

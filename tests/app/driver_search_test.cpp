@@ -9,7 +9,7 @@
 
 #include <windows.h>
 
-#include "app/cleanup_session.h"
+#include "app/driver_search.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_registry.h"
@@ -102,7 +102,7 @@ namespace {
 
 class DriverSearch : public testing::Test {
  protected:
-  DriverSearch() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) {
+  DriverSearch() {
     isOldWindows = false;
     forget();
     removeKey(kSetting);
@@ -125,8 +125,7 @@ class DriverSearch : public testing::Test {
     return readDword(kSetting, kSearchOrder);
   }
 
-  wchar_t arguments[1] = L"";
-  CleanupSession session;
+  SavedDriverSearch saved;
 };
 
 }  // namespace
@@ -134,55 +133,54 @@ class DriverSearch : public testing::Test {
 TEST_F(DriverSearch, SettingIsSwitchedOffAndPutBack) {
   plantDword(kSetting, kSearchOrder, 3);
   const CapturedLog log;
-  session.disableDriverSearch();
+  saved = disableDriverSearch();
   EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(0));
-  EXPECT_TRUE(session.searchOrderConfigSaved);
-  EXPECT_EQ(session.savedSearchOrderConfig, 3u);
-  session.restoreSystemState();
+  EXPECT_EQ(saved.savedSearchOrderConfig, Number(3));
+  restoreDriverSearch(saved);
   EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(3));
   EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(DriverSearch, MissingSettingChangesAndRestoresNothing) {
-  session.disableDriverSearch();
-  EXPECT_FALSE(session.searchOrderConfigSaved);
-  EXPECT_EQ(session.savedSearchOrderConfig, 0xFFFFFFFF);
-  session.restoreSystemState();
+  saved = disableDriverSearch();
+  EXPECT_EQ(saved.savedSearchOrderConfig, Number());
+  EXPECT_EQ(saved.savedDontSearchWindowsUpdate, Number());
+  restoreDriverSearch(saved);
   EXPECT_FALSE(keyExists(kSetting));
 }
 
 TEST_F(DriverSearch, TextCountsAsNotFound) {
   plantString(kSetting, kSearchOrder, L"1");
-  session.disableDriverSearch();
-  EXPECT_FALSE(session.searchOrderConfigSaved);
-  session.restoreSystemState();
+  saved = disableDriverSearch();
+  EXPECT_EQ(saved.savedSearchOrderConfig, Number());
+  restoreDriverSearch(saved);
   EXPECT_EQ(readString(kSetting, kSearchOrder), std::optional<std::wstring>(L"1"));
 }
 
 TEST_F(DriverSearch, LongTextDoesNotRunOverTheNumber) {
   const std::wstring longText(4000, L'x');
   plantString(kSetting, kSearchOrder, longText);
-  session.disableDriverSearch();
-  EXPECT_FALSE(session.searchOrderConfigSaved);
+  saved = disableDriverSearch();
+  EXPECT_EQ(saved.savedSearchOrderConfig, Number());
   EXPECT_EQ(readString(kSetting, kSearchOrder), std::optional<std::wstring>(longText));
 }
 
 TEST_F(DriverSearch, SearchThatIsOffAlreadyIsNotRestored) {
   plantDword(kSetting, kSearchOrder, 0);
-  session.disableDriverSearch();
-  EXPECT_FALSE(session.searchOrderConfigSaved);
+  saved = disableDriverSearch();
+  EXPECT_EQ(saved.savedSearchOrderConfig, Number());
   plantDword(kSetting, kSearchOrder, 7);  // somebody else's change
-  session.restoreSystemState();
+  restoreDriverSearch(saved);
   EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(7));
 }
 
 TEST_F(DriverSearch, EachPassOpensTheKeyAnewWithTheRightsThatItNeeds) {
   plant(1);
-  session.disableDriverSearch();
+  saved = disableDriverSearch();
   EXPECT_EQ(asked, (std::vector<REGSAM>{1, 1, 0xF003F, 0xF003F}));
   EXPECT_EQ(settings.calls, 2);
   forget();
-  session.restoreSystemState();
+  restoreDriverSearch(saved);
   EXPECT_EQ(asked, (std::vector<REGSAM>{0xF003F, 0xF003F}));
   EXPECT_EQ(settings.calls, 2);
 }
@@ -204,13 +202,12 @@ TEST_F(DriverSearch, OnePassThatWorksIsEnough) {
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     plant(3);
-    session.searchOrderConfigSaved = false;
     creations.refusals = row.creations;
     settings.refusals = row.settings;
     const CapturedLog log;
-    session.disableDriverSearch();
+    saved = disableDriverSearch();
     EXPECT_EQ(log.lines(), row.isSwitchedOff ? Lines() : Lines{"DEBUG PrecheckSystem : Failed to set key"});
-    EXPECT_EQ(session.searchOrderConfigSaved, row.isSwitchedOff);
+    EXPECT_EQ(saved.savedSearchOrderConfig, row.isSwitchedOff ? Number(3) : Number());
     EXPECT_EQ(searchOrder(), Number(row.isSwitchedOff ? 0 : 3));
   }
 }
@@ -224,12 +221,12 @@ TEST_F(DriverSearch, OnePassThatWorksIsEnoughToRestore) {
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     plant(3);
-    session.disableDriverSearch();
+    saved = disableDriverSearch();
     forget();
     creations.refusals = row.creations;
     settings.refusals = row.settings;
     const CapturedLog log;
-    session.restoreSystemState();
+    restoreDriverSearch(saved);
     EXPECT_EQ(log.lines(), row.isRestored ? Lines() : Lines{"DEBUG PrecheckSystem : Failed to set key"});
     EXPECT_EQ(searchOrder(), Number(row.isRestored ? 3 : 0));
   }
@@ -240,9 +237,9 @@ TEST_F(DriverSearch, ReadingThatIsRefusedOnceLeavesTheSettingAlone) {
   for (const Refusals& refusals : {Refusals{true, false}, Refusals{false, true}, kBoth}) {
     plant(3);
     openings.refusals = refusals;
-    session.disableDriverSearch();
+    saved = disableDriverSearch();
     EXPECT_EQ(openings.calls, 2);
-    EXPECT_FALSE(session.searchOrderConfigSaved);
+    EXPECT_EQ(saved.savedSearchOrderConfig, Number());
     EXPECT_EQ(searchOrder(), Number(3));
   }
 }
@@ -251,13 +248,13 @@ TEST_F(DriverSearch, OlderWindowsHasTheOlderSettingReadAndTheNewerOneWritten) {
   isOldWindows = true;
   plantDword(kSetting, kDontSearch, 0);
   plantDword(kSetting, kSearchOrder, 3);
-  session.disableDriverSearch();
+  saved = disableDriverSearch();
   EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(1));
   EXPECT_EQ(readDword(kSetting, kDontSearch), Number(0));
-  EXPECT_TRUE(session.dontSearchWindowsUpdateSaved);
-  EXPECT_FALSE(session.searchOrderConfigSaved);
+  EXPECT_EQ(saved.savedDontSearchWindowsUpdate, Number(0));
+  EXPECT_EQ(saved.savedSearchOrderConfig, Number());
   plantDword(kSetting, kDontSearch, 5);
-  session.restoreSystemState();
+  restoreDriverSearch(saved);
   EXPECT_EQ(readDword(kSetting, kDontSearch), Number(0));
   EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(1));
 }
@@ -270,8 +267,8 @@ TEST_F(DriverSearch, OlderWindowsThatSearchesNotIsLeftAlone) {
     if (value) {
       plantDword(kSetting, kDontSearch, *value);
     }
-    session.disableDriverSearch();
-    EXPECT_FALSE(session.dontSearchWindowsUpdateSaved);
+    saved = disableDriverSearch();
+    EXPECT_EQ(saved.savedDontSearchWindowsUpdate, Number());
     EXPECT_EQ(readDword(kSetting, kSearchOrder), Number(3));
   }
 }

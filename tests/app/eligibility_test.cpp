@@ -1,154 +1,81 @@
-// eligibility_test - which packages the inclusion lists choose, and how everything that the others list is protected.
+// eligibility_test - which packages the plans choose, and what the others protect.
+#include "app/eligibility.h"
 
-#include "app/eligibility_fixture.h"
+#include <gmock/gmock.h>
+
+#include "app/package_selection_fixture.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 namespace {
 
-constexpr char kApplicationsHeader[] = "DEBUG -----------Applications Eligible to Unistall-------------";
-constexpr char kDriversHeader[] = "DEBUG -----------Drivers Eligible to Unistall-------------";
+const IncludedNames kIncluded = {L"Listed", L"Common"};
 
-using EligibleApplications = SelectionTest;
-using EligibleDrivers = SelectionTest;
+ApplicationPackage application(const std::wstring& name, bool isCommon = false) {
+  ApplicationPackage package = applicationWithRows(name);
+  package.CommonApp = isCommon;
+  return package;
+}
+
+// A user who has opted in, with the installer package in the control panel's folder.
+ProgrammeState optedIn(DWORD graphics) {
+  return {1, graphics, L"C:\\Lumio\\UXF.msi", L"C:\\Programme"};
+}
 
 }  // namespace
 
-TEST_F(EligibleApplications, WithoutPackagesThereIsTheHeaderAlone) {
-  data.InclusionApplications = {L"Named but without a record"};
-  EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader}));
-  EXPECT_TRUE(session.eligibleApplications.empty());
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
-}
-
-TEST_F(EligibleApplications, IncludedPackagesAreCopiedInManifestOrderAndNotProtected) {
-  data.InclusionApplications = {L"Second", L"First", L"Missing"};
-  data.ApplicationPackages = {applicationWithRows(L"First"), applicationWithRows(L"Second")};
-  data.ApplicationPackages[0].UpgradeID = L"{code}";
-  data.ApplicationPackages[0].CommandLine = L"command";
-  EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG First", "DEBUG Second"}));
-  ASSERT_EQ(namesOf(session.eligibleApplications), (Names{L"First", L"Second"}));
-  EXPECT_EQ(session.eligibleApplications[0].UpgradeID, L"{code}");
-  EXPECT_EQ(session.eligibleApplications[0].CommandLine, L"command");
-  EXPECT_EQ(session.eligibleApplications[0].Files, (Names{L"First file"}));
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
-  EXPECT_EQ(namesOf(data.ApplicationPackages), (Names{L"First", L"Second"}));
-}
-
-TEST_F(EligibleApplications, NamesAreComparedWholeAndWithCase) {
-  data.InclusionApplications = {L"Settings"};
-  for (const wchar_t* name : {L"settings", L"SETTINGS", L"Setting", L"Settings ", L" Settings", L"Settings64", L""}) {
-    data.ApplicationPackages.push_back(applicationWithRows(name));
+TEST(PlanOfAnApplication, NamesAreComparedWholeAndWithCase) {
+  EXPECT_EQ(PlanApplication(kIncluded, application(L"Listed"), {}).choice, ApplicationChoice::Goes);
+  for (const wchar_t* name : {L"listed", L"Listed ", L"Liste", L""}) {
+    const ApplicationPlan plan = PlanApplication(kIncluded, application(name), {});
+    EXPECT_EQ(plan.choice, ApplicationChoice::NotIncluded);
+    EXPECT_TRUE(isProtected(plan));
   }
-  selectApplications();
-  EXPECT_EQ(namesOf(session.eligibleApplications), Names());
-  EXPECT_EQ(session.excludedProcesses.size(), data.ApplicationPackages.size());
 }
 
-TEST_F(EligibleApplications, PackageThatIsNotIncludedIsProtectedWithAllItsLists) {
-  const ApplicationPackage package = applicationWithRows(L"Kept");
-  data.ApplicationPackages = {package};
-  EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG Excluding:\tKept"}));
-  EXPECT_TRUE(session.eligibleApplications.empty());
-  EXPECT_EQ(exclusionsOf(session), exclusionsFor(package));
+TEST(PlanOfAnApplication, OnlyAnIncludedCommonPackageAsksForTheProgramme) {
+  EXPECT_TRUE(needsProgrammeState(kIncluded, application(L"Common", true)));
+  EXPECT_FALSE(needsProgrammeState(kIncluded, application(L"Common")));
+  EXPECT_FALSE(needsProgrammeState(kIncluded, application(L"Other", true)));
+  const ApplicationPlan plan = PlanApplication(kIncluded, application(L"Listed"), optedIn(0));
+  EXPECT_EQ(plan.choice, ApplicationChoice::Goes);
+  EXPECT_EQ(plan.step, ProgrammeStep::None);
 }
 
-TEST_F(EligibleApplications, RowsAreAppendedBehindWhatIsThereWithTheirDuplicates) {
-  session.excludedRegistryKeys = {L"there key"};
-  session.excludedRegistryValues = {L"there value"};
-  session.excludedProcesses = {L"there process"};
-  data.ExcludedDirectories = {L"there directory"};
-  data.ExcludedFiles = {L"there file"};
-  ApplicationPackage first = applicationWithRows(L"First");
-  first.RegistryKeys = {L"b", L"a", L"b"};
-  first.Directories = {L"d", L"there directory"};
-  first.RegistryValues = {L"v", L"v"};
-  first.Files = {L"", L"f"};
-  first.Process = {L"p.exe", L"P.EXE"};
-  data.ApplicationPackages = {first, applicationWithRows(L"Going"), first};
-  data.InclusionApplications = {L"Going"};
-  EXPECT_EQ(selectApplications(),
-            (Lines{kApplicationsHeader, "DEBUG Excluding:\tFirst", "DEBUG Going", "DEBUG Excluding:\tFirst"}));
-  Exclusions expected;
-  expected.registryKeys = {L"there key", L"b", L"a", L"b", L"b", L"a", L"b"};
-  expected.directories = {L"there directory", L"d", L"there directory", L"d", L"there directory"};
-  expected.registryValues = {L"there value", L"v", L"v", L"v", L"v"};
-  expected.files = {L"there file", L"", L"f", L"", L"f"};
-  expected.processes = {L"there process", L"p.exe", L"P.EXE", L"p.exe", L"P.EXE"};
-  EXPECT_EQ(exclusionsOf(session), expected);
+TEST(PlanOfAnApplication, MovedProgrammeProtectsItsRowsWhetherOrNotThePackageGoes) {
+  const ApplicationPlan both = PlanApplication(kIncluded, application(L"Common", true), optedIn(1));
+  EXPECT_EQ(both.choice, ApplicationChoice::Goes);
+  EXPECT_TRUE(isProtected(both));
+  const ApplicationPlan tuningAlone = PlanApplication(kIncluded, application(L"Common", true), optedIn(0));
+  EXPECT_EQ(tuningAlone.choice, ApplicationChoice::KeptByProgramme);
+  EXPECT_TRUE(isProtected(tuningAlone));
 }
 
-TEST_F(EligibleApplications, CommonPackageThatIsNotIncludedIsProtectedLikeAnyOther) {
-  ApplicationPackage package = applicationWithRows(L"Common");
-  package.CommonApp = true;
-  data.ApplicationPackages = {package};
-  EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG Excluding:\tCommon"}));
-  EXPECT_EQ(exclusionsOf(session), exclusionsFor(package));
+TEST(PlanOfAnApplication, ProgrammeThatCouldNotBeMovedIsGivenUpWithAllItsRows) {
+  const ApplicationPlan plan = planAfterFailedMove();
+  EXPECT_EQ(plan.choice, ApplicationChoice::Goes);
+  EXPECT_EQ(plan.step, ProgrammeStep::GiveUp);
+  EXPECT_FALSE(isProtected(plan));
 }
 
-TEST_F(EligibleApplications, SameNameTwiceGivesTwoRecords) {
-  data.InclusionApplications = {L"Twice"};
-  data.ApplicationPackages = {applicationWithRows(L"Twice"), applicationWithRows(L"Twice")};
-  EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG Twice", "DEBUG Twice"}));
-  EXPECT_EQ(session.eligibleApplications.size(), 2u);
-}
-
-TEST_F(EligibleApplications, NamesWithPercentSignsAreLoggedAsTheyStand) {
-  data.InclusionApplications = {L"100%s"};
-  data.ApplicationPackages = {applicationWithRows(L"100%s"), applicationWithRows(L"%n%d")};
-  EXPECT_EQ(selectApplications(), (Lines{kApplicationsHeader, "DEBUG 100%s", "DEBUG Excluding:\t%n%d"}));
-}
-
-TEST_F(EligibleDrivers, IncludedPackagesAreCopiedInManifestOrderAndNotProtected) {
+TEST(PlanOfDrivers, SortsThePackagesInTheOrderOfTheManifest) {
+  ScrubListData data;
   data.InclusionDrivers = {L"Second", L"First", L"Missing"};
-  data.DriverPackages = {driverWithRows(L"First"), driverWithRows(L"Second")};
-  data.DriverPackages[1].InfName = L"second.inf";
-  EXPECT_EQ(selectDrivers(), (Lines{kDriversHeader, "DEBUG First", "DEBUG Second"}));
-  ASSERT_EQ(namesOf(session.eligibleDrivers), (Names{L"First", L"Second"}));
-  EXPECT_EQ(session.eligibleDrivers[1].InfName, L"second.inf");
-  EXPECT_EQ(session.eligibleDrivers[1].Services, (Names{L"Second service"}));
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
+  data.DriverPackages = {driverWithRows(L"First"), driverWithRows(L"Kept"), driverWithRows(L"Second"),
+                         driverWithRows(L"second")};
+  const DriverPlan plan = PlanDrivers(data);
+  EXPECT_THAT(plan.eligible, ElementsAre(&data.DriverPackages[0], &data.DriverPackages[2]));
+  EXPECT_THAT(plan.excluded, ElementsAre(&data.DriverPackages[1], &data.DriverPackages[3]));
+  EXPECT_THAT(PlanDrivers(ScrubListData()).eligible, IsEmpty());
 }
 
-TEST_F(EligibleDrivers, NamesAreComparedWholeAndWithCase) {
-  data.InclusionDrivers = {L"Display"};
-  data.DriverPackages = {driverWithRows(L"display"), driverWithRows(L"Displays"), driverWithRows(L"Displa")};
-  selectDrivers();
-  EXPECT_EQ(namesOf(session.eligibleDrivers), Names());
-}
-
-TEST_F(EligibleDrivers, PackageThatIsNotIncludedIsProtectedWithoutALine) {
-  data.DriverPackages = {driverWithRows(L"Kept")};
-  EXPECT_EQ(selectDrivers(), (Lines{kDriversHeader}));
-  Exclusions expected;
-  expected.registryKeys = {L"Kept key"};
-  expected.directories = {L"Kept directory"};
-  expected.registryValues = {L"Kept value"};
-  expected.services = {L"Kept service"};
-  EXPECT_EQ(exclusionsOf(session), expected);
-}
-
-TEST_F(EligibleDrivers, RowsAreAppendedBehindTheApplicationsOnesWithTheirDuplicates) {
-  data.ApplicationPackages = {applicationWithRows(L"Kept application")};
-  DriverPackage driver = driverWithRows(L"Kept");
-  driver.Services = {L"s", L"s"};
-  driver.Directories = {L"Kept application directory"};
-  data.DriverPackages = {driver, driver};
-  session.excludedServices = {L"there"};
-  selectApplications();
-  selectDrivers();
-  Exclusions expected = exclusionsFor(data.ApplicationPackages[0]);
-  expected.registryKeys.insert(expected.registryKeys.end(), {L"Kept key", L"Kept key"});
-  expected.directories.insert(expected.directories.end(), 2, L"Kept application directory");
-  expected.registryValues.insert(expected.registryValues.end(), {L"Kept value", L"Kept value"});
-  expected.services = {L"there", L"s", L"s", L"s", L"s"};
-  EXPECT_EQ(exclusionsOf(session), expected);
-}
-
-TEST_F(EligibleDrivers, ApplicationNamesMeanNothingToDrivers) {
-  data.InclusionApplications = {L"Shared name"};
-  data.DriverPackages = {driverWithRows(L"Shared name")};
-  data.ApplicationPackages = {applicationWithRows(L"Shared name")};
-  selectApplications();
-  selectDrivers();
-  EXPECT_EQ(session.eligibleApplications.size(), 1u);
-  EXPECT_TRUE(session.eligibleDrivers.empty());
+TEST(ProtectedPackage, AddsAllItsListsToTheExclusions) {
+  ScrubListData data;
+  ExclusionLists exclusions;
+  protectPackage(application(L"Kept"), data, exclusions);
+  EXPECT_EQ(exclusionsOf(data, exclusions), exclusionsFor(application(L"Kept")));
+  protectPackage(driverWithRows(L"Driver"), data, exclusions);
+  EXPECT_THAT(exclusions.excludedServices, ElementsAre(L"Driver service"));
+  EXPECT_THAT(data.ExcludedDirectories, ElementsAre(L"Kept directory", L"Driver directory"));
 }

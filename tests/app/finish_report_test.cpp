@@ -9,7 +9,6 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
-#include "app/finish_run.h"
 #include "resources/resource_ids.h"
 #include "support/test_folder.h"
 #include "ui/program_module.h"
@@ -35,8 +34,8 @@ std::wstring workFolder() {
 class FinishReport : public testing::Test {
  protected:
   FinishReport() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) {
-    session.silent = true;
-    rebootAfterRun = false;
+    session.switches.silent = true;
+    session.switches.rebootAfterRun = false;
     ::DeleteFileW(report.c_str());
   }
 
@@ -63,11 +62,11 @@ using Rows = std::vector<std::string>;
 }  // namespace
 
 TEST_F(FinishReport, EachListStandsInItsSection) {
-  session.eligibleApplications = named<ApplicationPackage>({L"App A", L"App B"});
-  session.eligibleDrivers = named<DriverPackage>({L"Driver A"});
-  session.removedApplications = named<ApplicationPackage>({L"App A"});
-  session.removedDrivers = named<DriverPackage>({L"Driver A"});
-  session.failedDrivers = named<DriverPackage>({L"Driver B"});
+  session.packages.eligibleApplications = named<ApplicationPackage>({L"App A", L"App B"});
+  session.packages.eligibleDrivers = named<DriverPackage>({L"Driver A"});
+  session.results.removedApplications = named<ApplicationPackage>({L"App A"});
+  session.results.removedDrivers = named<DriverPackage>({L"Driver A"});
+  session.results.failedDrivers = named<DriverPackage>({L"Driver B"});
   session.finishRun();
   EXPECT_EQ(rows("exist", "Name"), (Rows{"App A", "App B", "Driver A"}));
   EXPECT_EQ(rows("Uninstalled", "description"), (Rows{"App A", "Driver A"}));
@@ -78,9 +77,9 @@ TEST_F(FinishReport, EachListStandsInItsSection) {
 }
 
 TEST_F(FinishReport, DriverNamedTwiceInAListIsReportedOnce) {
-  session.eligibleDrivers = named<DriverPackage>({L"A", L"B", L"A"});
-  session.removedDrivers = named<DriverPackage>({L"B", L"A", L"B", L"B"});
-  session.failedDrivers = named<DriverPackage>({L"A", L"A", L"C"});
+  session.packages.eligibleDrivers = named<DriverPackage>({L"A", L"B", L"A"});
+  session.results.removedDrivers = named<DriverPackage>({L"B", L"A", L"B", L"B"});
+  session.results.failedDrivers = named<DriverPackage>({L"A", L"A", L"C"});
   session.finishRun();
   EXPECT_EQ(rows("exist", "Name"), (Rows{"A", "B"}));
   EXPECT_EQ(rows("Uninstalled", "description"), (Rows{"B", "A"}));
@@ -88,7 +87,7 @@ TEST_F(FinishReport, DriverNamedTwiceInAListIsReportedOnce) {
 }
 
 TEST_F(FinishReport, ApplicationNamedTwiceIsReportedTwice) {
-  session.removedApplications = named<ApplicationPackage>({L"A", L"A"});
+  session.results.removedApplications = named<ApplicationPackage>({L"A", L"A"});
   session.finishRun();
   EXPECT_EQ(rows("Uninstalled", "description"), (Rows{"A", "A"}));
 }
@@ -98,16 +97,16 @@ TEST_F(FinishReport, ReportThatCannotBeWrittenLeavesTheOutcome) {
   ASSERT_TRUE(pathExists(report));
   const FileHandle lock = lockFile(report);
   session.finishRun();
-  EXPECT_EQ(RunOutcome, 1);
-  session.failedDrivers = named<DriverPackage>({L"A"});
+  EXPECT_EQ(session.outcome, 1);
+  session.results.failedDrivers = named<DriverPackage>({L"A"});
   session.finishRun();
-  EXPECT_EQ(RunOutcome, -1);
+  EXPECT_EQ(session.outcome, -1);
 }
 
 TEST_F(FinishReport, FailedFilesAndFoldersAloneGiveTheTextOfSuccess) {
-  session.silent = false;
-  session.failedFiles = {L"C:\\file"};
-  session.failedDirectories = {L"C:\\folder"};
+  session.switches.silent = false;
+  session.failures.failedFiles = {L"C:\\file"};
+  session.failures.failedDirectories = {L"C:\\folder"};
   moduleInstance = ::GetModuleHandleW(nullptr);
   session.finishRun();
   ASSERT_TRUE(session.finishDialog);

@@ -54,28 +54,6 @@ std::vector<Progress> dialogs;  // one for each finish dialog that was asked for
 std::vector<std::wstring> questions;
 UINT questionStyle = 0;
 int answer = IDNO;
-bool tokenRefused = false;
-DWORD privilegeError = ERROR_SUCCESS;
-
-// What the restart asks for before it may happen.
-struct TokenRequest {
-  HANDLE process;
-  DWORD access;
-  HANDLE token;
-};
-struct Adjustment {
-  HANDLE token;
-  BOOL disablesAll;
-  DWORD count;
-  LUID privilege;
-  DWORD attributes;
-  DWORD previousSize;
-  bool asksForPrevious;
-};
-
-std::vector<TokenRequest> tokenRequests;
-std::vector<std::wstring> privilegeNames;  // behind the machine that was asked
-std::vector<Adjustment> adjustments;
 bool keyCreationFails = false;
 
 }  // namespace
@@ -89,36 +67,6 @@ LINK_SEAM(int, MessageBoxW, (HWND, LPCWSTR text, LPCWSTR title, UINT style)) {
   questions.push_back(std::wstring(title) + L": " + text);
   questionStyle = style;
   return answer;
-}
-
-LINK_SEAM(BOOL, OpenProcessToken, (HANDLE process, DWORD access, PHANDLE token)) {
-  if (tokenRefused) {
-    return FALSE;
-  }
-  const BOOL opened =
-      realFunction<decltype(&::OpenProcessToken)>(L"advapi32.dll", "OpenProcessToken")(process, access, token);
-  tokenRequests.push_back({process, access, *token});
-  return opened;
-}
-
-LINK_SEAM(BOOL, LookupPrivilegeValueW, (LPCWSTR machine, LPCWSTR name, PLUID privilege)) {
-  privilegeNames.push_back((machine ? std::wstring(machine) : L"this machine") + L": " + name);
-  return realFunction<decltype(&::LookupPrivilegeValueW)>(L"advapi32.dll", "LookupPrivilegeValueW")(machine, name,
-                                                                                                    privilege);
-}
-
-// Windows grants it whether or not the privilege is to be had, and tells by the last error alone.
-LINK_SEAM(BOOL, AdjustTokenPrivileges,
-          (HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES wanted, DWORD previousSize, PTOKEN_PRIVILEGES previous,
-           PDWORD needed)) {
-  adjustments.push_back({token, disableAll, wanted->PrivilegeCount, wanted->Privileges[0].Luid,
-                         wanted->Privileges[0].Attributes, previousSize, previous || needed});
-  if (privilegeError != ERROR_SUCCESS) {
-    ::SetLastError(privilegeError);
-    return TRUE;
-  }
-  return realFunction<decltype(&::AdjustTokenPrivileges)>(L"advapi32.dll", "AdjustTokenPrivileges")(
-      token, disableAll, wanted, previousSize, previous, needed);
 }
 
 LINK_SEAM(LSTATUS, RegCreateKeyExW,
@@ -162,7 +110,7 @@ Package named(const std::wstring& name) {
 
 class FinishRun : public testing::Test {
  protected:
-  FinishRun() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.silent = true; }
+  FinishRun() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) { session.switches.silent = true; }
 
   void SetUp() override {
     launched.clear();
@@ -170,14 +118,9 @@ class FinishRun : public testing::Test {
     dialogs.clear();
     questions.clear();
     answer = IDNO;
-    tokenRefused = false;
-    privilegeError = ERROR_SUCCESS;
-    tokenRequests.clear();
-    privilegeNames.clear();
-    adjustments.clear();
     keyCreationFails = false;
-    quitRequested = 0;
-    rebootAfterRun = false;
+    session.quitRequested = false;
+    session.switches.rebootAfterRun = false;
     fileRebootPending = false;
     applicationRebootNeeded = false;
     deviceRebootNeeded = false;
@@ -212,22 +155,22 @@ class FinishRun : public testing::Test {
 
 TEST_F(FinishRun, WithoutFailuresTheLogHoldsTheOneHeaderAndTheOutcomeIsSuccess) {
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader}));
-  EXPECT_EQ(RunOutcome, 1);
+  EXPECT_EQ(session.outcome, 1);
 }
 
 TEST_F(FinishRun, EveryFailureListStandsUnderItsHeaderInTheFixedOrder) {
-  session.failedDriverFiles = {L"driver file"};
-  session.failedServices = {L"service 1", L"service 2"};
-  session.failedProcesses = {L"process"};
-  session.failedScheduledTasks = {L"task"};
-  session.failedDrivers = {named<DriverPackage>(L"driver")};
-  session.failedFiles = {L"file"};
-  session.failedDirectories = {L"directory"};
-  session.failedRegistryKeys = {L"key"};
-  session.failedRegistryValues = {L"value"};
-  session.failedPreUninstallRegistryValues = {L"early value"};
-  session.failedPreUninstallRegistryKeys = {L"early key"};
-  session.failedShortcuts = {L"shortcut"};  // listed nowhere
+  session.failures.failedDriverFiles = {L"driver file"};
+  session.failures.failedServices = {L"service 1", L"service 2"};
+  session.failures.failedProcesses = {L"process"};
+  session.failures.failedScheduledTasks = {L"task"};
+  session.results.failedDrivers = {named<DriverPackage>(L"driver")};
+  session.failures.failedFiles = {L"file"};
+  session.failures.failedDirectories = {L"directory"};
+  session.failures.failedRegistryKeys = {L"key"};
+  session.failures.failedRegistryValues = {L"value"};
+  session.failures.failedPreUninstallRegistryValues = {L"early value"};
+  session.failures.failedPreUninstallRegistryKeys = {L"early key"};
+  session.failures.failedShortcuts = {L"shortcut"};  // listed nowhere
   EXPECT_EQ(finish(), (std::vector<std::string>{
                           kDriverFilesHeader,
                           "DEBUG driver file",
@@ -256,7 +199,7 @@ TEST_F(FinishRun, EveryFailureListStandsUnderItsHeaderInTheFixedOrder) {
 }
 
 TEST_F(FinishRun, NamesWithPercentSignsAreListedAsTheyStand) {
-  session.failedFiles = {L"C:\\%s%n%d\\100%"};
+  session.failures.failedFiles = {L"C:\\%s%n%d\\100%"};
   EXPECT_EQ(finish().back(), "DEBUG C:\\%s%n%d\\100%");
 }
 
@@ -273,12 +216,13 @@ TEST_F(FinishRun, OutcomeIsDecidedByApplicationsAndDriversAlone) {
       {"application and driver", false, true, true, -1}, {"everything", true, true, true, -1},
   };
   for (const auto& row : rows) {
-    session.failedFiles.assign(row.failedFile ? 1 : 0, L"file");
-    session.failedDirectories = session.failedRegistryKeys = session.failedServices = session.failedFiles;
-    session.failedApplications.assign(row.failedApplication ? 1 : 0, named<ApplicationPackage>(L"application"));
-    session.failedDrivers.assign(row.failedDriver ? 1 : 0, named<DriverPackage>(L"driver"));
+    session.failures.failedFiles.assign(row.failedFile ? 1 : 0, L"file");
+    session.failures.failedDirectories = session.failures.failedRegistryKeys = session.failures.failedServices =
+        session.failures.failedFiles;
+    session.results.failedApplications.assign(row.failedApplication ? 1 : 0, named<ApplicationPackage>(L"application"));
+    session.results.failedDrivers.assign(row.failedDriver ? 1 : 0, named<DriverPackage>(L"driver"));
     finish();
-    EXPECT_EQ(RunOutcome, row.outcome) << row.what;
+    EXPECT_EQ(session.outcome, row.outcome) << row.what;
   }
 }
 
@@ -309,7 +253,7 @@ TEST_F(FinishRun, MarkerThatCannotBeWrittenIsPassedOverInSilence) {
   fileRebootPending = true;
   keyCreationFails = true;
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRestartLine}));
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
@@ -317,20 +261,20 @@ TEST_F(FinishRun, DriverNamedTwiceIsListedOnceTheFirstRecordStays) {
   first.ClassName = L"display";
   DriverPackage second = named<DriverPackage>(L"Twice");
   second.ClassName = L"media";
-  session.removedDrivers = {first, named<DriverPackage>(L"Once"), second};
-  session.failedDrivers = {second, first};
-  session.eligibleDrivers = {named<DriverPackage>(L"twice"), first, second};
+  session.results.removedDrivers = {first, named<DriverPackage>(L"Once"), second};
+  session.results.failedDrivers = {second, first};
+  session.packages.eligibleDrivers = {named<DriverPackage>(L"twice"), first, second};
   finish();
-  ASSERT_EQ(session.removedDrivers.size(), 2u);
-  EXPECT_EQ(session.removedDrivers[0].ClassName, L"display");
-  EXPECT_EQ(session.removedDrivers[1].Name, L"Once");
-  ASSERT_EQ(session.failedDrivers.size(), 1u);
-  EXPECT_EQ(session.failedDrivers[0].ClassName, L"media");
-  ASSERT_EQ(session.eligibleDrivers.size(), 2u);
+  ASSERT_EQ(session.results.removedDrivers.size(), 2u);
+  EXPECT_EQ(session.results.removedDrivers[0].ClassName, L"display");
+  EXPECT_EQ(session.results.removedDrivers[1].Name, L"Once");
+  ASSERT_EQ(session.results.failedDrivers.size(), 1u);
+  EXPECT_EQ(session.results.failedDrivers[0].ClassName, L"media");
+  ASSERT_EQ(session.packages.eligibleDrivers.size(), 2u);
 }
 
 TEST_F(FinishRun, FactoryResetCopiesTheLogToTheInstallManager) {
-  session.factoryReset = true;
+  session.switches.factoryReset = true;
   ::CreateDirectoryW(L"C:\\Program Files\\ORV", nullptr);
   ::CreateDirectoryW(L"C:\\Program Files\\ORV\\PKM", nullptr);
   ::CreateDirectoryW(kInstallManagerLogFolder, nullptr);
@@ -343,7 +287,7 @@ TEST_F(FinishRun, FactoryResetCopiesTheLogToTheInstallManager) {
 }
 
 TEST_F(FinishRun, FactoryResetWithoutTheTargetFolderLogsTheFailureAndMakesNoFolder) {
-  session.factoryReset = true;
+  session.switches.factoryReset = true;
   EXPECT_EQ(finish().back(),
             "DEBUG Failed to copy log file to C:\\Program Files\\ORV\\PKM\\Log\\ORVCleanup.log. Error 3");
   EXPECT_FALSE(pathExists(kInstallManagerLogFolder));
@@ -354,21 +298,21 @@ TEST_F(FinishRun, SilentAloneNeverRestarts) {
   finish();
   EXPECT_TRUE(restarts.empty());
   EXPECT_TRUE(questions.empty());
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(FinishRun, SilentRebootRestartsWithoutAQuestionEvenIfNothingNeedsIt) {
-  rebootAfterRun = true;
+  session.switches.rebootAfterRun = true;
   finish();
   EXPECT_TRUE(questions.empty());
   ASSERT_EQ(restarts.size(), 1u);
   EXPECT_EQ(restarts[0].flags, static_cast<UINT>(EWX_REBOOT | EWX_FORCE));
   EXPECT_EQ(restarts[0].reason, 0x80000001u);
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
 }
 
 TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheMachineRestarts) {
-  rebootAfterRun = true;
+  session.switches.rebootAfterRun = true;
   fileRebootPending = true;
   finish();
   ASSERT_EQ(restarts.size(), 1u);
@@ -377,7 +321,7 @@ TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheMachineRestar
 }
 
 TEST_F(FinishRun, SafeBootIsTakenOutAndTheRestartAnnouncedBeforeTheFinishDialog) {
-  session.silent = false;
+  session.switches.silent = false;
   fileRebootPending = true;
   finish();
   EXPECT_EQ(dialogs, (std::vector<Progress>{{true, true}}));
@@ -391,7 +335,7 @@ TEST_F(FinishRun, SafeBootIsTakenOutBeforeTheRestartIsAnnounced) {
 }
 
 TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
-  session.silent = false;
+  session.switches.silent = false;
   finish();
   ASSERT_TRUE(session.finishDialog);
   EXPECT_TRUE(questions.empty()) << "the dialog comes first";
@@ -403,7 +347,7 @@ TEST_F(FinishRun, InteractiveRunAsksForTheRestartAndQuitsOnNo) {
   EXPECT_EQ(questionStyle, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
   EXPECT_FALSE(::IsWindowVisible(session.finishDialog));
   EXPECT_TRUE(restarts.empty());
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
   EXPECT_EQ(takeQuitMessage(), std::optional<WPARAM>(0));
 }
 
@@ -415,71 +359,33 @@ TEST_F(FinishRun, OnFinishRestartsOnYesAndPostsNoQuitMessage) {
 }
 
 TEST_F(FinishRun, OnFinishAsksNothingWhenTheRestartWasOrdered) {
-  rebootAfterRun = true;
+  session.switches.rebootAfterRun = true;
   session.onFinish(nullptr);
   EXPECT_TRUE(questions.empty());
   EXPECT_EQ(restarts.size(), 1u);
 }
 
-TEST_F(FinishRun, RestartAsksForThePrivilegeToShutDownAndForNothingElse) {
-  rebootMachine();
-  ASSERT_EQ(tokenRequests.size(), 1u);
-  EXPECT_EQ(tokenRequests[0].process, ::GetCurrentProcess());
-  EXPECT_EQ(tokenRequests[0].access, static_cast<DWORD>(TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY));
-  EXPECT_EQ(privilegeNames, (std::vector<std::wstring>{L"this machine: SeShutdownPrivilege"}));
-  ASSERT_EQ(adjustments.size(), 1u);
-  const Adjustment& adjustment = adjustments[0];
-  EXPECT_EQ(adjustment.token, tokenRequests[0].token);
-  EXPECT_FALSE(adjustment.disablesAll);
-  EXPECT_EQ(adjustment.count, 1u);
-  // The number that every Windows has for it.
-  EXPECT_EQ(adjustment.privilege.LowPart, 19u);
-  EXPECT_EQ(adjustment.privilege.HighPart, 0);
-  EXPECT_EQ(adjustment.attributes, static_cast<DWORD>(SE_PRIVILEGE_ENABLED));
-  EXPECT_EQ(adjustment.previousSize, 0u);
-  EXPECT_FALSE(adjustment.asksForPrevious);
-  ASSERT_EQ(restarts.size(), 1u);
-  EXPECT_EQ(restarts[0].flags, static_cast<UINT>(EWX_REBOOT | EWX_FORCE));
-  EXPECT_EQ(restarts[0].reason, 0x80000001u);
-  // It is this process that has it now.
-  PRIVILEGE_SET shutdown = {1, PRIVILEGE_SET_ALL_NECESSARY, {{{19, 0}, 0}}};
-  BOOL enabled = FALSE;
-  EXPECT_TRUE(::PrivilegeCheck(tokenRequests[0].token, &shutdown, &enabled));
-  EXPECT_TRUE(enabled);
+TEST(Outcome, IsDecidedByWhatFailed) {
+  PackageResults results;
+  results.removedDrivers.resize(1);
+  EXPECT_EQ(decideOutcome(results), 1);
+  results.failedApplications.resize(2);
+  EXPECT_EQ(decideOutcome(results), 0);
+  results.failedDrivers.resize(1);
+  EXPECT_EQ(decideOutcome(results), -1);
+  results.failedApplications.clear();
+  EXPECT_EQ(decideOutcome(results), -1);
 }
 
-TEST_F(FinishRun, RestartIsGivenUpWithoutTheToken) {
-  tokenRefused = true;
-  rebootMachine();
-  EXPECT_TRUE(restarts.empty());
-  EXPECT_TRUE(adjustments.empty());
-}
-
-TEST_F(FinishRun, RestartIsGivenUpWithoutThePrivilege) {
-  privilegeError = ERROR_NOT_ALL_ASSIGNED;
-  rebootMachine();
-  EXPECT_EQ(adjustments.size(), 1u);
-  EXPECT_TRUE(restarts.empty());
-}
-
-namespace {
-
-std::vector<REGSAM> softwareAccess;  // the rights that HKEY_LOCAL_MACHINE\SOFTWARE was opened with
-
-}  // namespace
-
-LINK_SEAM(LSTATUS, RegOpenKeyExW, (HKEY key, LPCWSTR subkey, DWORD options, REGSAM access, PHKEY result)) {
-  if (key == HKEY_LOCAL_MACHINE && subkey && std::wstring(subkey) == L"SOFTWARE") {
-    softwareAccess.push_back(access);
+TEST(RepeatedNames, AreRemovedBehindTheFirst) {
+  std::vector<DriverPackage> packages;
+  for (const wchar_t* name : {L"A", L"a", L"A", L"", L"B", L"", L"A"}) {
+    packages.push_back(named<DriverPackage>(name));
   }
-  return realFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW")(key, subkey, options, access,
-                                                                                    result);
-}
-
-TEST_F(FinishRun, MarkerIsWrittenWithTheRightsToReadWriteAndCreate) {
-  fileRebootPending = true;
-  softwareAccess.clear();
-  finish();
-  EXPECT_EQ(softwareAccess, (std::vector<REGSAM>{0x2001F}));
-  EXPECT_EQ(readDword(kMarkerKey, L"RebootRequired"), std::optional<DWORD>(1));
+  removeRepeatedNames(packages);
+  std::vector<std::wstring> names;
+  for (const DriverPackage& package : packages) {
+    names.push_back(package.Name);
+  }
+  EXPECT_EQ(names, (std::vector<std::wstring>{L"A", L"a", L"", L"B"}));
 }

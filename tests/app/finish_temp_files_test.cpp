@@ -10,7 +10,6 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
-#include "app/finish_run.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/system_locale.h"
@@ -110,12 +109,12 @@ class CurrentFolder {
 class FinishTempFiles : public testing::Test {
  protected:
   FinishTempFiles() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) {
-    session.silent = true;
+    session.switches.silent = true;
     temporaryFolderIs = TemporaryFolder::Real;
     attributesAreRefused = false;
     launched.clear();
-    quitRequested = 0;
-    rebootAfterRun = false;
+    session.quitRequested = false;
+    session.switches.rebootAfterRun = false;
     fileRebootPending = false;
     ::DeleteFileW(report.c_str());
   }
@@ -180,19 +179,19 @@ TEST_F(FinishTempFiles, WithoutATempFolderTheRestOfTheEndIsDoneAllTheSame) {
     const CurrentFolder current;
     writeFile(manifest);
     launched.clear();
-    quitRequested = 0;
+    session.quitRequested = false;
     temporaryFolderIs = answer;
     fileRebootPending = true;
-    session.removedDrivers.resize(2);
+    session.results.removedDrivers.resize(2);
     EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRestartLine}));
     temporaryFolderIs = TemporaryFolder::Real;
     EXPECT_TRUE(pathExists(manifest));
     EXPECT_FALSE(pathExists(report));
     EXPECT_TRUE(current.isUntouched());
-    EXPECT_EQ(session.removedDrivers.size(), 2u);
+    EXPECT_EQ(session.results.removedDrivers.size(), 2u);
     ASSERT_EQ(launched.size(), 1u);
     EXPECT_TRUE(launched[0].ends_with(L"/C \"bcdedit /deletevalue {current} safeboot\"")) << launched[0].size();
-    EXPECT_EQ(quitRequested, 1);
+    EXPECT_TRUE(session.quitRequested);
   }
 }
 

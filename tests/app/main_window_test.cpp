@@ -9,7 +9,7 @@
 
 #include <windows.h>
 
-#include "app/cleanup_session.h"
+#include "app/main_window.h"
 #include "resources/resource_ids.h"
 #include "support/link_seam.h"
 #include "ui/program_module.h"
@@ -29,8 +29,6 @@ struct CreatedWindow {
 std::vector<CreatedWindow> createdWindows;
 std::vector<LPCWSTR> openedDialogs;
 bool dialogsAreShown = false;
-int timesTheManifestWasThere = 0;
-int timesItCouldBeSwapped = 0;
 
 }  // namespace
 
@@ -48,22 +46,6 @@ LINK_SEAM(HWND, CreateWindowExW,
   return handle;
 }
 
-// The reader asks for the folder when the manifest has been written and not been read.
-LINK_SEAM(DWORD, GetTempPathW, (DWORD size, LPWSTR buffer)) {
-  const DWORD length = realFunction<decltype(&::GetTempPathW)>(L"kernel32.dll", "GetTempPathW")(size, buffer);
-  const std::wstring manifest = std::wstring(buffer) + L"CleanUp\\ScrubList.JSON";
-  if (::GetFileAttributesW(manifest.c_str()) != INVALID_FILE_ATTRIBUTES) {
-    ++timesTheManifestWasThere;
-    for (const DWORD access : {GENERIC_WRITE, DELETE}) {
-      const FileHandle opened(::CreateFileW(manifest.c_str(), access,
-                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-      timesItCouldBeSwapped += opened ? 1 : 0;
-    }
-  }
-  return length;
-}
-
 LINK_SEAM(INT_PTR, DialogBoxParamW, (HINSTANCE module, LPCWSTR name, HWND owner, DLGPROC procedure, LPARAM parameter)) {
   openedDialogs.push_back(name);
   return dialogsAreShown ? realFunction<decltype(&::DialogBoxParamW)>(L"user32.dll", "DialogBoxParamW")(
@@ -73,21 +55,18 @@ LINK_SEAM(INT_PTR, DialogBoxParamW, (HINSTANCE module, LPCWSTR name, HWND owner,
 
 namespace {
 
-class MainWindow : public testing::Test {
+class HiddenMainWindow : public testing::Test {
  protected:
-  MainWindow() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOWMAXIMIZED) {
+  HiddenMainWindow() {
     registeredClass.reset();
     createdWindows.clear();
     openedDialogs.clear();
     dialogsAreShown = false;
-    ::DeleteFileW((session.tempPath + L"CleanUp\\ScrubList.JSON").c_str());
-    timesTheManifestWasThere = timesItCouldBeSwapped = 0;
-    session.workDirectory += L'\\';
-    if (session.initializeWindow() == 1 && !createdWindows.empty()) {
+    if (createMainWindow(instance, /*silent=*/false, mainWindow) && !createdWindows.empty()) {
       window = createdWindows[0].handle;
     }
   }
-  ~MainWindow() override {
+  ~HiddenMainWindow() override {
     ::DestroyWindow(window);
     takeQuitMessage();
   }
@@ -99,8 +78,8 @@ class MainWindow : public testing::Test {
                                                                           : std::nullopt;
   }
 
-  wchar_t arguments[1] = L"";
-  CleanupSession session;
+  const HINSTANCE instance = ::GetModuleHandleW(nullptr);
+  MainWindow mainWindow;
   HWND window = nullptr;
 };
 
@@ -121,7 +100,7 @@ LRESULT CALLBACK closeWhatIsWaitedFor(HWND window, UINT message, WPARAM wParam, 
 }
 
 // A key that is pressed with Alt, as the run loop gets it, handed to the accelerators as the loop does it.
-bool isTaken(const CleanupSession& session, HWND window, UINT kind, wchar_t letter, bool withAlt) {
+bool isTaken(const MainWindow& mainWindow, HWND window, UINT kind, wchar_t letter, bool withAlt) {
   constexpr LPARAM kWithAlt = 1 << 29;
   BYTE before[256] = {};
   ::GetKeyboardState(before);
@@ -133,7 +112,7 @@ bool isTaken(const CleanupSession& session, HWND window, UINT kind, wchar_t lett
   message.message = kind;
   message.wParam = letter;
   message.lParam = withAlt ? kWithAlt : 0;
-  const bool taken = ::TranslateAcceleratorW(window, session.accelerators, &message) != 0;
+  const bool taken = ::TranslateAcceleratorW(window, mainWindow.accelerators, &message) != 0;
   ::SetKeyboardState(before);
   return taken;
 }
@@ -154,32 +133,25 @@ std::string applicationManifest() {
 
 }  // namespace
 
-TEST_F(MainWindow, ClassHasItsStyleColourIconAndMenu) {
+TEST_F(HiddenMainWindow, ClassHasItsStyleColourIconAndMenu) {
   ASSERT_TRUE(registeredClass);
   EXPECT_EQ(registeredClass->cbSize, 80u);
   EXPECT_EQ(registeredClass->style, 3u);
   EXPECT_EQ(registeredClass->cbClsExtra, 0);
   EXPECT_EQ(registeredClass->cbWndExtra, 0);
-  EXPECT_EQ(registeredClass->hInstance, session.instance);
-  EXPECT_EQ(registeredClass->hIcon, ::LoadIconW(session.instance, MAKEINTRESOURCEW(107)));
+  EXPECT_EQ(registeredClass->hInstance, instance);
+  EXPECT_EQ(registeredClass->hIcon, ::LoadIconW(instance, MAKEINTRESOURCEW(107)));
   EXPECT_EQ(registeredClass->hIconSm, registeredClass->hIcon);
   EXPECT_TRUE(registeredClass->hIcon);
   EXPECT_EQ(registeredClass->hCursor, ::LoadCursorW(nullptr, MAKEINTRESOURCEW(32512)));
   EXPECT_EQ(registeredClass->hbrBackground, reinterpret_cast<HBRUSH>(6));
   EXPECT_EQ(registeredClass->lpszMenuName, MAKEINTRESOURCEW(109));
-  EXPECT_STREQ(session.windowClass, L"ORVCLEANUPUTILITY");
-  EXPECT_STREQ(session.windowTitle, L"ORVCleanupUtility");
-  EXPECT_EQ(moduleInstance, session.instance);
+  EXPECT_STREQ(mainWindow.windowClass, L"ORVCLEANUPUTILITY");
+  EXPECT_STREQ(mainWindow.windowTitle, L"ORVCleanupUtility");
+  EXPECT_EQ(moduleInstance, instance);
 }
 
-TEST_F(MainWindow, ManifestCannotBeSwappedBetweenItsWritingAndItsReading) {
-  EXPECT_EQ(timesTheManifestWasThere, 1);
-  EXPECT_EQ(timesItCouldBeSwapped, 0);
-  EXPECT_FALSE(session.scrubListData->ScheduledTasks.empty()) << "it was read";
-  EXPECT_TRUE(::DeleteFileW((session.tempPath + L"CleanUp\\ScrubList.JSON").c_str())) << "it is free again";
-}
-
-TEST_F(MainWindow, IsThereAndNeverShown) {
+TEST_F(HiddenMainWindow, IsThereAndNeverShown) {
   ASSERT_EQ(createdWindows.size(), 1u);
   EXPECT_EQ(window, ::FindWindowW(L"ORVCLEANUPUTILITY", L"ORVCleanupUtility"));
   EXPECT_FALSE(::IsWindowVisible(window));
@@ -194,7 +166,7 @@ TEST_F(MainWindow, IsThereAndNeverShown) {
   EXPECT_FALSE(created.menu);
 }
 
-TEST_F(MainWindow, MenuOffersTheExitAndTheAboutBox) {
+TEST_F(HiddenMainWindow, MenuOffersTheExitAndTheAboutBox) {
   const HMENU menu = ::GetMenu(window);
   ASSERT_EQ(::GetMenuItemCount(menu), 2);
   const HMENU file = ::GetSubMenu(menu, 0);
@@ -209,39 +181,39 @@ TEST_F(MainWindow, MenuOffersTheExitAndTheAboutBox) {
   EXPECT_EQ(::GetMenuItemID(help, 0), 104u);
 }
 
-TEST_F(MainWindow, AltWithQuestionMarkOrSlashOpensTheAboutBox) {
+TEST_F(HiddenMainWindow, AltWithQuestionMarkOrSlashOpensTheAboutBox) {
   dialogsAreShown = true;
   mainWindowProcedure = reinterpret_cast<WNDPROC>(
       ::SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&closeWhatIsWaitedFor)));
   for (const wchar_t letter : {L'?', L'/'}) {
     waitedFor.clear();
-    EXPECT_TRUE(isTaken(session, window, WM_SYSCHAR, letter, true));
+    EXPECT_TRUE(isTaken(mainWindow, window, WM_SYSCHAR, letter, true));
     EXPECT_EQ(waitedFor, std::vector<std::wstring>{L"About"}) << static_cast<char>(letter);
   }
 }
 
-TEST_F(MainWindow, OtherKeysOpenNothing) {
+TEST_F(HiddenMainWindow, OtherKeysOpenNothing) {
   for (const wchar_t letter : {L'?', L'/'}) {
-    EXPECT_FALSE(isTaken(session, window, WM_CHAR, letter, false)) << static_cast<char>(letter);
+    EXPECT_FALSE(isTaken(mainWindow, window, WM_CHAR, letter, false)) << static_cast<char>(letter);
   }
-  EXPECT_FALSE(isTaken(session, window, WM_SYSCHAR, L'a', true));
+  EXPECT_FALSE(isTaken(mainWindow, window, WM_SYSCHAR, L'a', true));
   EXPECT_TRUE(openedDialogs.empty());
 }
 
-TEST_F(MainWindow, AboutCommandOpensTheDialogAndKeepsTheWindow) {
+TEST_F(HiddenMainWindow, AboutCommandOpensTheDialogAndKeepsTheWindow) {
   ::SendMessageW(window, WM_COMMAND, 104, 0);
   EXPECT_EQ(openedDialogs, (std::vector<LPCWSTR>{MAKEINTRESOURCEW(103)}));
   EXPECT_TRUE(::IsWindow(window));
   EXPECT_EQ(takeQuitMessage(), std::nullopt);
 }
 
-TEST_F(MainWindow, ExitCommandDestroysItAndQuitsWithZero) {
+TEST_F(HiddenMainWindow, ExitCommandDestroysItAndQuitsWithZero) {
   ::SendMessageW(window, WM_COMMAND, 105, 0);
   EXPECT_FALSE(::IsWindow(window));
   EXPECT_EQ(takeQuitMessage(), std::optional<WPARAM>(0));
 }
 
-TEST_F(MainWindow, OtherCommandsChangeNothing) {
+TEST_F(HiddenMainWindow, OtherCommandsChangeNothing) {
   ::SendMessageW(window, WM_COMMAND, 106, 0);
   EXPECT_TRUE(::IsWindow(window));
   EXPECT_TRUE(openedDialogs.empty());
@@ -256,9 +228,17 @@ TEST(ApplicationManifest, AsksForAnAdministratorForTheScreensOwnDensityAndForThe
   }
 }
 
-TEST_F(MainWindow, WhatItHasDealtWithIsAnsweredWithZero) {
+TEST_F(HiddenMainWindow, WhatItHasDealtWithIsAnsweredWithZero) {
   EXPECT_EQ(::SendMessageW(window, WM_COMMAND, 104, 0), 0);
   EXPECT_EQ(::SendMessageW(window, WM_PAINT, 0, 0), 0);
   EXPECT_EQ(::SendMessageW(window, WM_DESTROY, 0, 0), 0);
   EXPECT_EQ(::SendMessageW(window, WM_COMMAND, 105, 0), 0);
+}
+
+TEST(SilentMainWindow, IsNotThereAndItsKeysAre) {
+  createdWindows.clear();
+  MainWindow mainWindow;
+  EXPECT_TRUE(createMainWindow(::GetModuleHandleW(nullptr), /*silent=*/true, mainWindow));
+  EXPECT_TRUE(createdWindows.empty());
+  EXPECT_TRUE(mainWindow.accelerators);
 }

@@ -11,7 +11,6 @@
 #include <msi.h>
 
 #include "app/cleanup_session.h"
-#include "app/finish_run.h"
 #include "applications/uninstall_runner.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
@@ -87,7 +86,7 @@ std::vector<std::wstring> namesOf(const std::vector<ApplicationPackage>& applica
 class RetryPass : public testing::Test {
  protected:
   RetryPass() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW) {
-    session.silent = true;
+    session.switches.silent = true;
     products.clear();
     exitCodes.clear();
     launched.clear();
@@ -107,38 +106,38 @@ class RetryPass : public testing::Test {
 }  // namespace
 
 TEST_F(RetryPass, FailedApplicationThatTheRetryRemovesCountsAsRemoved) {
-  session.removedApplications = {named<ApplicationPackage>(L"Before")};
-  session.failedApplications = {failedWith(L"Second chance", L"1", 0)};
+  session.results.removedApplications = {named<ApplicationPackage>(L"Before")};
+  session.results.failedApplications = {failedWith(L"Second chance", L"1", 0)};
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRetryHeader,
                                                 "DEBUG Uninstalled failed application\t:\tSecond chance\t:\t0"}));
-  EXPECT_EQ(RunOutcome, 1);
-  EXPECT_TRUE(session.failedApplications.empty());
-  ASSERT_EQ(namesOf(session.removedApplications), (std::vector<std::wstring>{L"Before", L"Second chance"}));
-  EXPECT_EQ(session.removedApplications[1].UninstallResult, 0);
+  EXPECT_EQ(session.outcome, 1);
+  EXPECT_TRUE(session.results.failedApplications.empty());
+  ASSERT_EQ(namesOf(session.results.removedApplications), (std::vector<std::wstring>{L"Before", L"Second chance"}));
+  EXPECT_EQ(session.results.removedApplications[1].UninstallResult, 0);
 }
 
 TEST_F(RetryPass, FailedApplicationThatStaysIsRetriedOnceAndGivesWarnings) {
-  session.failedApplications = {failedWith(L"Stubborn", L"1", 1603)};
+  session.results.failedApplications = {failedWith(L"Stubborn", L"1", 1603)};
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRetryHeader,
                                                 "DEBUG Uninstalled failed application\t:\tStubborn\t:\t1603"}));
-  EXPECT_EQ(RunOutcome, 0);
-  EXPECT_EQ(namesOf(session.failedApplications), (std::vector<std::wstring>{L"Stubborn"}));
-  EXPECT_EQ(session.failedApplications[0].UninstallResult, 1603);
-  EXPECT_TRUE(session.removedApplications.empty());
+  EXPECT_EQ(session.outcome, 0);
+  EXPECT_EQ(namesOf(session.results.failedApplications), (std::vector<std::wstring>{L"Stubborn"}));
+  EXPECT_EQ(session.results.failedApplications[0].UninstallResult, 1603);
+  EXPECT_TRUE(session.results.removedApplications.empty());
   EXPECT_EQ(launched.size(), 1u);
 }
 
 TEST_F(RetryPass, ApplicationWithoutAProductStaysFailedWithoutAnyRun) {
-  session.failedApplications = {named<ApplicationPackage>(L"Unknown")};
+  session.results.failedApplications = {named<ApplicationPackage>(L"Unknown")};
   EXPECT_EQ(finish().back(), "DEBUG Uninstalled failed application\t:\tUnknown\t:\t-1");
-  EXPECT_EQ(RunOutcome, 0);
+  EXPECT_EQ(session.outcome, 0);
   EXPECT_TRUE(launched.empty());
 }
 
 TEST_F(RetryPass, OnlyTheResultZeroOfTheRetryMovesARecordAndTheOrderStays) {
-  session.failedApplications = {failedWith(L"Gone 1", L"1", 0),       failedWith(L"Gone 2", L"2", 0),
-                                failedWith(L"Restart", L"3", 3010),   failedWith(L"Gone 3", L"4", 0),
-                                failedWith(L"Cancelled", L"5", 1602), failedWith(L"Gone 4", L"6", 0)};
+  session.results.failedApplications = {failedWith(L"Gone 1", L"1", 0),       failedWith(L"Gone 2", L"2", 0),
+                                        failedWith(L"Restart", L"3", 3010),   failedWith(L"Gone 3", L"4", 0),
+                                        failedWith(L"Cancelled", L"5", 1602), failedWith(L"Gone 4", L"6", 0)};
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader, kRetryHeader,
                                                 "DEBUG Uninstalled failed application\t:\tGone 1\t:\t0",
                                                 "DEBUG Uninstalled failed application\t:\tGone 2\t:\t0",
@@ -146,28 +145,28 @@ TEST_F(RetryPass, OnlyTheResultZeroOfTheRetryMovesARecordAndTheOrderStays) {
                                                 "DEBUG Uninstalled failed application\t:\tGone 3\t:\t0",
                                                 "DEBUG Uninstalled failed application\t:\tCancelled\t:\t1602",
                                                 "DEBUG Uninstalled failed application\t:\tGone 4\t:\t0"}));
-  EXPECT_EQ(namesOf(session.removedApplications),
+  EXPECT_EQ(namesOf(session.results.removedApplications),
             (std::vector<std::wstring>{L"Gone 1", L"Gone 2", L"Gone 3", L"Gone 4"}));
-  EXPECT_EQ(namesOf(session.failedApplications), (std::vector<std::wstring>{L"Restart", L"Cancelled"}));
-  EXPECT_EQ(RunOutcome, 0);
+  EXPECT_EQ(namesOf(session.results.failedApplications), (std::vector<std::wstring>{L"Restart", L"Cancelled"}));
+  EXPECT_EQ(session.outcome, 0);
   EXPECT_EQ(launched.size(), 6u);
   EXPECT_FALSE(applicationRebootNeeded) << "the second pass asks for no restart";
 }
 
 TEST_F(RetryPass, RetryStandsBetweenTheTasksAndTheDrivers) {
-  session.failedScheduledTasks = {L"task"};
-  session.failedDrivers = {named<DriverPackage>(L"driver")};
-  session.failedApplications = {failedWith(L"Second chance", L"1", 0)};
+  session.failures.failedScheduledTasks = {L"task"};
+  session.results.failedDrivers = {named<DriverPackage>(L"driver")};
+  session.results.failedApplications = {failedWith(L"Second chance", L"1", 0)};
   EXPECT_EQ(finish(), (std::vector<std::string>{
                           kDriverFilesHeader, "DEBUG -----------Failed Deletions of Scheduled Tasks---------------",
                           "DEBUG task", kRetryHeader, "DEBUG Uninstalled failed application\t:\tSecond chance\t:\t0",
                           "DEBUG -----------Failed Deletions of Drivers---------------", "DEBUG driver"}));
-  EXPECT_EQ(RunOutcome, -1);
+  EXPECT_EQ(session.outcome, -1);
 }
 
 TEST_F(RetryPass, WithoutAFailedApplicationThereIsNoHeader) {
-  session.removedApplications = {named<ApplicationPackage>(L"Before")};
+  session.results.removedApplications = {named<ApplicationPackage>(L"Before")};
   EXPECT_EQ(finish(), (std::vector<std::string>{kDriverFilesHeader}));
-  EXPECT_EQ(RunOutcome, 1);
-  EXPECT_EQ(session.removedApplications.size(), 1u);
+  EXPECT_EQ(session.outcome, 1);
+  EXPECT_EQ(session.results.removedApplications.size(), 1u);
 }

@@ -97,7 +97,6 @@ class SafeModeDecision : public testing::Test {
     launched.clear();
     endOfLoop.reset();
     loopFoundItsEnd.clear();
-    quitRequested = 0;
     while (hasQuitMessage()) {
     }
     plantString(kSystemInformation, L"SystemProductName", L"Workstation");
@@ -115,8 +114,8 @@ class SafeModeDecision : public testing::Test {
   int run(bool safeModeRequested) {
     removeKey(kRunOnce);
     CleanupSession session(::GetModuleHandleW(nullptr), arguments_, SW_SHOW);
-    session.silent = true;
-    session.safeModeRequested = safeModeRequested;
+    session.switches.silent = true;
+    session.switches.safeModeRequested = safeModeRequested;
     endOfLoop = kStillWaiting;
     const CapturedLog log;
     const int code = session.run();
@@ -137,9 +136,10 @@ class SafeModeDecision : public testing::Test {
     questions.clear();
     const CapturedLog log;
     CleanupSession session(::GetModuleHandleW(nullptr), arguments_, SW_SHOW);
-    session.silent = silent;
-    session.safeModeRequested = safeModeRequested;
+    session.switches.silent = silent;
+    session.switches.safeModeRequested = safeModeRequested;
     EXPECT_EQ(session.decideAndStart(), 1);
+    quitRequested_ = session.quitRequested;
     lines_ = log.lines();
     return {holds(kFirstStage), valueExists(kRunOnce, kRunOnceValue), !questions.empty()};
   }
@@ -147,6 +147,7 @@ class SafeModeDecision : public testing::Test {
   bool holds(const std::string& line) const { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); }
 
   wchar_t arguments_[1] = L"";
+  bool quitRequested_ = false;
   std::vector<std::string> lines_;
 };
 
@@ -214,7 +215,7 @@ TEST_F(SafeModeDecision, QuestionIsInTheUsersLanguage) {
 
 TEST_F(SafeModeDecision, RestartLeavesTheRunLoopWaiting) {
   decide(kSafeMode, kSilent);
-  EXPECT_EQ(quitRequested, 0);
+  EXPECT_FALSE(quitRequested_);
   EXPECT_FALSE(hasQuitMessage());
 
   EXPECT_EQ(run(kSafeMode), kStillWaiting);

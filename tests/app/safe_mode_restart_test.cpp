@@ -10,7 +10,7 @@
 
 #include <windows.h>
 
-#include "app/cleanup_session.h"
+#include "app/safe_mode_restart.h"
 #include "support/captured_log.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
@@ -158,12 +158,10 @@ std::wstring shellCommand(const std::wstring& command) {
 
 class SafeModeRestart : public testing::Test {
  protected:
-  SafeModeRestart() : session_(::GetModuleHandleW(nullptr), arguments_, SW_SHOW) {
+  SafeModeRestart() {
     pathOfTheProgram.clear();
     commandLineOfTheProcess = L"ORVCleanupUtility.exe safemode";
-    quitRequested = 0;
     ::DeleteFileW(batch_.c_str());
-    // The session is silent, and only what the restart itself does is looked at.
     forget();
   }
   ~SafeModeRestart() override {
@@ -182,7 +180,7 @@ class SafeModeRestart : public testing::Test {
     deeds.clear();
     asked.clear();
     const CapturedLog log;
-    session_.rebootIntoSafeMode();
+    rebootIntoSafeMode(scheduledTasks_);
     return log.lines();
   }
 
@@ -191,8 +189,7 @@ class SafeModeRestart : public testing::Test {
            narrow(ownPath()) + "\" safemode-------------";
   }
 
-  wchar_t arguments_[1] = L"";
-  CleanupSession session_;
+  Texts scheduledTasks_;
   const std::wstring batch_ = realTemporaryFolder() + L"safemode.bat";
 };
 
@@ -259,7 +256,7 @@ TEST_F(SafeModeRestart, CommandThatWindowsMayNotCarryOutIsToldBeforeTheRestart) 
 }
 
 TEST_F(SafeModeRestart, TasksAreAskedToGoBeforeTheEntryAndTheEntryStandsBeforeTheRestart) {
-  session_.scrubListData->ScheduledTasks = {L"Maker task", L"Other task"};
+  scheduledTasks_ = {L"Maker task", L"Other task"};
   EXPECT_EQ(restart(), (Lines{kTypeUpdateLine, "DEBUG -----------Deletions of Scheduled Tasks Started-------------",
                               "DEBUG Maker task", "DEBUG Deleting Scheduled Task\t:\tMaker task\tSUCCESSFULL...",
                               "DEBUG Other task", "DEBUG Deleting Scheduled Task\t:\tOther task\tSUCCESSFULL...",
@@ -316,7 +313,8 @@ TEST_F(SafeModeRestart, ShellThatCannotBeStartedIsLoggedAndTheRunWaits) {
   shellIsMissing = true;
   EXPECT_EQ(restart(),
             (Lines{kTypeUpdateLine, announcement(), kKeyOpened, kValueSet, "DEBUG Couldn't set to safemode"}));
-  EXPECT_EQ(quitRequested, 0);
+  MSG message = {};
+  EXPECT_FALSE(::PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE));
 }
 
 TEST_F(SafeModeRestart, BatchFileCanNeitherBeChangedNorReplacedWhileItRuns) {

@@ -11,6 +11,7 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
+#include "app/update_check.h"
 #include "support/link_seam.h"
 #include "support/program_named.h"
 #include "support/test_child.h"
@@ -104,14 +105,14 @@ int main(int argumentCount, char** arguments) {
     notes = arguments[2];
     const std::string_view language = arguments[3];
     languageFilePath.assign(language.begin(), language.end());
+    if (mode == "--check") {
+      checkWindowsUpdate();
+      return kWentOn;
+    }
     wchar_t nothing[] = L"";
     CleanupSession session(::GetModuleHandleW(nullptr), nothing, SW_SHOW);
-    session.silent = mode == "--run-silent";
-    if (mode == "--check") {
-      session.checkWindowsUpdate();
-    } else {
-      session.run();  // has no manifest here, and comes back when it finds that
-    }
+    session.switches.silent = mode == "--run-silent";
+    session.run();  // has no manifest here, and comes back when it finds that
     return kWentOn;
   }
   ::testing::InitGoogleTest(&argumentCount, arguments);

@@ -251,3 +251,22 @@ TEST_F(VulkanEntries, NothingToDo) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
   EXPECT_THAT(log.lines(), IsEmpty());
 }
+
+TEST(VulkanTablesOfARun, NameTheMakersFilesOfBothWidths) {
+  const VulkanTables tables;
+  using Names = std::map<std::wstring, std::wstring>;
+  using Paths = std::vector<std::wstring>;
+  EXPECT_EQ(tables.vulkanRegistryValues,
+            (Names{{L"SOFTWARE\\Khronos\\Vulkan\\Drivers", L"orv-vulkan64.json"},
+                   {L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan64.json"},
+                   {L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\Drivers", L"orv-vulkan32.json"},
+                   {L"SOFTWARE\\WOW6432Node\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan32.json"}}));
+  EXPECT_EQ(tables.vulkanFiles,
+            (Paths{L"C:\\Windows\\System32\\orv-vulkan64.json", L"C:\\Windows\\System32\\orvvlk64.dll",
+                   L"C:\\Windows\\SysWOW64\\orv-vulkan32.json", L"C:\\Windows\\SysWOW64\\orvvlk32.dll"}));
+  EXPECT_EQ(tables.vulkanRegistryValues32,
+            (Names{{L"SOFTWARE\\Khronos\\Vulkan\\Drivers", L"orv-vulkan32.json"},
+                   {L"SOFTWARE\\Khronos\\Vulkan\\ImplicitLayers", L"orv-vulkan32.json"}}));
+  EXPECT_EQ(tables.vulkanFiles32,
+            (Paths{L"C:\\Windows\\System32\\orv-vulkan32.json", L"C:\\Windows\\System32\\orvvlk32.dll"}));
+}

@@ -1,27 +1,28 @@
-// collectors_fixture - a session whose manifest data a test fills in by hand.
+// collectors_fixture - manifest data that a test fills in by hand, and the lists that the collectors make of it.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
-#include "app/cleanup_session.h"
 #include "manifest/collectors.h"
 
 class CollectorsTest : public ::testing::Test {
  protected:
   using Rows = std::vector<std::wstring>;
 
-  ApplicationPackage& addApplication() { return session.eligibleApplications.emplace_back(); }
-  DriverPackage& addDriver() { return session.eligibleDrivers.emplace_back(); }
+  ApplicationPackage& addApplication() { return packages.eligibleApplications.emplace_back(); }
+  DriverPackage& addDriver() { return packages.eligibleDrivers.emplace_back(); }
 
- private:
-  wchar_t noCommandLine_[1] = L"";
+  ProtectedRows handleDirectories() { return HandleDirectories(sources, work, exclusions); }
+  ProtectedRows handleFiles() { return HandleFiles(sources, work, exclusions, failedFiles); }
+  ProtectedRegistryRows handleRegistries() { return HandleRegistries(sources, work, exclusions); }
 
- protected:
-  CleanupSession session{::GetModuleHandleW(nullptr), noCommandLine_, SW_HIDE};
-  ScrubListData& data = *session.scrubListData;
+  ScrubListData data;
+  EligiblePackages packages;
+  WorkLists work;
+  ExclusionLists exclusions;
+  Rows failedFiles;
+  const CollectorSources sources = {data, packages};
 };

@@ -41,12 +41,12 @@ TEST_F(DirectoryCollector, TakesGenericThenApplicationThenDriverRowsEachOnce) {
   addApplication().Directories = {L"ORV\\application 1"};
   addApplication().Directories = {L"C:\\ORV\\application 1", L"ORV\\application 2", L"ORV\\Application 2"};
   const CapturedLog log;
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories,
+  handleDirectories();
+  EXPECT_THAT(work.directories,
               ElementsAre(L"C:\\ORV\\generic", L"C:\\Program Files\\ORV\\generic", L"C:\\ORV\\application 1",
                           L"C:\\ORV\\application 2", L"C:\\ORV\\Application 2", L"C:\\ORV\\driver"));
-  EXPECT_THAT(session.directoriesForce, ElementsAre(L"C:\\ORV\\tracker", L"C:\\ORV\\generic"));
-  EXPECT_THAT(session.files, IsEmpty());
+  EXPECT_THAT(work.directoriesForce, ElementsAre(L"C:\\ORV\\tracker", L"C:\\ORV\\generic"));
+  EXPECT_THAT(work.files, IsEmpty());
   EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleDirectories Getting all data-------------"));
 }
 
@@ -55,28 +55,28 @@ TEST_F(DirectoryCollector, SpellsOutWhatLiesInExistingDirectories) {
   const std::wstring file = folder.makeFile(L"one\\a.txt");
   const std::wstring deepFile = folder.makeFile(L"one\\inner\\b.txt");
   data.Directories = {folder / L"one", folder / L"missing"};
-  session.files = {L"C:\\before"};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, ElementsAre(folder / L"one", folder / L"missing", inner));
-  EXPECT_THAT(session.files, UnorderedElementsAre(L"C:\\before", file, deepFile));
-  EXPECT_EQ(L"C:\\before", session.files.front());
+  work.files = {L"C:\\before"};
+  handleDirectories();
+  EXPECT_THAT(work.directories, ElementsAre(folder / L"one", folder / L"missing", inner));
+  EXPECT_THAT(work.files, UnorderedElementsAre(L"C:\\before", file, deepFile));
+  EXPECT_EQ(L"C:\\before", work.files.front());
 }
 
 TEST_F(DirectoryCollector, DirectoriesToRemoveWhenEmptyAreNotWalked) {
   folder.makeFile(L"tracker\\inner\\a.txt");
   data.TrackerDirectories = {folder / L"tracker"};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directoriesForce, ElementsAre(folder / L"tracker"));
-  EXPECT_THAT(session.directories, IsEmpty());
-  EXPECT_THAT(session.files, IsEmpty());
+  handleDirectories();
+  EXPECT_THAT(work.directoriesForce, ElementsAre(folder / L"tracker"));
+  EXPECT_THAT(work.directories, IsEmpty());
+  EXPECT_THAT(work.files, IsEmpty());
 }
 
 TEST_F(DirectoryCollector, FileInThePlaceOfADirectoryStaysARow) {
   const std::wstring file = folder.makeFile(L"file");
   data.Directories = {file};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, ElementsAre(file));
-  EXPECT_THAT(session.files, IsEmpty());
+  handleDirectories();
+  EXPECT_THAT(work.directories, ElementsAre(file));
+  EXPECT_THAT(work.files, IsEmpty());
 }
 
 TEST_F(DirectoryCollector, LinkIsARowAndNeverAWay) {
@@ -85,9 +85,9 @@ TEST_F(DirectoryCollector, LinkIsARowAndNeverAWay) {
   const std::wstring link = folder.makeDirectoryLink(L"listed\\link", folder / L"elsewhere");
   const std::wstring linkedRow = folder.makeDirectoryLink(L"row", folder / L"elsewhere");
   data.Directories = {folder / L"listed", linkedRow};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, ElementsAre(folder / L"listed", linkedRow, link));
-  EXPECT_THAT(session.files, IsEmpty()) << "nothing behind a link is ever touched";
+  handleDirectories();
+  EXPECT_THAT(work.directories, ElementsAre(folder / L"listed", linkedRow, link));
+  EXPECT_THAT(work.files, IsEmpty()) << "nothing behind a link is ever touched";
 }
 
 TEST_F(DirectoryCollector, ExcludedDirectoryTakesItsContentsOut) {
@@ -98,13 +98,13 @@ TEST_F(DirectoryCollector, ExcludedDirectoryTakesItsContentsOut) {
   const std::wstring otherFile = folder.makeFile(L"listed\\other\\b.txt");
   data.Directories = {folder / L"listed"};
   data.ExcludedDirectories = {keep};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, ElementsAre(folder / L"listed", other)) << "a parent stays on the list";
-  EXPECT_THAT(session.excludedDirectories, ElementsAre(keep, keepInner));
-  EXPECT_THAT(session.excludedFiles, ElementsAre(keepFile));
-  EXPECT_THAT(session.files, UnorderedElementsAre(keepFile, otherFile)) << "the file collector takes it away";
-  HandleFiles(session);
-  EXPECT_THAT(session.files, ElementsAre(otherFile));
+  EXPECT_EQ(handleDirectories(), (ProtectedRows{{keep, keep}, {keepInner, keep}}));
+  EXPECT_THAT(work.directories, ElementsAre(folder / L"listed", other)) << "a parent stays on the list";
+  EXPECT_THAT(exclusions.excludedDirectories, ElementsAre(keep, keepInner));
+  EXPECT_THAT(exclusions.excludedFiles, ElementsAre(keepFile));
+  EXPECT_THAT(work.files, UnorderedElementsAre(keepFile, otherFile)) << "the file collector takes it away";
+  EXPECT_EQ(handleFiles(), (ProtectedRows{{keepFile, keep}}));
+  EXPECT_THAT(work.files, ElementsAre(otherFile));
 }
 
 TEST_F(DirectoryCollector, ExcludedDirectoryThatIsALinkTakesWhatLiesBehindItOut) {
@@ -116,13 +116,13 @@ TEST_F(DirectoryCollector, ExcludedDirectoryThatIsALinkTakesWhatLiesBehindItOut)
   data.ExcludedDirectories = {keep};
   data.Directories = {keep + L"\\inner", keep + L"\\go"};
   data.Files = {keep + L"\\b.txt", keep + L"\\go.txt"};
-  HandleDirectories(session);
-  HandleFiles(session);
-  EXPECT_THAT(session.excludedDirectories, UnorderedElementsAre(keep, keep + L"\\inner", keep + L"\\further"))
+  handleDirectories();
+  handleFiles();
+  EXPECT_THAT(exclusions.excludedDirectories, UnorderedElementsAre(keep, keep + L"\\inner", keep + L"\\further"))
       << "a link met below is a row alone";
-  EXPECT_THAT(session.excludedFiles, UnorderedElementsAre(keep + L"\\b.txt", keep + L"\\inner\\a.txt"));
-  EXPECT_THAT(session.directories, ElementsAre(keep + L"\\go"));
-  EXPECT_THAT(session.files, ElementsAre(keep + L"\\go.txt"));
+  EXPECT_THAT(exclusions.excludedFiles, UnorderedElementsAre(keep + L"\\b.txt", keep + L"\\inner\\a.txt"));
+  EXPECT_THAT(work.directories, ElementsAre(keep + L"\\go"));
+  EXPECT_THAT(work.files, ElementsAre(keep + L"\\go.txt"));
 }
 
 TEST_F(FileCollector, PatternBehindALinkIsRefusedAndAnExcludedOneIsNot) {
@@ -132,10 +132,10 @@ TEST_F(FileCollector, PatternBehindALinkIsRefusedAndAnExcludedOneIsNot) {
   data.Files = {link + L"\\*.txt", link + L"\\a.txt", link + L"\\c.txt"};
   data.ExcludedFiles = {link + L"\\a*"};
   const CapturedLog log;
-  HandleFiles(session);
-  EXPECT_THAT(session.files, ElementsAre(link + L"\\c.txt")) << "which is looked at when its turn comes";
-  EXPECT_THAT(session.excludedFiles, ElementsAre(link + L"\\a.txt"));
-  EXPECT_THAT(session.failedFiles, ElementsAre(link + L"\\*.txt"));
+  handleFiles();
+  EXPECT_THAT(work.files, ElementsAre(link + L"\\c.txt")) << "which is looked at when its turn comes";
+  EXPECT_THAT(exclusions.excludedFiles, ElementsAre(link + L"\\a.txt"));
+  EXPECT_THAT(failedFiles, ElementsAre(link + L"\\*.txt"));
   EXPECT_THAT(log.lines(), Contains("ERROR Row[" + narrow(link) +
                                     "\\*.txt] leads to another place through a link and is not carried out"));
 }
@@ -144,40 +144,40 @@ TEST_F(DirectoryCollector, BothDirectoryListsLoseExcludedRows) {
   data.Directories = {L"ORV\\keep", L"ORV\\go"};
   data.TrackerDirectories = {L"ORV\\keep", L"ORV\\tracker"};
   data.ExcludedDirectories = {L"ORV\\keep"};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, ElementsAre(L"C:\\ORV\\go"));
-  EXPECT_THAT(session.directoriesForce, ElementsAre(L"C:\\ORV\\tracker"));
+  handleDirectories();
+  EXPECT_THAT(work.directories, ElementsAre(L"C:\\ORV\\go"));
+  EXPECT_THAT(work.directoriesForce, ElementsAre(L"C:\\ORV\\tracker"));
 }
 
 TEST_F(DirectoryCollector, ExcludedDirectoryThatIsMissingTakesTheEqualRowAway) {
   data.Directories = {L"ORV\\missing", L"ORV\\Missing"};
   data.ExcludedDirectories = {L"C:\\ORV\\missing"};
-  HandleDirectories(session);
-  EXPECT_THAT(session.excludedDirectories, ElementsAre(L"C:\\ORV\\missing"));
-  EXPECT_THAT(session.directories, ElementsAre(L"C:\\ORV\\Missing"));
-  EXPECT_THAT(session.excludedFiles, IsEmpty());
+  handleDirectories();
+  EXPECT_THAT(exclusions.excludedDirectories, ElementsAre(L"C:\\ORV\\missing"));
+  EXPECT_THAT(work.directories, ElementsAre(L"C:\\ORV\\Missing"));
+  EXPECT_THAT(exclusions.excludedFiles, IsEmpty());
 }
 
 TEST_F(DirectoryCollector, ExclusionsThatStandAlreadyCount) {
   const std::wstring file = folder.makeFile(L"manager\\bin\\a.exe");
-  session.excludedDirectories = {folder / L"manager"};
+  exclusions.excludedDirectories = {folder / L"manager"};
   data.Directories = {folder / L"manager"};
   data.ExcludedDirectories = {L"ORV\\other"};
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, IsEmpty());
-  EXPECT_THAT(session.excludedDirectories,
+  handleDirectories();
+  EXPECT_THAT(work.directories, IsEmpty());
+  EXPECT_THAT(exclusions.excludedDirectories,
               ElementsAre(folder / L"manager", L"C:\\ORV\\other", folder / L"manager\\bin"));
-  EXPECT_THAT(session.excludedFiles, ElementsAre(file));
+  EXPECT_THAT(exclusions.excludedFiles, ElementsAre(file));
 }
 
 TEST_F(DirectoryCollector, RowsThatNameAPlaceOfTheSystemAreRefused) {
   data.Directories = {L"Program Files", L"ORV\\go", L"INSTALL_DIR\\.."};
   data.TrackerDirectories = {L"Windows", L"ORV\\tracker"};
   const CapturedLog log;
-  HandleDirectories(session);
-  EXPECT_THAT(session.directories, ElementsAre(L"C:\\ORV\\go"));
-  EXPECT_THAT(session.directoriesForce, ElementsAre(L"C:\\ORV\\tracker"));
-  EXPECT_THAT(session.files, IsEmpty());
+  handleDirectories();
+  EXPECT_THAT(work.directories, ElementsAre(L"C:\\ORV\\go"));
+  EXPECT_THAT(work.directoriesForce, ElementsAre(L"C:\\ORV\\tracker"));
+  EXPECT_THAT(work.files, IsEmpty());
   EXPECT_THAT(log.lines(),
               ElementsAre("DEBUG -----------HandleDirectories Getting all data-------------",
                           "ERROR Row[C:\\Program Files] names a place of the system and is not carried out",
@@ -189,17 +189,17 @@ TEST_F(DirectoryCollector, FailureOfTheWalkLeaves) {
   folder.makeFile(L"listed\\inner\\a.txt");
   unreadableFolder = folder / L"listed\\inner";
   data.Directories = {folder / L"listed"};
-  EXPECT_THROW(HandleDirectories(session), std::filesystem::filesystem_error);
+  EXPECT_THROW(handleDirectories(), std::filesystem::filesystem_error);
 }
 
 TEST_F(DirectoryCollector, EmptyListsGiveEmptyLists) {
-  HandleDirectories(session);
-  HandleFiles(session);
-  EXPECT_THAT(session.directories, IsEmpty());
-  EXPECT_THAT(session.directoriesForce, IsEmpty());
-  EXPECT_THAT(session.files, IsEmpty());
-  EXPECT_THAT(session.excludedDirectories, IsEmpty());
-  EXPECT_THAT(session.excludedFiles, IsEmpty());
+  handleDirectories();
+  handleFiles();
+  EXPECT_THAT(work.directories, IsEmpty());
+  EXPECT_THAT(work.directoriesForce, IsEmpty());
+  EXPECT_THAT(work.files, IsEmpty());
+  EXPECT_THAT(exclusions.excludedDirectories, IsEmpty());
+  EXPECT_THAT(exclusions.excludedFiles, IsEmpty());
 }
 
 TEST_F(FileCollector, TakesGenericThenApplicationRowsEachOnce) {
@@ -207,19 +207,19 @@ TEST_F(FileCollector, TakesGenericThenApplicationRowsEachOnce) {
   addApplication().Files = {L"ORV\\generic.dll", L"ORV\\application.dll", L"ORV\\APPLICATION.dll"};
   addApplication().Files = {L"C:\\ORV\\application.dll"};
   data.ApplicationPackages.emplace_back().Files = {L"ORV\\not eligible.dll"};
-  session.files = {L"C:\\before"};
+  work.files = {L"C:\\before"};
   const CapturedLog log;
-  HandleFiles(session);
-  EXPECT_THAT(session.files, ElementsAre(L"C:\\before", L"C:\\ORV\\generic.dll", L"C:\\Program Files\\ORV\\a.dll",
-                                         L"C:\\ORV\\application.dll", L"C:\\ORV\\APPLICATION.dll"));
+  handleFiles();
+  EXPECT_THAT(work.files, ElementsAre(L"C:\\before", L"C:\\ORV\\generic.dll", L"C:\\Program Files\\ORV\\a.dll",
+                                      L"C:\\ORV\\application.dll", L"C:\\ORV\\APPLICATION.dll"));
   EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
 }
 
 TEST_F(FileCollector, ExclusionInOtherCaseProtectsNothing) {
   data.Files = {L"ORV\\keep.dll", L"ORV\\a.dll"};
   data.ExcludedFiles = {L"ORV\\Keep.dll", L"ORV\\a.dll", L"ORV\\\\keep.dll"};
-  HandleFiles(session);
-  EXPECT_THAT(session.files, ElementsAre(L"C:\\ORV\\keep.dll"));
+  handleFiles();
+  EXPECT_THAT(work.files, ElementsAre(L"C:\\ORV\\keep.dll"));
 }
 
 TEST_F(FileCollector, WildcardsInBothListsMeanWhatExistsNow) {
@@ -227,10 +227,10 @@ TEST_F(FileCollector, WildcardsInBothListsMeanWhatExistsNow) {
   const std::wstring go = folder.makeFile(L"go-1.log");
   data.Files = {folder / L"*.log", folder / L"keep-2.log"};
   data.ExcludedFiles = {folder / L"keep-*.log"};
-  session.excludedFiles = {L"C:\\before"};
-  HandleFiles(session);
-  EXPECT_THAT(session.files, ElementsAre(go, folder / L"keep-2.log")) << "a pattern protects only what is on the disk";
-  EXPECT_THAT(session.excludedFiles, ElementsAre(L"C:\\before", keep));
+  exclusions.excludedFiles = {L"C:\\before"};
+  handleFiles();
+  EXPECT_THAT(work.files, ElementsAre(go, folder / L"keep-2.log")) << "a pattern protects only what is on the disk";
+  EXPECT_THAT(exclusions.excludedFiles, ElementsAre(L"C:\\before", keep));
 }
 
 TEST_F(FileCollector, PatternsThatTakeAllOfAPlaceOfTheSystemAreRefused) {
@@ -239,9 +239,9 @@ TEST_F(FileCollector, PatternsThatTakeAllOfAPlaceOfTheSystemAreRefused) {
   data.Files = {L"%ORVTESTUNSET%\\*", L"Windows\\System32\\*", L"Program Files\\*.dll", L"ORV\\go.dll"};
   addApplication().Files = {L"C:\\*.*", L"C:\\Users\\.", L"C:\\Windows\\?*", L"C:*", L"C:/Windows/*"};
   const CapturedLog log;
-  HandleFiles(session);
+  handleFiles();
   ::DeleteFileW(file.c_str());
-  EXPECT_THAT(session.files, ElementsAre(L"C:\\ORV\\go.dll"));
+  EXPECT_THAT(work.files, ElementsAre(L"C:\\ORV\\go.dll"));
   const auto refused = [](const std::string& row) {
     return "ERROR Row[" + row + "] names a place of the system and is not carried out";
   };
@@ -257,9 +257,9 @@ TEST_F(FileCollector, NarrowPatternInAPlaceOfTheSystemIsCarriedOut) {
   folder.makeFile(L"any.txt");
   data.Files = {L"windows\\System32\\*orvtestd*.dll", folder / L"*"};
   const CapturedLog log;
-  HandleFiles(session);
+  handleFiles();
   ::DeleteFileW(driver.c_str());
-  EXPECT_THAT(session.files, ::testing::IsSupersetOf({driver, folder / L"any.txt"}));
+  EXPECT_THAT(work.files, ::testing::IsSupersetOf({driver, folder / L"any.txt"}));
   EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
 }
 
@@ -267,8 +267,8 @@ TEST_F(FileCollector, PatternOfTooFewCharactersInAPlaceOfTheSystemIsRefused) {
   data.Files = {L"windows\\System32\\or*.dll", L"windows\\System32\\drivers\\*.sys", folder / L"or*.dll"};
   const std::wstring elsewhere = folder.makeFile(L"or1.dll");
   const CapturedLog log;
-  HandleFiles(session);
-  EXPECT_THAT(session.files, ElementsAre(elsewhere));
+  handleFiles();
+  EXPECT_THAT(work.files, ElementsAre(elsewhere));
   EXPECT_THAT(
       log.lines(),
       ElementsAre(
@@ -283,9 +283,9 @@ TEST_F(FileCollector, ExclusionMayTakeAllOfAPlaceOfTheSystem) {
   data.Files = {kept, L"ORV\\go.dll"};
   data.ExcludedFiles = {L"windows\\System32\\*"};
   const CapturedLog log;
-  HandleFiles(session);
+  handleFiles();
   ::DeleteFileW(kept.c_str());
-  EXPECT_THAT(session.files, ElementsAre(L"C:\\ORV\\go.dll"));
+  EXPECT_THAT(work.files, ElementsAre(L"C:\\ORV\\go.dll"));
   EXPECT_THAT(log.lines(), ElementsAre("DEBUG -----------HandleFiles Getting all data-------------"));
 }
 
@@ -296,10 +296,10 @@ TEST_F(FileCollector, ExclusionOfAFileInTheRootMeetsItsPattern) {
   }
   data.Files = {L"orvtest-*.log"};
   data.ExcludedFiles = {L"orvtest-1.log"};
-  HandleFiles(session);
+  handleFiles();
   ::DeleteFileW(L"C:\\orvtest-1.log");
   ::DeleteFileW(L"C:\\orvtest-2.log");
-  EXPECT_THAT(session.files, ElementsAre(L"C:\\orvtest-2.log"));
+  EXPECT_THAT(work.files, ElementsAre(L"C:\\orvtest-2.log"));
 }
 
 TEST_F(FileCollector, ManyRowsAreCollectedWhole) {
@@ -310,10 +310,10 @@ TEST_F(FileCollector, ManyRowsAreCollectedWhole) {
     data.ExcludedFiles.push_back(L"C:\\ORV\\row " + std::to_wstring(2 * i));
     application.Files.push_back(L"C:\\ORV\\row " + std::to_wstring(i));
   }
-  HandleFiles(session);
-  EXPECT_THAT(session.files, SizeIs(kRows / 2));
-  EXPECT_THAT(session.files, Not(Contains(L"C:\\ORV\\row 100")));
-  EXPECT_THAT(session.files, Contains(L"C:\\ORV\\row 101"));
+  handleFiles();
+  EXPECT_THAT(work.files, SizeIs(kRows / 2));
+  EXPECT_THAT(work.files, Not(Contains(L"C:\\ORV\\row 100")));
+  EXPECT_THAT(work.files, Contains(L"C:\\ORV\\row 101"));
 }
 
 }  // namespace

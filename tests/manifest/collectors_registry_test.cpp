@@ -65,7 +65,7 @@ class RegistryCollector : public CollectorsTest {
   Rows keysOfTheMachine() const {
     const Rows candidates = profileKeys();
     Rows rows;
-    for (const std::wstring& row : session.registryKeys) {
+    for (const std::wstring& row : work.registryKeys) {
       if (std::find(candidates.begin(), candidates.end(), row) == candidates.end()) {
         rows.push_back(row);
       }
@@ -98,7 +98,7 @@ TEST_F(UserProfiles, GiveTwoCandidateKeysEachWhetherTheyExistOrNot) {
 
 TEST_F(RegistryCollector, LogsEveryStep) {
   const CapturedLog log;
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(log.lines(),
               ElementsAre("DEBUG -----------HandleRegistries Getting all data-------------",
                           "DEBUG -----------HandleRegistries Getting HKEY USER Profiles-------------",
@@ -110,10 +110,10 @@ TEST_F(RegistryCollector, LogsEveryStep) {
                           "DEBUG -----------getAllRegistryValues Getting all data-------------",
                           "DEBUG -----------getAllExcludedRegistryValues Getting all data-------------",
                           "DEBUG -----------excludeFromVector Getting all data-------------"));
-  EXPECT_EQ(profileKeys(), session.registryKeys);
-  EXPECT_THAT(session.registryKeysEmpty, IsEmpty());
-  EXPECT_THAT(session.registryValues, IsEmpty());
-  EXPECT_THAT(session.excludedRegistryKeys, IsEmpty());
+  EXPECT_EQ(profileKeys(), work.registryKeys);
+  EXPECT_THAT(work.registryKeysEmpty, IsEmpty());
+  EXPECT_THAT(work.registryValues, IsEmpty());
+  EXPECT_THAT(exclusions.excludedRegistryKeys, IsEmpty());
 }
 
 TEST_F(RegistryCollector, WalksTheKeysOfAllSourcesInOrder) {
@@ -133,7 +133,7 @@ TEST_F(RegistryCollector, WalksTheKeysOfAllSourcesInOrder) {
   driver.RegistryKeys = {kMaker + L"\\Driver"};
   driver.RegistryValues = {kMaker + L"\\Other\\driver", kMaker + L"\\Other\\generic"};
 
-  HandleRegistries(session);
+  handleRegistries();
   Rows keys = profileKeys();
   keys.insert(keys.end(), {kMaker + L"\\App", kMaker + L"\\Missing", kMaker + L"\\Driver"});
   const auto ktlOfUser = std::find_if(keys.begin(), keys.end(), [](const std::wstring& row) {
@@ -142,19 +142,19 @@ TEST_F(RegistryCollector, WalksTheKeysOfAllSourcesInOrder) {
   ASSERT_NE(keys.end(), ktlOfUser);
   const std::wstring settings = *ktlOfUser + L"\\Settings";
   keys.insert(keys.end(), {settings, kMaker + L"\\App\\Inner", kMaker + L"\\App\\Inner\\Deep"});
-  EXPECT_EQ(keys, session.registryKeys);
-  EXPECT_THAT(session.registryValues,
+  EXPECT_EQ(keys, work.registryKeys);
+  EXPECT_THAT(work.registryValues,
               ElementsAre(settings + L"\\s", kMaker + L"\\App\\Inner\\Deep\\", kMaker + L"\\App\\Inner\\x",
                           kMaker + L"\\App\\Version", kMaker + L"\\Driver\\d", kMaker + L"\\Other\\generic",
                           kMaker + L"\\Other\\application", kMaker + L"\\Other\\driver"));
-  EXPECT_THAT(session.registryKeysEmpty, ElementsAre(kMaker)) << "neither walked nor taken away";
+  EXPECT_THAT(work.registryKeysEmpty, ElementsAre(kMaker)) << "neither walked nor taken away";
 }
 
 TEST_F(RegistryCollector, UnknownHiveIsLoggedAndStaysARow) {
   data.RegistryKeys = {L"HKLM\\SOFTWARE\\ORV", L"HKEY_USERS\\S-1-5-21-***\\Software\\ORV"};
   data.ExcludedRegistryKeys = {L"hkey_local_machine\\SOFTWARE\\ORV"};
   const CapturedLog log;
-  HandleRegistries(session);
+  handleRegistries();
   const std::vector<std::string> lines = log.lines();
   ASSERT_THAT(lines, SizeIs(12));
   EXPECT_EQ("DEBUG getRegistryKeysValuesRecursively: HKLM---------hkey is NULL---------------SOFTWARE\\ORV", lines[4]);
@@ -169,10 +169,10 @@ TEST_F(RegistryCollector, RowsThatNameAPlaceOfTheSystemAreRefused) {
   data.RegistryKeys = {kSoftware, kMaker + L"\\Go"};
   data.RegistryKeysEmpty = {L"HKEY_LOCAL_MACHINE\\SYSTEM", kMaker};
   const CapturedLog log;
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kMaker + L"\\Go"));
-  EXPECT_THAT(session.registryKeysEmpty, ElementsAre(kMaker));
-  EXPECT_THAT(session.registryValues, ElementsAre(kMaker + L"\\Go\\gone"));
+  EXPECT_THAT(work.registryKeysEmpty, ElementsAre(kMaker));
+  EXPECT_THAT(work.registryValues, ElementsAre(kMaker + L"\\Go\\gone"));
   const std::string refused = "] names a place of the system and is not carried out";
   EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"ERROR Row[HKEY_LOCAL_MACHINE\\SOFTWARE" + refused,
                                                     "ERROR Row[HKEY_LOCAL_MACHINE\\SYSTEM" + refused}));
@@ -185,9 +185,9 @@ TEST_F(RegistryCollector, KeyOfTheProgramsThatStartWithWindowsIsRefusedAndAValue
   data.RegistryKeys = {run};
   data.RegistryValues = {run + L"\\ORVTrayAgent"};
   const CapturedLog log;
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(keysOfTheMachine(), IsEmpty());
-  EXPECT_THAT(session.registryValues, ElementsAre(run + L"\\ORVTrayAgent"));
+  EXPECT_THAT(work.registryValues, ElementsAre(run + L"\\ORVTrayAgent"));
   EXPECT_THAT(log.lines(),
               ::testing::Contains("ERROR Row[" + narrow(run) + "] names a place of the system and is not carried out"));
 }
@@ -198,43 +198,46 @@ TEST_F(RegistryCollector, ProtectedKeyKeepsItselfItsContentsAndItsAncestors) {
   data.RegistryKeys = {kMaker};
   data.RegistryKeysEmpty = {kMaker};
   data.ExcludedRegistryKeys = {kMaker + L"\\Keep"};
-  HandleRegistries(session);
+  const ProtectedRegistryRows rows = handleRegistries();
+  const std::wstring keep = kMaker + L"\\Keep";
+  EXPECT_EQ(rows.keys, (ProtectedRows{{kMaker, keep}, {keep, keep}, {keep + L"\\Inner", keep}}));
+  EXPECT_EQ(rows.values, (ProtectedRows{{keep + L"\\Inner\\kept", keep}}));
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kMaker + L"\\Go"));
-  EXPECT_THAT(session.registryValues, ElementsAre(kMaker + L"\\Go\\gone"));
-  EXPECT_THAT(session.excludedRegistryKeys,
+  EXPECT_THAT(work.registryValues, ElementsAre(kMaker + L"\\Go\\gone"));
+  EXPECT_THAT(exclusions.excludedRegistryKeys,
               ElementsAre(kSoftware, kMaker, kMaker + L"\\Keep", kMaker + L"\\Keep\\Inner"));
-  EXPECT_THAT(session.excludedRegistryValues, ElementsAre(kMaker + L"\\Keep\\Inner\\kept"));
-  EXPECT_THAT(session.registryKeysEmpty, ElementsAre(kMaker)) << "no exclusion reaches this list";
+  EXPECT_THAT(exclusions.excludedRegistryValues, ElementsAre(kMaker + L"\\Keep\\Inner\\kept"));
+  EXPECT_THAT(work.registryKeysEmpty, ElementsAre(kMaker)) << "no exclusion reaches this list";
 }
 
 TEST_F(RegistryCollector, ProtectedKeyThatDoesNotExistProtectsNothing) {
   plantKey(kMaker + L"\\Go");
   data.RegistryKeys = {kMaker + L"\\Go", kMaker + L"\\Missing"};
   data.ExcludedRegistryKeys = {kMaker + L"\\Missing"};
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kMaker + L"\\Go", kMaker + L"\\Missing"));
-  EXPECT_THAT(session.excludedRegistryKeys, IsEmpty());
+  EXPECT_THAT(exclusions.excludedRegistryKeys, IsEmpty());
 }
 
 TEST_F(RegistryCollector, ProtectedKeyInOtherCaseProtectsNothing) {
   plantKey(kMaker + L"\\Keep");
   data.RegistryKeys = {kMaker + L"\\Keep"};
   data.ExcludedRegistryKeys = {kMaker + L"\\KEEP"};
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kMaker + L"\\Keep"));
 }
 
 TEST_F(RegistryCollector, ExclusionsThatStandAlreadyCount) {
   plantKey(kMaker + L"\\Rejected");
   plantKey(kMaker + L"\\Go");
-  session.excludedRegistryKeys = {kMaker + L"\\Rejected"};
-  session.excludedRegistryValues = {kMaker + L"\\Other\\rejected"};
+  exclusions.excludedRegistryKeys = {kMaker + L"\\Rejected"};
+  exclusions.excludedRegistryValues = {kMaker + L"\\Other\\rejected"};
   data.RegistryKeys = {kMaker + L"\\Rejected", kMaker + L"\\Go"};
   data.RegistryValues = {kMaker + L"\\Other\\rejected", kMaker + L"\\Other\\listed", kMaker + L"\\Other\\Listed"};
   data.ExcludedRegistryValues = {kMaker + L"\\Other\\listed"};
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kMaker + L"\\Go"));
-  EXPECT_THAT(session.registryValues, ElementsAre(kMaker + L"\\Other\\Listed"));
+  EXPECT_THAT(work.registryValues, ElementsAre(kMaker + L"\\Other\\Listed"));
 }
 
 // A factory reset protects this one value: what restores the machine reads it afterwards.
@@ -244,16 +247,18 @@ TEST_F(RegistryCollector, ProtectedValueKeepsItsKeyAndNoOtherValue) {
   plantString(kInstall + L"\\Packages", L"count", L"1");
   data.RegistryKeys = {kInstall};
   data.ExcludedRegistryValues = {kInstall + L"\\GraphicType"};
-  HandleRegistries(session);
+  const ProtectedRegistryRows rows = handleRegistries();
+  EXPECT_EQ(rows.keys, (ProtectedRows{{kInstall, kInstall + L"\\GraphicType"}}));
+  EXPECT_EQ(rows.values, (ProtectedRows{{kInstall + L"\\GraphicType", kInstall + L"\\GraphicType"}}));
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kInstall + L"\\Packages"));
-  EXPECT_THAT(session.registryValues, ElementsAre(kInstall + L"\\Packages\\count", kInstall + L"\\InstallDir"));
+  EXPECT_THAT(work.registryValues, ElementsAre(kInstall + L"\\Packages\\count", kInstall + L"\\InstallDir"));
 }
 
 TEST_F(RegistryCollector, ProtectedValueDoesNotKeepTheKeysAbove) {
   plantString(kInstall, L"GraphicType", L"1");
   data.RegistryKeys = {kSoftware + L"\\KTL Systems"};
   data.ExcludedRegistryValues = {kInstall + L"\\GraphicType"};
-  HandleRegistries(session);
+  handleRegistries();
   EXPECT_THAT(keysOfTheMachine(), ElementsAre(kSoftware + L"\\KTL Systems"));
 }
 
@@ -263,9 +268,9 @@ TEST_F(RegistryCollector, ManyRowsAreCollectedWhole) {
     data.RegistryValues.push_back(kMaker + L"\\Other\\row " + std::to_wstring(i));
     data.ExcludedRegistryValues.push_back(kMaker + L"\\Other\\row " + std::to_wstring(2 * i));
   }
-  HandleRegistries(session);
-  EXPECT_THAT(session.registryValues, SizeIs(kRows / 2));
-  EXPECT_THAT(session.registryValues, Not(Contains(kMaker + L"\\Other\\row 100")));
+  handleRegistries();
+  EXPECT_THAT(work.registryValues, SizeIs(kRows / 2));
+  EXPECT_THAT(work.registryValues, Not(Contains(kMaker + L"\\Other\\row 100")));
 }
 
 TEST_F(ExcludedKeyAncestors, AreAddedInOrderOfCodeUnitsEachOnce) {
@@ -299,21 +304,6 @@ TEST_F(ExcludedKeyAncestors, KeyRightBelowTheHiveHasNone) {
   EXPECT_THAT(keys, ElementsAre(kSoftware));
   keys.clear();
   addExcludedKeyAncestors(keys);
-  EXPECT_THAT(keys, IsEmpty());
-}
-
-TEST(ParentsOfExcludedValues, AreTakenAwayByWholeRows) {
-  std::vector<std::wstring> keys = {L"H\\a", L"H\\A", L"H\\a\\b", L"whole", L"H", L"H\\default", L"H\\a"};
-  excludeParentsOfExcludedValues({L"H\\a\\value", L"H\\a\\other", L"whole", L"H\\default\\"}, keys);
-  EXPECT_THAT(keys, ElementsAre(L"H\\A", L"H\\a\\b", L"H"));
-}
-
-TEST(ParentsOfExcludedValues, EmptyListsChangeNothing) {
-  std::vector<std::wstring> keys = {L"H\\a", L""};
-  excludeParentsOfExcludedValues({}, keys);
-  EXPECT_THAT(keys, ElementsAre(L"H\\a", L""));
-  keys.clear();
-  excludeParentsOfExcludedValues({L"H\\a\\value"}, keys);
   EXPECT_THAT(keys, IsEmpty());
 }
 

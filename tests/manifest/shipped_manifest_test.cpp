@@ -20,6 +20,7 @@
 #include "manifest_document.h"
 #include "manifest_rules.h"
 #include "resource_ids.h"
+#include "system/binary_resource.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -92,10 +92,15 @@ class ReportTest : public testing::Test {
   void write(const Lists& lists) const { writeInto(folder.path(), lists); }
 
   static void writeInto(const std::wstring& path, const Lists& lists) {
-    writeRemovalReport(path, L"uninst", named<ApplicationPackage>(lists.existingApplications),
-                       named<DriverPackage>(lists.existingDrivers),
-                       named<ApplicationPackage>(lists.removedApplications), named<DriverPackage>(lists.removedDrivers),
-                       named<ApplicationPackage>(lists.failedApplications), named<DriverPackage>(lists.failedDrivers));
+    EligiblePackages existing;
+    existing.eligibleApplications = named<ApplicationPackage>(lists.existingApplications);
+    existing.eligibleDrivers = named<DriverPackage>(lists.existingDrivers);
+    PackageResults results;
+    results.removedApplications = named<ApplicationPackage>(lists.removedApplications);
+    results.removedDrivers = named<DriverPackage>(lists.removedDrivers);
+    results.failedApplications = named<ApplicationPackage>(lists.failedApplications);
+    results.failedDrivers = named<DriverPackage>(lists.failedDrivers);
+    writeRemovalReport(path, L"uninst", existing, results);
   }
 
   std::string report() const { return withoutCarriageReturns(readFile(reportPath())); }

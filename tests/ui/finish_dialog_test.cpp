@@ -8,7 +8,6 @@
 #include <windows.h>
 
 #include "app/cleanup_session.h"
-#include "app/finish_run.h"
 #include "resources/resource_ids.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
@@ -231,9 +230,9 @@ TEST_F(FinishDialog, DestroyingItPostsTheQuitMessage) {
 TEST_F(FinishDialog, EndOfARunHidesItAsksAndPostsTheQuitMessage) {
   wchar_t arguments[] = L"";
   CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  quitRequested = 0;
-  rebootAfterRun = false;
-  RunOutcome = 0;
+  session.quitRequested = false;
+  session.switches.rebootAfterRun = false;
+  session.outcome = 0;
   session.showFinishDialog();
   dialog = session.finishDialog;
   ASSERT_TRUE(dialog);
@@ -242,7 +241,7 @@ TEST_F(FinishDialog, EndOfARunHidesItAsksAndPostsTheQuitMessage) {
   pumpWaitingMessages(dialog);
   press(1);
   EXPECT_FALSE(::IsWindowVisible(dialog));
-  EXPECT_EQ(quitRequested, 1);
+  EXPECT_TRUE(session.quitRequested);
   EXPECT_EQ(questions,
             (std::vector<std::wstring>{L"ORV Cleanup Utility: Actions taken by ORV Cleanup Utility require a system "
                                        L"reboot. Would you like to reboot now?"}));
@@ -254,7 +253,7 @@ TEST_F(FinishDialog, QuestionAboutTheRestartIsTranslated) {
   languageFilePath = folder.makeFile(L"DEU.xml", kGermanFile);
   wchar_t arguments[] = L"";
   CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  rebootAfterRun = false;
+  session.switches.rebootAfterRun = false;
   session.onFinish(nullptr);
   EXPECT_EQ(questions, (std::vector<std::wstring>{L"Titel: Neustart?"}));
 }

@@ -32,12 +32,27 @@ class SplashFixture : public testing::Test {
   }
 
   // Opens the window and waits until it is complete. The style is the last thing that it sets.
-  void open(const CleanupSession* session = nullptr, const std::wstring& title = L"ORV Cleanup Utility") {
-    splash = std::make_unique<SplashWindow>(IDD_SPLASH, session);
+  void open(SplashWindow::TextLookup text = nullptr, const std::wstring& title = L"ORV Cleanup Utility") {
+    splash = std::make_unique<SplashWindow>(IDD_SPLASH, text);
     ASSERT_TRUE(waitUntil([this, &title] {
       window = findDialog(title);
       return window && (::GetWindowLongW(window, GWL_STYLE) & WS_MINIMIZEBOX);
     }));
+  }
+
+  // The child that is the background: it has no number.
+  HWND background() const {
+    HWND found = nullptr;
+    ::EnumChildWindows(
+        window,
+        [](HWND child, LPARAM result) {
+          if (::GetDlgCtrlID(child) == 0) {
+            *reinterpret_cast<HWND*>(result) = child;
+          }
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
   }
 
   HWND control(int id) const { return ::GetDlgItem(window, id); }

@@ -1,62 +1,27 @@
-// splash_window_test - the small window that shows that work goes on: template, texts, animation, mouse, end.
+// splash_window_test - the small window that shows that work goes on: template, texts, animation, end.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <windows.h>
 
-#include "app/cleanup_session.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
+#include "ui/recorded.h"
 #include "ui/splash_fixture.h"
 #include "ui/template_reader.h"
 
 namespace {
 
-constexpr WPARAM kMoveByMouse = 0xF012;
-
 // What the splash thread has done.
-std::mutex recordMutex;
-std::vector<WPARAM> systemCommands;
-std::vector<HWND> commandedWindows;
-std::vector<HCURSOR> cursors;
 std::vector<UINT> timerIntervals;
 std::vector<HWND> redrawn;
-std::vector<std::string> mouseCalls;
 bool timerStands = false;
-bool movesForReal = false;
-
-template <class Value>
-void record(std::vector<Value>& list, Value value) {
-  const std::lock_guard lock(recordMutex);
-  list.push_back(value);
-}
-
-template <class Value>
-std::vector<Value> recorded(const std::vector<Value>& list) {
-  const std::lock_guard lock(recordMutex);
-  return list;
-}
 
 }  // namespace
-
-LINK_SEAM(LRESULT, SendMessageW, (HWND window, UINT message, WPARAM wParam, LPARAM lParam)) {
-  if (message == WM_SYSCOMMAND) {
-    record(systemCommands, wParam);
-    record(commandedWindows, window);
-    record(mouseCalls, std::string("command"));
-    if ((wParam & 0xFFF0) == SC_MOVE && !movesForReal) {
-      return 0;  // it would wait for the mouse, or for keys
-    }
-  }
-  return realFunction<decltype(&::SendMessageW)>(L"user32.dll", "SendMessageW")(window, message, wParam, lParam);
-}
 
 // What the splash thread tells the system about DPI before its window is made, and behind it. This program stands in
 // for the library that it looks in: the bench machine's own does not know of hosting.
@@ -99,21 +64,11 @@ LINK_SEAM(HWND, CreateDialogParamW, (HINSTANCE module, LPCWSTR name, HWND owner,
                                                                                             procedure, parameter);
 }
 
-LINK_SEAM(BOOL, ReleaseCapture, ()) {
-  record(mouseCalls, std::string("release"));
-  return realFunction<decltype(&::ReleaseCapture)>(L"user32.dll", "ReleaseCapture")();
-}
-
 LINK_SEAM(BOOL, InvalidateRect, (HWND window, const RECT* rectangle, BOOL erase)) {
   if (!rectangle && !erase) {
     record(redrawn, window);
   }
   return realFunction<decltype(&::InvalidateRect)>(L"user32.dll", "InvalidateRect")(window, rectangle, erase);
-}
-
-LINK_SEAM(HCURSOR, SetCursor, (HCURSOR cursor)) {
-  record(cursors, cursor);
-  return realFunction<decltype(&::SetCursor)>(L"user32.dll", "SetCursor")(cursor);
 }
 
 LINK_SEAM(UINT_PTR, SetTimer, (HWND window, UINT_PTR timer, UINT interval, TIMERPROC procedure)) {
@@ -130,55 +85,18 @@ class Splash : public SplashFixture {
  protected:
   void SetUp() override {
     SplashFixture::SetUp();
-    systemCommands.clear();
-    cursors.clear();
     timerIntervals.clear();
     redrawn.clear();
-    mouseCalls.clear();
     timerStands = false;
-    commandedWindows.clear();
-    movesForReal = false;
     dpiCalls.clear();
     dpiThreads.clear();
     dpiIsRecorded = false;
-  }
-
-  // Has the window in a drag whose button never comes up.
-  void beginDrag() {
-    movesForReal = true;
-    ::PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, 0);
-    ASSERT_TRUE(waitUntil([] { return !recorded(systemCommands).empty(); }));
-    ASSERT_TRUE(waitUntil([this] {
-      GUITHREADINFO info = {};
-      info.cbSize = sizeof(info);
-      return ::GetGUIThreadInfo(::GetWindowThreadProcessId(window, nullptr), &info) && info.hwndMoveSize == window;
-    }));
-  }
-
-  // The child that is the background: it has no number.
-  HWND background() const {
-    HWND found = nullptr;
-    ::EnumChildWindows(
-        window,
-        [](HWND child, LPARAM result) {
-          if (::GetDlgCtrlID(child) == 0) {
-            *reinterpret_cast<HWND*>(result) = child;
-          }
-          return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&found));
-    return found;
   }
 
   LOGFONTW font(int id) const {
     LOGFONTW font = {};
     ::GetObjectW(reinterpret_cast<HFONT>(::SendMessageW(control(id), WM_GETFONT, 0, 0)), sizeof(font), &font);
     return font;
-  }
-
-  void minimise() {
-    ::PostMessageW(control(IDC_SPLASH_MINIMISE), WM_LBUTTONDOWN, MK_LBUTTON, 0);
-    ASSERT_TRUE(waitUntil([this] { return ::IsIconic(window) != FALSE; }));
   }
 };
 
@@ -217,28 +135,24 @@ TEST_F(Splash, Template) {
 }
 
 TEST_F(Splash, WithoutALanguageFileTheEnglishTextsShow) {
-  wchar_t arguments[] = L"";
-  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  open(&session);
+  open(&userText);
   EXPECT_EQ(windowText(window), L"ORV Cleanup Utility");
   EXPECT_EQ(controlText(window, 1004), L"Removing Drivers, Applications, Utilities");
   EXPECT_EQ(controlText(window, 1013), L"Cleanup Utility");
   EXPECT_EQ(controlText(window, 1014), L"—");
 }
 
-TEST_F(Splash, TextsAreTranslatedWithASession) {
+TEST_F(Splash, TextsAreThoseOfTheLookup) {
   const TestFolder folder;
   languageFilePath = folder.makeFile(L"DEU.xml",
                                      "<Language X><c Value=\"126\">Titel</c><c Value=\"139\">Entfernen</c>"
                                      "<c Value=\"140\">Werkzeug</c></Language>");
-  wchar_t arguments[] = L"";
-  const CleanupSession session(::GetModuleHandleW(nullptr), arguments, SW_SHOW);
-  open(&session, L"Titel");
+  open(&userText, L"Titel");
   EXPECT_EQ(controlText(window, 1004), L"Entfernen");
   EXPECT_EQ(controlText(window, 1013), L"Werkzeug");
 }
 
-TEST_F(Splash, TextsStayEnglishWithoutASession) {
+TEST_F(Splash, TextsStayEnglishWithoutALookup) {
   const TestFolder folder;
   languageFilePath =
       folder.makeFile(L"DEU.xml", "<Language X><c Value=\"126\">Titel</c><c Value=\"139\">Entfernen</c></Language>");
@@ -351,104 +265,8 @@ TEST_F(Splash, HostingOfOtherDpisIsAllowedToItsThreadAndTakenBack) {
   EXPECT_EQ(recorded(dpiThreads), std::vector<DWORD>(whole.size(), splashThread));
 }
 
-TEST_F(Splash, GlyphMinimisesItAndTheDotsGoOn) {
-  open();
-  minimise();
-  EXPECT_EQ(recorded(systemCommands), std::vector<WPARAM>{SC_MINIMIZE});
-  EXPECT_EQ(nextDots(2).size(), 2u);
-}
-
-TEST_F(Splash, AnyOtherPointMovesItAndTheDotsGoOn) {
-  open();
-  const std::vector<HWND> points = {window, control(1004), control(1005), control(1013), background()};
-  std::vector<std::string> expectedCalls;
-  for (std::size_t count = 0; count < points.size(); ++count) {
-    ::PostMessageW(points[count], WM_LBUTTONDOWN, MK_LBUTTON, 0);
-    EXPECT_TRUE(waitUntil([count] { return recorded(systemCommands).size() == count + 1; })) << count;
-    expectedCalls.insert(expectedCalls.end(), {"release", "command"});
-  }
-  EXPECT_EQ(recorded(systemCommands), std::vector<WPARAM>(points.size(), kMoveByMouse));
-  EXPECT_EQ(recorded(commandedWindows), std::vector<HWND>(points.size(), window)) << "whatever the point is of";
-  EXPECT_EQ(recorded(mouseCalls), expectedCalls);
-  EXPECT_FALSE(::IsIconic(window));
-  EXPECT_EQ(nextDots(2).size(), 2u);
-}
-
-TEST_F(Splash, IsWhereTheMouseHasMovedItAndTheDotsGoOn) {
-  constexpr int kRight = 40;
-  constexpr int kDown = 25;
-  movesForReal = true;
-  open();
-  RECT before = {};
-  ::GetWindowRect(window, &before);
-  POINT start = {before.left + 50, before.top + 50};
-  ::SetCursorPos(start.x, start.y);
-  ::PostMessageW(control(1013), WM_LBUTTONDOWN, MK_LBUTTON, 0);
-  GUITHREADINFO thread = {};
-  thread.cbSize = sizeof(thread);
-  EXPECT_TRUE(waitUntil([this, &thread] {
-    return ::GetGUIThreadInfo(::GetWindowThreadProcessId(window, nullptr), &thread) && (thread.flags & GUI_INMOVESIZE);
-  }));
-  EXPECT_EQ(thread.hwndMoveSize, window);
-  ::SetCursorPos(start.x + kRight, start.y + kDown);
-  ::PostMessageW(window, WM_MOUSEMOVE, MK_LBUTTON, 0);
-  ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
-  ::PostMessageW(window, WM_KEYDOWN, VK_ESCAPE, 0);  // ends also a move that the button does not end
-  RECT after = {};
-  EXPECT_TRUE(waitUntil([&] { return ::GetWindowRect(window, &after) && after.left != before.left; }));
-  EXPECT_EQ(after.left - before.left, kRight);
-  EXPECT_EQ(after.top - before.top, kDown);
-  EXPECT_EQ(after.right - before.right, kRight);
-  EXPECT_EQ(after.bottom - before.bottom, kDown);
-  EXPECT_EQ(nextDots(2).size(), 2u);
-}
-
-TEST_F(Splash, DotsGoOnDuringADrag) {
-  open();
-  beginDrag();
-  EXPECT_EQ(nextDots(3).size(), 3u);
-  ::PostMessageW(window, WM_LBUTTONUP, 0, 0);
-  minimise();  // the window listens again
-}
-
-TEST_F(Splash, ClosingDuringADragDoesNotWaitForTheUser) {
-  open();
-  beginDrag();
-  std::atomic<bool> closed = false;
-  std::thread run([this, &closed] {
-    splash.reset();
-    closed = true;
-  });
-  EXPECT_TRUE(waitUntil([&closed] { return closed.load(); }));
-  ::PostMessageW(window, WM_LBUTTONUP, 0, 0);  // or a window that waits would hang the test
-  run.join();
-  EXPECT_FALSE(::IsWindow(window));
-}
-
-TEST_F(Splash, HandShowsOverTheGlyphAlone) {
-  const HCURSOR hand = ::LoadCursorW(nullptr, IDC_HAND);
-  open();
-  const auto handShown = [hand] {
-    const std::vector<HCURSOR> shown = recorded(cursors);
-    return std::find(shown.begin(), shown.end(), hand) != shown.end();
-  };
-  ::PostMessageW(control(1013), WM_MOUSEMOVE, 0, 0);
-  ::PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, 0);  // comes behind it
-  ASSERT_TRUE(waitUntil([] { return !recorded(systemCommands).empty(); }));
-  EXPECT_FALSE(handShown());
-  ::PostMessageW(control(1014), WM_MOUSEMOVE, 0, 0);
-  EXPECT_TRUE(waitUntil(handShown));
-}
-
 TEST_F(Splash, ClosingEndsTheThreadAndTheWindow) {
   open();
-  splash.reset();
-  EXPECT_FALSE(::IsWindow(window));
-}
-
-TEST_F(Splash, ClosingEndsTheThreadWhileTheWindowIsMinimised) {
-  open();
-  minimise();
   splash.reset();
   EXPECT_FALSE(::IsWindow(window));
 }

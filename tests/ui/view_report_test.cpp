@@ -15,6 +15,7 @@
 #include "support/test_registry.h"
 #include "ui/finish_dialog.h"
 #include "ui/program_module.h"
+#include "ui/view_report.h"
 #include "ui/window_fixture.h"
 
 namespace {

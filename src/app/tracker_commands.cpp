@@ -1,4 +1,4 @@
-#include "manifest/tracker_commands.h"
+#include "app/tracker_commands.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -12,10 +12,10 @@
 
 namespace {
 
-// The number stands in the log line and is not the time-out.
+// Appears in the log line; it is not the time-out.
 constexpr int kLaunchKind = 2;
 
-// A number that the wait can hold: no time-out turns into one without an end, and none below zero into one of weeks.
+// Clamped, so that a long time-out does not become INFINITE and a negative one does not become weeks.
 DWORD toMilliseconds(std::int32_t seconds) {
   return static_cast<DWORD>(std::clamp<std::int64_t>(std::int64_t{seconds} * 1000, 0, INFINITE - 1));
 }
@@ -30,12 +30,12 @@ void handlePKMTrackerBinaries(std::vector<TrackerCommand> commands) {
       continue;
     }
     try {
-      // A thread of its own gives the shell an apartment of its own; the wait keeps the commands one after the other.
+      // The shell needs a COM apartment of its own, hence the thread. Waiting for it keeps the commands in sequence.
       std::async(std::launch::async, LaunchProcessAndWait, command.Process, command.CommandLine,
                  toMilliseconds(command.Timeout))
           .get();
     } catch (...) {
-      // Its log line is all that a failed command costs; the next one runs.
+      // A failed command has been logged; the next one runs.
     }
   }
 }

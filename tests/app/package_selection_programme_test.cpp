@@ -1,9 +1,9 @@
-// eligibility_programme_test - the package that carries the experience programme: what the user's choices keep, and how
-// the programme's installer package is saved before the control panel goes.
+// package_selection_programme_test - the package that carries the experience programme: what the user's choices keep,
+// and how the programme's installer package is saved before the control panel goes.
 
 #include <optional>
 
-#include "app/eligibility_fixture.h"
+#include "app/package_selection_fixture.h"
 #include "support/link_seam.h"
 #include "support/test_folder.h"
 #include "support/text.h"
@@ -81,11 +81,11 @@ class ExperienceProgramme : public SelectionTest {
     folder.makeDirectory(L"Programme");
     ::SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_NORMAL);
     ::DeleteFileW(target.c_str());
-    session.eligibleApplications.clear();
-    session.excludedRegistryKeys.clear();
-    session.excludedRegistryValues.clear();
-    session.excludedProcesses.clear();
-    session.excludedScheduledTasks.clear();
+    packages.eligibleApplications.clear();
+    exclusions.excludedRegistryKeys.clear();
+    exclusions.excludedRegistryValues.clear();
+    exclusions.excludedProcesses.clear();
+    exclusions.excludedScheduledTasks.clear();
     data.ExcludedDirectories.clear();
     data.ExcludedFiles.clear();
   }
@@ -107,7 +107,7 @@ class ExperienceProgramme : public SelectionTest {
     plantString(kInstalled, L"InstallDir", installDir());
   }
 
-  bool isEligible() const { return namesOf(session.eligibleApplications) == Names{L"Common"}; }
+  bool isEligible() const { return namesOf(packages.eligibleApplications) == Names{L"Common"}; }
 
   // The exclusions of a package that was merged on its way out of the control panel's folder.
   Exclusions mergedWithTask() const {
@@ -129,7 +129,7 @@ class ExperienceProgramme : public SelectionTest {
     expected.push_back(kChosen);
     EXPECT_EQ(lines, expected);
     EXPECT_TRUE(isEligible());
-    EXPECT_EQ(exclusionsOf(session), Exclusions());
+    EXPECT_EQ(exclusionsOf(data, exclusions), Exclusions());
     EXPECT_FALSE(valueExists(kProgramme, kTuning));
     EXPECT_EQ(readDword(kProgramme, kGraphics), std::optional<DWORD>(1));
   }
@@ -170,8 +170,8 @@ TEST_F(ExperienceProgramme, OutcomesFollowTheChoicesAndThePlaceOfTheInstallerPac
     expected.push_back(row.eligible ? kChosen : kNotOptedIn);
     EXPECT_EQ(lines, expected);
     EXPECT_EQ(isEligible(), row.eligible);
-    EXPECT_EQ(session.eligibleApplications.size(), row.eligible ? 1u : 0u);
-    EXPECT_EQ(exclusionsOf(session), row.moved ? mergedWithTask() : Exclusions());
+    EXPECT_EQ(packages.eligibleApplications.size(), row.eligible ? 1u : 0u);
+    EXPECT_EQ(exclusionsOf(data, exclusions), row.moved ? mergedWithTask() : Exclusions());
     EXPECT_EQ(readFile(target), row.moved ? "installer package" : "");
     EXPECT_EQ(readString(kInstalled, L"OriginalDB"), row.moved ? target : package);
     EXPECT_EQ(readString(kInstalled, L"InstallDir"), installDir());
@@ -256,7 +256,7 @@ TEST_F(ExperienceProgramme, PackageOutsideTheControlPanelNeedsNoFolder) {
   plantStatus(1, 1);
   plantString(kInstalled, L"OriginalDB", L"C:\\Elsewhere\\lumio\\UXF.msi");  // the word is searched for with its case
   EXPECT_EQ(selectApplications(), (Lines{kHeader, kChosen}));
-  EXPECT_EQ(exclusionsOf(session), Exclusions());
+  EXPECT_EQ(exclusionsOf(data, exclusions), Exclusions());
   EXPECT_EQ(readDword(kProgramme, kTuning), std::optional<DWORD>(1));
 }
 
@@ -279,7 +279,7 @@ TEST_F(ExperienceProgramme, InstallerPackagesPathMayHave129Characters) {
     const Lines lines = selectApplications();
     if (length == 129) {
       EXPECT_EQ(readString(kInstalled, L"OriginalDB"), target) << "read, and rewritten though there is nothing to copy";
-      EXPECT_EQ(exclusionsOf(session), mergedWithTask());
+      EXPECT_EQ(exclusionsOf(data, exclusions), mergedWithTask());
     } else {
       expectGivenUp(lines);
       EXPECT_EQ(readString(kInstalled, L"OriginalDB"), package);
@@ -294,7 +294,7 @@ TEST_F(ExperienceProgramme, ReadOnlyTargetIsReplaced) {
   plantPackage(source);
   selectApplications();
   EXPECT_EQ(readFile(target), "installer package");
-  EXPECT_EQ(exclusionsOf(session), mergedWithTask());
+  EXPECT_EQ(exclusionsOf(data, exclusions), mergedWithTask());
 }
 
 TEST_F(ExperienceProgramme, CopyThatFailsIsLoggedAndChangesNothingInWhatFollows) {
@@ -309,7 +309,7 @@ TEST_F(ExperienceProgramme, CopyThatFailsIsLoggedAndChangesNothingInWhatFollows)
   expected.insert(expected.end(), {kExcluded, kChosen});
   EXPECT_EQ(selectApplications(), expected);
   EXPECT_TRUE(isEligible());
-  EXPECT_EQ(exclusionsOf(session), mergedWithTask());
+  EXPECT_EQ(exclusionsOf(data, exclusions), mergedWithTask());
   EXPECT_EQ(readString(kInstalled, L"OriginalDB"), target);
   EXPECT_EQ(readDword(kProgramme, kTuning), std::optional<DWORD>(1));
 }
@@ -362,5 +362,5 @@ TEST_F(ExperienceProgramme, PackageThatWasMovedIsNotMovedAgain) {
   plantPackage(source);
   selectApplications();
   EXPECT_EQ(selectApplications(), (Lines{kHeader, kChosen}));
-  EXPECT_EQ(session.excludedScheduledTasks, (Names{L"StartUXF"}));
+  EXPECT_EQ(exclusions.excludedScheduledTasks, (Names{L"StartUXF"}));
 }

@@ -1,4 +1,4 @@
-// eligibility_fixture - a session with a few packages, and a look at every list that the selection fills.
+// package_selection_fixture - a few packages, and a look at every list that the selection of packages fills.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,9 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
-#include "app/cleanup_session.h"
+#include "app/package_selection.h"
 #include "support/captured_log.h"
 #include "support/test_registry.h"
 
@@ -49,17 +47,15 @@ inline DriverPackage driverWithRows(const std::wstring& name) {
 // Every exclusion list of a run; what the selection must not touch is there too.
 struct Exclusions {
   Names registryKeys, directories, registryValues, files, processes, services, scheduledTasks;
-  Names sessionDirectories, sessionFiles;
+  Names expandedDirectories, expandedFiles;
 
   bool operator==(const Exclusions&) const = default;
 };
 
-inline Exclusions exclusionsOf(const CleanupSession& session) {
-  return {session.excludedRegistryKeys,   session.scrubListData->ExcludedDirectories,
-          session.excludedRegistryValues, session.scrubListData->ExcludedFiles,
-          session.excludedProcesses,      session.excludedServices,
-          session.excludedScheduledTasks, session.excludedDirectories,
-          session.excludedFiles};
+inline Exclusions exclusionsOf(const ScrubListData& data, const ExclusionLists& lists) {
+  return {lists.excludedRegistryKeys,   data.ExcludedDirectories,  lists.excludedRegistryValues,
+          data.ExcludedFiles,           lists.excludedProcesses,   lists.excludedServices,
+          lists.excludedScheduledTasks, lists.excludedDirectories, lists.excludedFiles};
 }
 
 // What the exclusions are when nothing but this application was merged.
@@ -75,27 +71,25 @@ inline Exclusions exclusionsFor(const ApplicationPackage& package) {
 
 class SelectionTest : public testing::Test {
  protected:
-  SelectionTest() : session(::GetModuleHandleW(nullptr), arguments, SW_SHOW), data(*session.scrubListData) {}
-
   Lines selectApplications() {
     const CapturedLog log;
-    session.selectEligibleApplications();
+    selectEligibleApplications(data, packages, exclusions);
     return log.lines();
   }
 
   Lines selectDrivers() {
     const CapturedLog log;
-    session.selectEligibleDrivers();
+    selectEligibleDrivers(data, packages, exclusions);
     return log.lines();
   }
 
   Lines filter() {
     const CapturedLog log;
-    session.filterInstalledApplications();
+    filterInstalledApplications(data, packages);
     return log.lines();
   }
 
-  wchar_t arguments[1] = L"";
-  CleanupSession session;
-  ScrubListData& data;
+  ScrubListData data;
+  EligiblePackages packages;
+  ExclusionLists exclusions;
 };

@@ -1,4 +1,4 @@
-#include "manifest/tracker_commands.h"
+#include "app/tracker_commands.h"
 
 #include <atomic>
 #include <cstdint>

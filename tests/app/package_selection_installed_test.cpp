@@ -1,5 +1,5 @@
-// eligibility_installed_test - what is left of the chosen applications when the installer has been asked, the lists of
-// what goes, and the branding package that is wiped at once.
+// package_selection_installed_test - what is left of the chosen applications when the installer has been asked, the
+// lists of what goes, and the branding package that is wiped at once.
 
 #include <map>
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 #include <msi.h>
 
-#include "app/eligibility_fixture.h"
+#include "app/package_selection_fixture.h"
 #include "support/link_seam.h"
 #include "system/registry.h"
 
@@ -91,8 +91,8 @@ class InstalledApplications : public SelectionTest {
   void plantBranding() {
     relatedProducts[L"{a}"] = relatedProducts[L"{b}"] = oneProduct(L"Other");
     relatedProducts[kBrandingCode] = oneProduct(L"Branding");
-    session.eligibleApplications = {application(L"Before", L"{a}"), application(L"LMBranding64", kBrandingCode),
-                                    application(L"Behind", L"{b}")};
+    packages.eligibleApplications = {application(L"Before", L"{a}"), application(L"LMBranding64", kBrandingCode),
+                                     application(L"Behind", L"{b}")};
     plantString(kUninstallEntry, L"DisplayName", L"Branding");
   }
 
@@ -110,15 +110,15 @@ TEST_F(InstalledApplications, NothingChosenGivesTheTwoHeadersAlone) {
 
 TEST_F(InstalledApplications, PackageThatTheInstallerDoesNotKnowIsDropped) {
   // Asked of the machine's own installer.
-  session.eligibleApplications = {application(L"Unknown", L"{30000000-0000-0000-0000-000000000001}")};
+  packages.eligibleApplications = {application(L"Unknown", L"{30000000-0000-0000-0000-000000000001}")};
   EXPECT_EQ(filter(), (Lines{kApplicationsHeader, kStoreHeader}));
-  EXPECT_TRUE(session.eligibleApplications.empty());
-  EXPECT_EQ(exclusionsOf(session), Exclusions()) << "a dropped package is not protected";
+  EXPECT_TRUE(packages.eligibleApplications.empty());
+  EXPECT_EQ(exclusionsOf(data, exclusions), Exclusions()) << "a dropped package is not protected";
 }
 
 TEST_F(InstalledApplications, MalformedCodeKeepsThePackage) {
   relatedProducts[L""].error = relatedProducts[L"{not a code}"].error = ERROR_INVALID_PARAMETER;
-  session.eligibleApplications = {application(L"No code", L""), application(L"Malformed", L"{not a code}")};
+  packages.eligibleApplications = {application(L"No code", L""), application(L"Malformed", L"{not a code}")};
   EXPECT_EQ(filter(), (Lines{kApplicationsHeader, "DEBUG No code - ", "DEBUG Malformed - {not a code}", kStoreHeader}));
 }
 
@@ -134,9 +134,9 @@ TEST_F(InstalledApplications, OnlyTheEndOfTheListDropsAPackage) {
   for (const auto& row : rows) {
     relatedProducts[L"{a}"] = oneProduct(L"Product");
     relatedProducts[L"{a}"].error = row.result;
-    session.eligibleApplications = {application(L"Package", L"{a}")};
+    packages.eligibleApplications = {application(L"Package", L"{a}")};
     filter();
-    EXPECT_EQ(session.eligibleApplications.size(), row.stays ? 1u : 0u) << row.result;
+    EXPECT_EQ(packages.eligibleApplications.size(), row.stays ? 1u : 0u) << row.result;
   }
 }
 
@@ -144,14 +144,14 @@ TEST_F(InstalledApplications, FirstPackageOfAnUpgradeCodeWins) {
   for (const wchar_t* code : {L"{a}", L"{A}", L"{b}"}) {
     relatedProducts[code] = oneProduct(L"Product");
   }
-  session.eligibleApplications = {application(L"First", L"{a}"),  application(L"Gone", L"{missing}"),
-                                  application(L"Second", L"{a}"), application(L"With case", L"{A}"),
-                                  application(L"First", L"{b}"),  application(L"Third", L"{a}")};
+  packages.eligibleApplications = {application(L"First", L"{a}"),  application(L"Gone", L"{missing}"),
+                                   application(L"Second", L"{a}"), application(L"With case", L"{A}"),
+                                   application(L"First", L"{b}"),  application(L"Third", L"{a}")};
   relatedProducts[L"{missing}"] = {};
   EXPECT_EQ(filter(), (Lines{kApplicationsHeader, "DEBUG First - {a}", "DEBUG With case - {A}", "DEBUG First - {b}",
                              kStoreHeader}));
-  ASSERT_EQ(namesOf(session.eligibleApplications), (Names{L"First", L"With case", L"First"}));
-  EXPECT_EQ(session.eligibleApplications[0].Files, (Names{L"First file"}));
+  ASSERT_EQ(namesOf(packages.eligibleApplications), (Names{L"First", L"With case", L"First"}));
+  EXPECT_EQ(packages.eligibleApplications[0].Files, (Names{L"First file"}));
 }
 
 TEST_F(InstalledApplications, StoreAppsAreListedAsTheyStand) {
@@ -170,10 +170,10 @@ TEST_F(InstalledApplications, BrandingOf2140IsWipedBeforeTheNextPackageIsListed)
                "DEBUG Force removing Branding.", "DEBUG Wiped LMBranding application\t:\tLMBranding64\t:\t-1",
                "DEBUG Behind - {b}", kStoreHeader}));
     EXPECT_FALSE(keyExists(kUninstallEntry)) << version;
-    ASSERT_EQ(session.eligibleApplications.size(), 3u);
-    EXPECT_EQ(session.eligibleApplications[0].UninstallResult, 0);
-    EXPECT_EQ(session.eligibleApplications[1].UninstallResult, -1);
-    EXPECT_EQ(session.eligibleApplications[2].UninstallResult, 0);
+    ASSERT_EQ(packages.eligibleApplications.size(), 3u);
+    EXPECT_EQ(packages.eligibleApplications[0].UninstallResult, 0);
+    EXPECT_EQ(packages.eligibleApplications[1].UninstallResult, -1);
+    EXPECT_EQ(packages.eligibleApplications[2].UninstallResult, 0);
   }
 }
 
@@ -184,7 +184,7 @@ TEST_F(InstalledApplications, BrandingOfAnyOtherVersionWaits) {
     plantString(kControlPanel, L"LMVersion", version);
     EXPECT_EQ(filter(), waitingLines()) << version;
     EXPECT_TRUE(keyExists(kUninstallEntry)) << version;
-    EXPECT_EQ(session.eligibleApplications[1].UninstallResult, 0);
+    EXPECT_EQ(packages.eligibleApplications[1].UninstallResult, 0);
   }
 }
 
@@ -229,7 +229,7 @@ TEST_F(InstalledApplications, OnlyTheExactNameIsWiped) {
   for (const wchar_t* name : {L"LMBranding", L"lmbranding64", L"LMBranding64 ", L"LMBranding641"}) {
     plantBranding();
     plantString(kControlPanel, L"LMVersion", L"21.40.1234");
-    session.eligibleApplications[1].Name = name;
+    packages.eligibleApplications[1].Name = name;
     filter();
     EXPECT_TRUE(keyExists(kUninstallEntry)) << name;
   }
@@ -246,7 +246,7 @@ TEST_F(InstalledApplications, ShortVersionRaisesBeforeAnythingIsListed) {
   for (const wchar_t* version : {L"", L"2", L"21"}) {
     plantString(kControlPanel, L"LMVersion", version);
     const CapturedLog log;
-    EXPECT_THROW(session.filterInstalledApplications(), std::out_of_range) << version;
+    EXPECT_THROW(filterInstalledApplications(data, packages), std::out_of_range) << version;
     EXPECT_EQ(log.lines(), Lines()) << version;
   }
 }
