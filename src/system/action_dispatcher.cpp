@@ -33,11 +33,23 @@ Outcome outcomeOf(bool succeeded) {
 
 // The system's tools read * and ? in a name as "all": one bad row would end every process or delete every task.
 bool isPattern(const std::wstring& name) {
-  if (name.find_first_of(L"*?") == std::wstring::npos) {
-    return false;
+  return name.find_first_of(L"*?") != std::wstring::npos;
+}
+
+Outcome refusePattern(const std::wstring& item) {
+  LogError(L"ExecuteActions - Item[%s] is a pattern and no name, not carried out", item.c_str());
+  return Outcome::Failed;
+}
+
+void logKept(const std::wstring& item, const WindowsVerdict& verdict) {
+  if (verdict.answer == WindowsVerdict::Answer::Protected) {
+    LogError(L"ExecuteActions - File[%s] is protected by Windows and is not deleted", item.c_str());
+  } else {
+    LogError(
+        L"ExecuteActions - File[%s] may be protected by Windows, which does not say, and is not deleted, Error "
+        L"Code[%d]",
+        item.c_str(), verdict.error);
   }
-  LogError(L"ExecuteActions - Item[%s] is a pattern and no name, not carried out", name.c_str());
-  return true;
 }
 
 // Rows may come in turn from several folders, as the order by depth has it.
@@ -79,7 +91,7 @@ struct Execution {
 Outcome deleteScheduledTask(const std::wstring& item, Execution&) {
   LogDebug(L"%s", item.c_str());
   if (isPattern(item)) {
-    return Outcome::Failed;
+    return refusePattern(item);
   }
   std::wstring command = L"schtasks /delete /TN \"" + item + L"\" /F";
   // The launcher returns at once and reads this variable for the outcome: the command is still running then, which is
@@ -100,7 +112,7 @@ Outcome stopService(const std::wstring& item, Execution& execution) {
 
 Outcome killProcess(const std::wstring& item, Execution&) {
   LogDebug(L"Killing Process\t:\t%s", item.c_str());
-  return outcomeOf(!isPattern(item) && KillProcess(item));
+  return isPattern(item) ? refusePattern(item) : outcomeOf(KillProcess(item));
 }
 
 Outcome deleteFile(const std::wstring& item, Execution& execution) {
@@ -204,7 +216,11 @@ bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std
   Execution execution;
   execution.factoryResetMode = factoryResetMode;
   for (const std::wstring& item : items) {
-    const bool isKept = operation->takesFiles && windowsFiles.keep(item);
+    const WindowsVerdict verdict = operation->takesFiles ? windowsFiles.ask(item) : WindowsVerdict();
+    const bool isKept = verdict.answer != WindowsVerdict::Answer::MayGo;
+    if (isKept) {
+      logKept(item, verdict);
+    }
     switch (isKept ? Outcome::Failed : operation->run(item, execution)) {
       case Outcome::Done:
         break;

@@ -6,7 +6,6 @@
 #include <windows.h>
 
 #include "system/comparable_path.h"
-#include "system/log.h"
 #include "system/long_path.h"
 #include "system/row_folders.h"
 #include "system/text_case.h"
@@ -37,27 +36,19 @@ bool bearsMakersLetters(const std::wstring& path) {
 
 WindowsFiles::WindowsFiles(AskWindows about) : about_(about) {}
 
-bool WindowsFiles::keep(const std::wstring& path) {
+WindowsVerdict WindowsFiles::ask(const std::wstring& path) {
   const auto [folderOfPath, name] = splitEntry(path);
   const Folder& folder = lookUp(folderOfPath);
   if (!folder.isAskedAbout || !isFile(path)) {
-    return false;
+    return {};
   }
   const std::wstring file = comparableEntry(folder.comparable, name);
-  DWORD error = ERROR_SUCCESS;
-  if (isProtected(file, &error)) {
-    LogError(L"ExecuteActions - File[%s] is protected by Windows and is not deleted", path.c_str());
-    return true;
-  }
+  const WindowsVerdict verdict = askAbout(file);
   const bool isBelowWindows = isSameOrInside(file, windows_);
-  if (error != ERROR_SUCCESS && !bearsMakersLetters(isBelowWindows ? file.substr(windows_.size()) : file)) {
-    LogError(
-        L"ExecuteActions - File[%s] may be protected by Windows, which does not say, and is not deleted, Error "
-        L"Code[%d]",
-        path.c_str(), error);
-    return true;
-  }
-  return false;
+  return verdict.answer == WindowsVerdict::Answer::Unknown &&
+                 bearsMakersLetters(isBelowWindows ? file.substr(windows_.size()) : file)
+             ? WindowsVerdict()
+             : verdict;
 }
 
 // A directory that a walk has read from another lies in it under its own name, unless that is an 8.3 name: where it
@@ -90,27 +81,25 @@ WindowsFiles::Folders::iterator WindowsFiles::add(const std::wstring& folder, co
   return folders_.emplace(folder, Folder{comparable, isAskedAbout}).first;
 }
 
-// False with an error when Windows cannot be asked.
-bool WindowsFiles::isProtected(const std::wstring& file, DWORD* error) {
+WindowsVerdict WindowsFiles::askAbout(const std::wstring& file) {
   if (!library_) {
     // From the system folder alone: a library of that name beside the program would decide what is deleted.
     library_.reset(::LoadLibraryExW(L"sfc.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   }
-  const auto ask = library_ ? reinterpret_cast<IsFileProtected>(
-                                  reinterpret_cast<void*>(::GetProcAddress(library_.get(), "SfcIsFileProtected")))
-                            : nullptr;
-  if (!ask) {
-    *error = ::GetLastError();
-    return false;
+  const auto isProtected = library_ ? reinterpret_cast<IsFileProtected>(reinterpret_cast<void*>(
+                                          ::GetProcAddress(library_.get(), "SfcIsFileProtected")))
+                                    : nullptr;
+  if (!isProtected) {
+    return {WindowsVerdict::Answer::Unknown, ::GetLastError()};
   }
   ::SetLastError(ERROR_SUCCESS);
-  if (ask(nullptr, file.c_str())) {
-    return true;
+  if (isProtected(nullptr, file.c_str())) {
+    return {WindowsVerdict::Answer::Protected};
   }
   // "No" comes with this error, or with none; any other tells that there is no answer.
-  *error = ::GetLastError();
-  if (*error == ERROR_FILE_NOT_FOUND) {
-    *error = ERROR_SUCCESS;
+  const DWORD error = ::GetLastError();
+  if (error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND) {
+    return {};
   }
-  return false;
+  return {WindowsVerdict::Answer::Unknown, error};
 }

@@ -11,16 +11,23 @@
 // files of a driver come from an INF file, which may include the system's.
 enum class AskWindows { BelowItsFolder, AboutEachFile };
 
+// What Windows says about a file.
+struct WindowsVerdict {
+  enum class Answer { MayGo, Protected, Unknown };
+  Answer answer = Answer::MayGo;
+  unsigned long error = 0;  // why the answer is unknown
+};
+
 // Asks for the files of one list. The library is loaded for the first file that is asked about, and a folder is looked
 // up once, so a list of files elsewhere costs no call for a file.
 class WindowsFiles {
  public:
   explicit WindowsFiles(AskWindows about);
 
-  // True for an existing file or link that has to stay, with one ERROR line that says why: Windows protects it, or
-  // cannot be asked and nothing in the path below the Windows folder begins with the maker's letters. The path that
-  // Windows is given has the links of its folders resolved and no short names. SfcIsFileProtected.
-  bool keep(const std::wstring& path);
+  // Whether an existing file or link may be deleted. Windows is given a path with the links of its folders resolved and
+  // without short names. When it cannot be asked, a file may go if a name on its path below the Windows folder begins
+  // with the maker's letters. SfcIsFileProtected.
+  WindowsVerdict ask(const std::wstring& path);
 
  private:
   struct Folder {
@@ -30,7 +37,7 @@ class WindowsFiles {
   using Folders = std::unordered_map<std::wstring, Folder>;  // without a backslash at their ends
   const Folder& lookUp(const std::wstring& folder);
   Folders::iterator add(const std::wstring& folder, const std::wstring& comparable);
-  bool isProtected(const std::wstring& file, unsigned long* error);
+  WindowsVerdict askAbout(const std::wstring& file);
 
   AskWindows about_;
   std::wstring windows_;

@@ -21,8 +21,8 @@ TOOLS = "x86_64-w64-mingw32-"
 ALLOWED = set("""
     CloseHandle CreateFileW FindClose FindFirstFileW FindNextFileW GetDriveTypeW GetFileAttributesW
     GetFileInformationByHandle GetFileInformationByHandleEx GetFileSizeEx GetFinalPathNameByHandleW GetFullPathNameW
-    GetLongPathNameW NtQueryInformationFile PathFileExistsW PathGetDriveNumberW PathIsRootW PathSkipRootW ReadFile
-    SetFilePointerEx
+    GetLongPathNameW NtQueryInformationFile PathFileExistsW PathGetDriveNumberW PathIsDirectoryW PathIsRootW
+    PathSkipRootW ReadFile SetFilePointerEx
 
     GetModuleFileNameW GetSystemDirectoryW GetSystemMetrics GetSystemWindowsDirectoryW GetTempPathW GetWindowsDirectoryW
     SHGetFolderLocation SHGetFolderPathW SHGetKnownFolderPath SHGetMalloc SHGetPathFromIDListW
@@ -36,8 +36,15 @@ ALLOWED = set("""
     FreeLibrary GetProcAddress LoadLibraryExW FindResourceW LoadResource LockResource SizeofResource
     SetCurrentDirectoryW SetDefaultDllDirectories SetEnvironmentVariableW
 
-    CompareStringOrdinal CreateEventW FormatMessageW GetCurrentThreadId GetLastError LocalFree MultiByteToWideChar
-    SetLastError WaitForSingleObject WideCharToMultiByte lstrcmpiW
+    CompareStringOrdinal CreateEventW FileTimeToSystemTime IIDFromString FormatMessageW GetCurrentThreadId GetLastError
+    LocalFree MultiByteToWideChar SetLastError WaitForSingleObject WideCharToMultiByte lstrcmpiW
+
+    CM_Get_Child CM_Get_DevNode_Status CM_Get_Device_IDW CM_Get_Device_ID_Size CM_Get_Parent CM_Get_Sibling
+    SetupCloseInfFile SetupDiBuildDriverInfoList SetupDiDestroyDeviceInfoList SetupDiDestroyDriverInfoList
+    SetupDiEnumDeviceInfo SetupDiEnumDriverInfoW SetupDiGetClassDevsW SetupDiGetDeviceInstallParamsW
+    SetupDiGetDeviceRegistryPropertyW SetupDiGetDriverInfoDetailW SetupDiOpenDevRegKey SetupDiSetDeviceInstallParamsW
+    SetupFindFirstLineW SetupFindNextLine SetupGetStringFieldW SetupOpenInfFileW MsiEnumRelatedProductsW
+    MsiGetProductInfoW
 
     _localtime64 _snprintf _snwprintf _vsnwprintf _wassert _wgetenv_s
 """.split())

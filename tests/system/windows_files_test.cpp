@@ -13,7 +13,7 @@
 #include "support/test_folder.h"
 #include "support/text.h"
 #include "system/action_dispatcher.h"
-#include "system/file_operations.h"
+#include "system/expand_directories.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
