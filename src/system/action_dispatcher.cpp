@@ -23,7 +23,7 @@ namespace {
 
 enum class Outcome {
   Done,
-  DoneAtSecondTry,  // sets the result of the whole list back to true
+  DoneAtSecondTry,  // makes the result of the whole list true again
   Failed,
 };
 
@@ -31,7 +31,7 @@ Outcome outcomeOf(bool succeeded) {
   return succeeded ? Outcome::Done : Outcome::Failed;
 }
 
-// The system's tools read * and ? in a name as "all": one bad row would end every process or delete every task.
+// The system's tools take * and ? in a name for wildcards: one bad row would end every process or delete every task.
 bool isPattern(const std::wstring& name) {
   return name.find_first_of(L"*?") != std::wstring::npos;
 }
@@ -55,8 +55,8 @@ void logKept(const std::wstring& item, const WindowsVerdict& verdict) {
 // Rows may come in turn from several folders, as the order by depth has it.
 constexpr std::size_t kMostFolders = 64;
 
-// Holds the key of the value that was deleted last: the values of one key stand together in a list, and opening the key
-// by its path costs more than deleting a value.
+// Keeps the key of the last deleted value open: the values of a key are together in a list, and opening the key costs
+// more than deleting a value.
 class ValueKey {
  public:
   bool deleteValue(HKEY root, const std::wstring& subkey, const std::wstring& valueName) {
@@ -65,7 +65,7 @@ class ValueKey {
       if (status != ERROR_KEY_DELETED) {
         return status == ERROR_SUCCESS;
       }
-      // Somebody has deleted the key meanwhile, and may have made it again.
+      // Somebody has deleted the key meanwhile, and may have created it again.
     }
     root_ = root;
     subkey_ = subkey;
@@ -79,7 +79,7 @@ class ValueKey {
   RegistryKey key_;
 };
 
-// One list that is carried out.
+// The state of one list while it is carried out.
 struct Execution {
   bool factoryResetMode = false;
   RowFolders folders = RowFolders(kMostFolders);
@@ -94,8 +94,8 @@ Outcome deleteScheduledTask(const std::wstring& item, Execution&) {
     return refusePattern(item);
   }
   std::wstring command = L"schtasks /delete /TN \"" + item + L"\" /F";
-  // The launcher returns at once and reads this variable for the outcome: the command is still running then, which is
-  // what the variable says. So a started deletion counts as done; what schtasks comes to is not looked at.
+  // The launcher does not wait and reads this variable for the result. As the command is still running then, a deletion
+  // that could be started counts as done; the exit code of schtasks is ignored.
   const DWORD exitCode = STILL_ACTIVE;
   if (LaunchExeByCreateProcess(command.data(), false, &exitCode) == 0) {
     LogDebug(L"Deleting Scheduled Task\t:\t%s\tSUCCESSFULL...", item.c_str());
@@ -174,7 +174,7 @@ Outcome deleteDirectory(const std::wstring& item, Execution& execution) {
       removeSingleEntry(systemPath)) {
     return Outcome::DoneAtSecondTry;
   }
-  // A directory that waits for the next restart asks for no restart: fileRebootPending stays as it is.
+  // A directory that is marked for the next restart does not ask for one: fileRebootPending is left alone.
   return ::MoveFileExW(systemPath.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT) ? Outcome::DoneAtSecondTry
                                                                                  : Outcome::Failed;
 }

@@ -21,15 +21,15 @@ enum class ActionKind : int {
   ShortcutDelete = 10,         // path below the Start Menu's Programs folder
 };
 
-// Carries out `items` one after the other on the calling thread and appends each item that failed to `failures`, as it
-// stands. `factoryResetMode` matters to FileDelete alone: nothing is then left for the next restart. Returns true for
-// an empty list; else false after a failure, where a DirectoryDelete that worked at the second try sets it back to
-// true. A task or image name with * or ? is refused with an ERROR line and fails, since the system's tools would read
-// it as "all". A file that Windows protects stays with an ERROR line and fails, in a list of files as in the place of a
+// Carries out `items` in order on the calling thread and appends each item that failed to `failures`, unchanged.
+// `factoryResetMode` affects FileDelete only: nothing is then left for the next restart. Returns true for an empty
+// list; else false after a failure, except that a DirectoryDelete which succeeds at the second try makes the result
+// true again. A task or image name with * or ? is refused with an ERROR line and fails, since the system's tools would
+// take it for a pattern. A file that Windows protects is kept with an ERROR line and fails, also in the place of a
 // directory; `about` says which files are asked about. So does a file or directory whose folder is not where the row
-// says, or no longer the one that was listed. Exceptions of an operation leave with the rest of the list undone.
+// says, or is no longer the one that was listed. An exception of an operation leaves the rest of the list undone.
 bool ExecuteActions(ActionKind kind, const std::vector<std::wstring>& items, std::vector<std::wstring>& failures,
                     bool factoryResetMode, AskWindows about = AskWindows::BelowItsFolder);
 
-// Ends every process of that image name with taskkill.exe. Returns true always: the outcome is not looked at.
+// Ends every process with that image name, using taskkill.exe. Always returns true: the outcome is ignored.
 bool KillProcess(const std::wstring& imageName);

@@ -16,7 +16,7 @@
 
 namespace {
 
-// What a failure is called, by the kind of walk and by where it happened.
+// The text of a failure, by the kind of walk and the place where it happened.
 struct FailureTexts {
   const char* open;
   const char* advance;
@@ -24,7 +24,7 @@ struct FailureTexts {
 constexpr FailureTexts kFlatWalk = {"directory_iterator::directory_iterator", "directory_iterator::operator++"};
 constexpr FailureTexts kDeepWalk = {"recursive_directory_iterator::recursive_directory_iterator",
                                     "recursive_directory_iterator::operator++"};
-// A folder below the walked one: opening it is advancing the walk.
+// For a folder below the walked one: opening it is part of advancing the walk.
 constexpr FailureTexts kDeepWalkBelow = {kDeepWalk.advance, kDeepWalk.advance};
 
 constexpr DWORD kBufferBytes = 32 * 1024;
@@ -33,24 +33,24 @@ constexpr DWORD kBufferBytes = 32 * 1024;
   throw std::filesystem::filesystem_error(text, path, std::error_code(static_cast<int>(error), std::system_category()));
 }
 
-// A bare drive is its current directory, whose entries follow the colon without a backslash.
+// "C:" alone is the current directory of the drive, whose entries follow the colon without a backslash.
 std::wstring join(const std::wstring& directory, std::wstring_view name) {
   const bool separated = !directory.empty() && std::wstring_view(L"\\/:").find(directory.back()) != std::wstring::npos;
   return std::wstring(directory).append(separated ? L"" : L"\\").append(name);
 }
 
-// Extended paths need no such care, but for the backslash of a drive's root.
+// In extended paths only the root of a drive ends in a backslash.
 std::wstring joinSystemPath(const std::wstring& directory, std::wstring_view name) {
   return std::wstring(directory).append(directory.ends_with(L'\\') ? L"" : L"\\").append(name);
 }
 
-// A number that means that there is none.
+// These values mean that the file system has no number for the entry.
 bool isNoNumber(std::uint64_t number) {
   return number == 0 || number == static_cast<std::uint64_t>(-1);
 }
 
-// Reads one directory, entry by entry, without `.` and `..`. The directory is held and is asked by its handle, so that
-// what is read is in it, wherever its path leads meanwhile.
+// Reads one directory, entry by entry, without `.` and `..`. It is kept open and read through its handle, so that the
+// entries are its own even if its path leads elsewhere meanwhile.
 class DirectoryReader {
  public:
   // `listed` is what the folder above, which is held, has told of the directory: its own volume, and the number of the
@@ -108,7 +108,7 @@ class DirectoryReader {
         entry->path = join(directory_.path, name);
         entry->systemPath = joinSystemPath(directory_.systemPath, name);
         entry->attributes = found.FileAttributes;
-        // The field has two uses: an entry with a tag has no extended attributes.
+        // EaSize holds the tag of a reparse point, which has no extended attributes.
         entry->reparseTag = (found.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) ? found.EaSize : 0;
         entry->fileNumber = numbered_ ? static_cast<std::uint64_t>(found.FileId.QuadPart) : 0;
         return true;
@@ -135,7 +135,7 @@ class DirectoryReader {
   bool fill() {
     bool filled = read(numbered_ ? FileIdBothDirectoryInfo : FileFullDirectoryInfo);
     if (!filled && numbered_ && ::GetLastError() == ERROR_INVALID_PARAMETER) {
-      numbered_ = false;  // not every file system knows numbers
+      numbered_ = false;  // not every file system has numbers
       filled = read(FileFullDirectoryInfo);
     }
     next_ = filled ? reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(buffer_.get()) : nullptr;
@@ -160,8 +160,7 @@ DWORD attributesOf(const std::wstring& systemPath) {
   return ::GetFileAttributesW(systemPath.c_str());
 }
 
-// Holds the folder that the directory lies in, so that the way to it stays what it is. The root of a drive lies in
-// none.
+// Holds the folder that contains the directory, so that the path to it cannot change. The root of a drive is in none.
 HeldFolder holdParent(const WalkedPath& directory) {
   return HeldFolder(folderOf(directory.systemPath));
 }

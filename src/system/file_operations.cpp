@@ -13,8 +13,8 @@ bool fileRebootPending = false;
 
 namespace {
 
-// A temporary file or a cache is not worth a restart. Both expressions are searched for and have nothing that repeats:
-// the library's matcher would take stack for every character of a `.*`, and a path may have 32,767 of them.
+// A temporary file or a cache is not worth a restart. The expressions contain no repetition: the library's matcher
+// needs stack for each character that a `.*` matches, and a path may have 32,767 of them.
 bool looksTemporary(const std::wstring& path) {
   constexpr auto kFlags = std::regex::ECMAScript | std::regex::icase;
   static const std::wregex temporary(L"[.\\\\]te?mp", kFlags);
@@ -60,7 +60,7 @@ bool FileOperation::Delete(std::wstring path, bool allowDelayedDelete) {
     return true;
   }
   const DWORD error = ::GetLastError();
-  // With case, and anywhere in the extension: .logs is a log, .LOG is not.
+  // Case-sensitive, anywhere in the extension: .logs is a log, .LOG is not.
   if (std::filesystem::path(path).extension().wstring().find(L".log") != std::wstring::npos) {
     return reportSpared(path, error);
   }

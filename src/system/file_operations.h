@@ -3,22 +3,22 @@
 
 #include <string>
 
-// A deletion that matters waits for the next restart. Only ever goes from false to true.
+// True once a file that matters has been marked for deletion at the next restart. Never set back.
 extern bool fileRebootPending;
 
-// Takes the read-only attribute off a file. False when the system refuses, with the reason in GetLastError.
+// Clears the read-only attribute of a file. False on failure, with the reason in GetLastError.
 bool clearReadOnly(const std::wstring& path);
 
 namespace FileOperation {
 
-// Deletes one file. True when it is gone or never was there, when it is marked for deletion at the next restart, or
-// when it is spared as a log that is in use. Clears the read-only attribute where it must. The mark sets
+// Deletes one file, clearing its read-only attribute where necessary. True when it has been deleted or did not exist,
+// when it is marked for deletion at the next restart, or when it is a log in use, which is spared. Marking sets
 // fileRebootPending unless the path looks like a temporary file or a cache. Without `allowDelayedDelete` (factory
-// reset) nothing is marked. False when the file stays; throws nothing. DeleteFileW, SetFileAttributesW, MoveFileExW.
+// reset) nothing is marked. False when the file stays. Throws nothing. DeleteFileW, SetFileAttributesW, MoveFileExW.
 bool Delete(std::wstring path, bool allowDelayedDelete);
 
-// The form for the Vulkan loader's files. It differs on purpose: the read-only attribute stays, the test for a log
-// looks at the whole file name, a file in use is always marked, and the mark never asks for a restart.
+// The variant for files of the Vulkan loader. It differs on purpose: the read-only attribute is kept, the test for a
+// log looks at the whole file name, a file in use is always marked, and marking never asks for a restart.
 bool Delete(const wchar_t* path);
 
 }  // namespace FileOperation

@@ -23,7 +23,7 @@ bool isSamePath(std::wstring_view one, std::wstring_view other) {
                                 TRUE) == CSTR_EQUAL;
 }
 
-// The path with its drive or share replaced by what that stands for: a drive letter may have been given to a folder of
+// The path with its drive or share replaced by what that refers to: a drive letter may be assigned to a folder on
 // another drive, or to a share.
 std::wstring withResolvedRoot(const std::wstring& path) {
   const wchar_t* const rest = ::PathSkipRootW(path.c_str());
@@ -53,7 +53,7 @@ bool isWhereSpelled(const std::wstring& spelling, const std::wstring& place) {
 bool hasLinkOnTheWay(std::wstring systemPath) {
   for (std::wstring above; (above = folderOf(systemPath)) != systemPath; systemPath = above) {
     const DWORD attributes = ::GetFileAttributesW(systemPath.c_str());
-    // What cannot be asked counts as a link.
+    // An entry that cannot be queried counts as a link.
     if (attributes == INVALID_FILE_ATTRIBUTES || isLinkAt(systemPath, attributes)) {
       return true;
     }
@@ -61,7 +61,7 @@ bool hasLinkOnTheWay(std::wstring systemPath) {
   return false;
 }
 
-// Empty where the file system does not answer both questions.
+// Empty when the file system does not answer both queries.
 std::optional<OpenEntry> askEntryOn(DWORD volume, HANDLE entry) {
   FILE_ATTRIBUTE_TAG_INFO tag = {};
   if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag))) {
@@ -102,7 +102,7 @@ bool isLinkAt(const std::wstring& systemPath, DWORD attributes) {
 
 FileHandle openFolder(const std::wstring& systemPath, bool throughLink, bool* isPinned) {
   const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (throughLink ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
-  // Only a handle that may read what is in the directory keeps others from renaming it.
+  // Only a handle that may list the directory keeps others from renaming it.
   const auto open = [&](DWORD sharing) {
     return FileHandle(
         ::CreateFileW(systemPath.c_str(), FILE_LIST_DIRECTORY, sharing, nullptr, OPEN_EXISTING, flags, nullptr));
@@ -145,7 +145,7 @@ HeldFolder::HeldFolder(const std::wstring& systemPath) {
     return;
   }
   const std::wstring place = finalPath(handle_.get());
-  // Drives that the system has no name for are told link by link.
+  // On a drive for which the system has no name, each folder on the way is checked for being a link.
   const bool isThere =
       place.empty() ? !hasLinkOnTheWay(systemPath) : isWhereSpelled(withoutExtendedPrefix(systemPath), place);
   settle(isThere ? State::Held : State::Elsewhere);
@@ -163,16 +163,16 @@ HeldFolder::HeldFolder(const ListedFolder& folder, const HeldFolder* parent) {
   }
 }
 
-// Empty where it is not known.
+// Empty when it is not known.
 std::optional<DWORD> HeldFolder::volumeBelow() const {
   return state_ == State::Held && isPinned_ ? volume_ : std::nullopt;
 }
 
-// False when the state is settled: nothing can be held.
+// False when nothing can be held; the state then says why.
 bool HeldFolder::open(const std::wstring& systemPath, bool throughLink) {
   handle_ = openFolder(systemPath, throughLink, &isPinned_);
   if (!handle_ && (::GetLastError() == ERROR_ACCESS_DENIED || ::GetLastError() == ERROR_SHARING_VIOLATION)) {
-    // It may still be asked where it is, though not held.
+    // It cannot be held, but it may still be possible to find out where it is.
     const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (throughLink ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
     handle_.reset(::CreateFileW(systemPath.c_str(), FILE_READ_ATTRIBUTES,
                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, flags,

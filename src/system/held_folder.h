@@ -1,5 +1,5 @@
-// held_folder - makes sure that a folder is the one that is meant, and holds it while something in it goes: as long as
-// it is open, neither it nor a folder above it can be renamed or replaced. Knows nothing of what goes.
+// held_folder - makes sure that a folder is the intended one and keeps it open while something in it is removed: as
+// long as it is open, neither it nor a folder above it can be renamed or replaced. Knows nothing of what is removed.
 #pragma once
 
 #include <cstdint>
@@ -10,47 +10,47 @@
 
 #include "system/handles.h"
 
-// Which directory it is, whatever it is called: its volume, and its number there.
+// Identifies a directory independently of its path: its volume, and its number on that volume.
 struct DirectoryId {
   DWORD volume = 0;
   std::uint64_t number = 0;
   bool operator==(const DirectoryId&) const = default;
 };
 
-// A directory that was listed, and by which system path.
+// A directory that was listed, and the system path by which it was opened.
 struct ListedFolder {
   std::wstring systemPath;
   DirectoryId id;
 };
 
-// True for a reparse point that stands for another place: a symbolic link, a junction, a mounted volume. Placeholders
-// of the cloud, deduplicated and compressed files have reparse points too and are files and folders like any other. A
-// tag of 0, where a file system does not tell it, counts as a link.
+// True for a reparse point that leads to another place: a symbolic link, a junction, a mounted volume. Cloud
+// placeholders and deduplicated or compressed files have reparse points, too, but are treated as plain files and
+// folders. A tag of 0, from a file system that does not report tags, counts as a link.
 bool isLinkTag(DWORD attributes, DWORD reparseTag);
 
-// The same of an open entry. GetFileInformationByHandleEx.
+// The same for an open entry. GetFileInformationByHandleEx.
 bool isLinkHandle(HANDLE entry, DWORD attributes);
 
-// The same of what is at the path. CreateFileW for a reparse point.
+// The same for what is at a path. CreateFileW for a reparse point.
 bool isLinkAt(const std::wstring& systemPath, DWORD attributes);
 
 // Opens a directory to be listed and holds it: nobody can rename or remove it meanwhile, unless somebody has it open
 // for that already; then `*isPinned` is false. A link in its place is opened itself, unless `throughLink`. CreateFileW.
 FileHandle openFolder(const std::wstring& systemPath, bool throughLink, bool* isPinned = nullptr);
 
-// The number of an open entry on its volume. Empty where the file system gives none. NtQueryInformationFile.
+// The number of an open entry on its volume. Empty when the file system has none. NtQueryInformationFile.
 std::optional<std::uint64_t> fileNumberOf(HANDLE entry);
 
-// What an open entry is.
+// What is known about an open entry.
 struct OpenEntry {
   DWORD attributes = 0;
   bool isLink = false;
   DirectoryId id;
 };
 
-// Asks an open entry. Which volume it lies on is the dearest part of the question and is left out where the caller
-// knows it. Empty when the system does not tell, with the reason in GetLastError. GetFileInformationByHandle, or
-// GetFileInformationByHandleEx and NtQueryInformationFile.
+// Queries an open entry. Asking for its volume is the slowest part and is left out when the caller knows it. Empty on
+// failure, with the reason in GetLastError. GetFileInformationByHandle, or GetFileInformationByHandleEx and
+// NtQueryInformationFile.
 std::optional<OpenEntry> askEntry(HANDLE entry, std::optional<DWORD> volume = std::nullopt);
 
 class HeldFolder {

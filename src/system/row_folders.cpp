@@ -17,7 +17,7 @@ std::wstring_view nameOf(const std::wstring& row) {
   return std::wstring_view(row).substr(row.find_last_of(L'\\') + 1);
 }
 
-// No directory holds such a name: somebody wrote it.
+// No directory contains such a name, so somebody has written it.
 bool isWritten(std::wstring_view name) {
   return name.empty() || name == L"." || name == L".." || name.find_first_of(L"/:") != std::wstring_view::npos;
 }

@@ -1,6 +1,6 @@
-// row_folders - makes sure that what a row of a work list names lies where the row says, and knows what the row is
-// called for the system's calls. Remembers for the whole run what the walks have listed: rows are plain text, by which
-// alone one could not tell a name that was read from a directory from one that somebody wrote.
+// row_folders - makes sure that what a row of a work list names is where the row says, and knows the path by which
+// system calls reach it. Remembers for the whole run what the walks have listed, since a row's text alone does not show
+// whether its name was read from a directory or written by somebody. Deletes nothing.
 #pragma once
 
 #include <cstddef>
@@ -9,36 +9,37 @@
 
 #include "system/held_folder.h"
 
-// Remembers a directory that a walk lists: from then on each row directly in it, such as `path` + "\name", is a name
-// that was read from this directory.
+// Remembers a directory that a walk lists: from then on each row directly in it, such as `path` + "\name", is taken for
+// a name that was read from it.
 void rememberListedFolder(const std::wstring& path, const ListedFolder& folder);
 
-// Remembers an entry that was read from a directory which was not listed as a whole.
+// Remembers a single entry of a directory that was not listed as a whole.
 void rememberListedEntry(const std::wstring& row, const std::wstring& systemPath);
 
 // The directory that a listed directory was read from, as rows have it. Empty unless the walks have listed both.
 std::wstring listedParentOf(const std::wstring& directory);
 
-// The path by which the system's calls reach what a row names: exact for what was read from a directory, else as it was
-// written (toSystemPath).
+// The path by which system calls reach what a row names: the exact name when it was read from a directory, else the row
+// as it was written (toSystemPath).
 std::wstring systemPathOf(const std::wstring& row);
 
-// The folders of the rows that a list has come to. Each is held as long as rows in it may follow.
+// The folders of a list's current rows. Each is held as long as further rows in it may follow.
 class RowFolders {
  public:
   enum class Answer {
-    Held,      // what the row names lies in its folder
+    Held,      // what the row names is in its folder
     NotThere,  // there is no such folder
-    Refused,   // the row is not to be carried out; the log has a line that says why
+    Refused,   // the row must not be carried out; the log says why
   };
 
-  // Holds up to `most` folders at a time, so that rows in turn from several of them cost no more than in order.
+  // Holds up to `most` folders at a time, so that rows which alternate between several of them cost no more than sorted
+  // ones.
   explicit RowFolders(std::size_t most) : most_(most) {}
 
-  // Makes sure of the folder that the row's last element lies in.
+  // Checks and holds the folder that contains the row's last element.
   Answer hold(const std::wstring& row);
 
-  // Gives up all that is held.
+  // Releases all folders.
   void release();
 
  private:

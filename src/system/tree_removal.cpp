@@ -24,8 +24,8 @@ bool removeEntry(const std::wstring& systemPath, DWORD attributes) {
                                                  : ::DeleteFileW(systemPath.c_str());
 }
 
-// Removes one entry of a tree, whose read-only attribute is no obstacle. An entry that has gone meanwhile is no
-// failure.
+// Removes one entry of a tree, clearing its read-only attribute where necessary. An entry that has disappeared
+// meanwhile is no failure.
 void removeTreeEntry(const WalkedPath& entry, DWORD attributes) {
   if (removeEntry(entry.systemPath, attributes)) {
     return;
@@ -43,7 +43,7 @@ void removeTreeEntry(const WalkedPath& entry, DWORD attributes) {
   }
 }
 
-// Raises unless the folder is held. False when there is none, and with it nothing that it could hold.
+// Throws unless the folder is held or does not exist; false in the second case.
 bool requireHeld(const HeldFolder& folder, const std::wstring& path) {
   switch (folder.state()) {
     case HeldFolder::State::Held:
@@ -57,7 +57,7 @@ bool requireHeld(const HeldFolder& folder, const std::wstring& path) {
   }
 }
 
-// All that lies below a directory, and the directories that hold it by their system paths.
+// Everything below a directory, and the directories that contain it, by their system paths.
 struct Tree {
   std::vector<DirectoryEntry> entries;
   std::unordered_map<std::wstring, DirectoryId> folders;
@@ -78,11 +78,11 @@ Tree listTree(const WalkedPath& directory) {
   return tree;
 }
 
-// Each directory is held while its entries go, and given up before its own turn comes.
+// Each directory is held while its entries are removed, and released before it is removed itself.
 void removeEntriesOf(const Tree& tree) {
   std::wstring heldPath;
   HeldFolder held;
-  // A directory was listed before what lies in it, so it comes after it from the end.
+  // A directory was listed before its content, so from the end it comes after it.
   for (auto entry = tree.entries.rbegin(); entry != tree.entries.rend(); ++entry) {
     const std::wstring folder = folderOf(entry->systemPath);
     if (folder != heldPath) {
@@ -126,7 +126,7 @@ void removeTree(const WalkedPath& path) {
     return;
   }
   if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
-    // Everything is listed before anything goes, so that no directory is open when its turn comes.
+    // Everything is listed before anything is removed, so that no directory is open when it is to be removed.
     removeEntriesOf(listTree(path));
   }
   removeTreeEntry(path, attributes);

@@ -6,11 +6,11 @@
 
 #include "system/directory_walk.h"
 
-// Removes one file, link or empty directory. True when it was there and is gone; false in every other case, with the
-// reason in GetLastError. Leaves attributes alone: a read-only entry stays.
+// Removes one file, link or empty directory. True when it existed and has been removed; otherwise false, with the
+// reason in GetLastError. Leaves attributes alone, so a read-only entry stays.
 bool removeSingleEntry(const std::wstring& path);
 
-// Removes `path` with all that lies in it, read-only entries included. A path that is not there is no failure. Throws
-// std::filesystem::filesystem_error "remove_all" with the path of the first entry that stays: with
-// ERROR_CANT_ACCESS_FILE where a link on the way leads elsewhere, or a folder is no longer the listed one.
+// Removes `path` with everything in it, including read-only entries. A path that does not exist is no failure. Throws
+// std::filesystem::filesystem_error "remove_all" with the path of the first entry that could not be removed; with
+// ERROR_CANT_ACCESS_FILE when a link on the way leads elsewhere, or a folder is no longer the one that was listed.
 void removeTree(const WalkedPath& path);

@@ -20,13 +20,13 @@ std::wstring windowsFolder() {
   return comparablePath(folder);
 }
 
-// A file, or a link to one. What is not there needs no protection, and a folder goes only when it is empty.
+// A file or a link to one. Nothing else needs protection: a folder is deleted only when it is empty.
 bool isFile(const std::wstring& path) {
   const DWORD attributes = ::GetFileAttributesW(toSystemPath(path).c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// A file or one of its folders has a name that begins with the maker's letters; no file of Windows has.
+// True when the name of a file or of one of its folders begins with the maker's letters, which no file of Windows does.
 bool bearsMakersLetters(const std::wstring& path) {
   const std::wstring lowerCase = toLower(path);
   return contains(lowerCase, L"\\orv") || contains(lowerCase, L"\\ktl");
@@ -83,7 +83,7 @@ WindowsFiles::Folders::iterator WindowsFiles::add(const std::wstring& folder, co
 
 WindowsVerdict WindowsFiles::askAbout(const std::wstring& file) {
   if (!library_) {
-    // From the system folder alone: a library of that name beside the program would decide what is deleted.
+    // From the system folder only: a library of that name beside the program would decide what is deleted.
     library_.reset(::LoadLibraryExW(L"sfc.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   }
   const auto isProtected = library_ ? reinterpret_cast<IsFileProtected>(reinterpret_cast<void*>(
@@ -96,7 +96,7 @@ WindowsVerdict WindowsFiles::askAbout(const std::wstring& file) {
   if (isProtected(nullptr, file.c_str())) {
     return {WindowsVerdict::Answer::Protected};
   }
-  // "No" comes with this error, or with none; any other tells that there is no answer.
+  // With either of these codes the answer is no; any other means that there is no answer.
   const DWORD error = ::GetLastError();
   if (error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND) {
     return {};

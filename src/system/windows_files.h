@@ -1,5 +1,5 @@
-// windows_files - which files are Windows' own by its own word, so that a list of files to delete passes them over.
-// Deletes nothing and knows no list.
+// windows_files - which files Windows protects as its own, so that a list of files to delete can skip them. Deletes
+// nothing and knows no list.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 #include "system/handles.h"
 
-// Which files Windows is asked about. A list of the maker's files has little to do with Windows outside its folder; the
-// files of a driver come from an INF file, which may include the system's.
+// Which files Windows is asked about. In a list of the maker's files only those below the Windows folder can be its
+// own. The files of a driver come from an INF file, which may also name system files elsewhere.
 enum class AskWindows { BelowItsFolder, AboutEachFile };
 
 // What Windows says about a file.
@@ -18,8 +18,8 @@ struct WindowsVerdict {
   unsigned long error = 0;  // why the answer is unknown
 };
 
-// Asks for the files of one list. The library is loaded for the first file that is asked about, and a folder is looked
-// up once, so a list of files elsewhere costs no call for a file.
+// Asks about the files of one list. The library is loaded for the first file that is asked about, and each folder is
+// looked up once, so that files elsewhere cost no call each.
 class WindowsFiles {
  public:
   explicit WindowsFiles(AskWindows about);
