@@ -12,7 +12,6 @@
 #include "manifest/json_reader_path.h"
 #include "manifest/tracker_manifest.h"
 #include "system/file_content.h"
-#include "system/held_file.h"
 #include "system/log.h"
 #include "system/temporary_folder.h"
 
