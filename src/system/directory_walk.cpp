@@ -65,20 +65,16 @@ class DirectoryReader {
     if (!handle_) {
       raise(texts_->open, directory_.path, ::GetLastError());
     }
-    // Only a link, which is not followed, leads to another volume. What has the number of the entry is the directory
-    // that was listed; made into a link since, it has no entries.
-    if (listed && fileNumberOf(handle_.get()) == listed->number) {
+    // What its own entry tells makes a question about the handle needless. Only a link, which is not followed, leads to
+    // another volume; and a directory that was made into a link since it was listed has no other entries.
+    const bool filled = fill();
+    const DWORD error = filled ? ERROR_SUCCESS : ::GetLastError();
+    if (listed && filled && ownNumber() == listed->number) {
       folder_ = {directory_.systemPath, *listed};
     } else if (!askWhatItIs(listed)) {
       handle_.reset();
-      return;
-    }
-    if (!fill()) {
-      const DWORD error = ::GetLastError();
-      // The root of an empty drive has not even a `.`.
-      if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) {
-        raise(texts_->open, directory_.path, error);
-      }
+    } else if (!filled && error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) {
+      raise(texts_->open, directory_.path, error);  // the root of an empty drive has not even a `.`
     }
   }
 
@@ -118,9 +114,15 @@ class DirectoryReader {
   }
 
  private:
+  // The number that the directory has in its entry `.`, which comes first. Empty where that is not so.
+  std::optional<std::uint64_t> ownNumber() const {
+    const bool isItself = numbered_ && next_->FileNameLength == sizeof(wchar_t) && next_->FileName[0] == L'.';
+    return isItself ? std::optional(static_cast<std::uint64_t>(next_->FileId.QuadPart)) : std::nullopt;
+  }
+
   // False when it is not to be read: a link, or not what was listed.
   bool askWhatItIs(const std::optional<DirectoryId>& listed) {
-    const auto found = askEntry(handle_.get());
+    const auto found = askEntry(handle_.get(), listed ? std::optional(listed->volume) : std::nullopt);
     if (!found) {
       raise(texts_->open, directory_.path, ::GetLastError());
     }

@@ -64,13 +64,15 @@ bool hasLinkOnTheWay(std::wstring systemPath) {
 // Empty when the file system does not answer both queries.
 std::optional<OpenEntry> askEntryOn(DWORD volume, HANDLE entry) {
   FILE_ATTRIBUTE_TAG_INFO tag = {};
-  if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag))) {
+  FILE_INTERNAL_INFORMATION number = {};
+  IO_STATUS_BLOCK status = {};
+  if (!::GetFileInformationByHandleEx(entry, FileAttributeTagInfo, &tag, sizeof(tag)) ||
+      ::NtQueryInformationFile(entry, &status, &number, sizeof(number), FileInternalInformation) < 0) {
     return std::nullopt;
   }
-  const auto number = fileNumberOf(entry);
-  return number ? std::optional(
-                      OpenEntry{tag.FileAttributes, isLinkTag(tag.FileAttributes, tag.ReparseTag), {volume, *number}})
-                : std::nullopt;
+  return OpenEntry{tag.FileAttributes,
+                   isLinkTag(tag.FileAttributes, tag.ReparseTag),
+                   {volume, static_cast<std::uint64_t>(number.IndexNumber.QuadPart)}};
 }
 
 }  // namespace
@@ -115,14 +117,6 @@ FileHandle openFolder(const std::wstring& systemPath, bool throughLink, bool* is
     folder = open(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
   }
   return folder;
-}
-
-std::optional<std::uint64_t> fileNumberOf(HANDLE entry) {
-  FILE_INTERNAL_INFORMATION number = {};
-  IO_STATUS_BLOCK status = {};
-  return ::NtQueryInformationFile(entry, &status, &number, sizeof(number), FileInternalInformation) < 0
-             ? std::nullopt
-             : std::optional(static_cast<std::uint64_t>(number.IndexNumber.QuadPart));
 }
 
 std::optional<OpenEntry> askEntry(HANDLE entry, std::optional<DWORD> volume) {

@@ -38,9 +38,6 @@ bool isLinkAt(const std::wstring& systemPath, DWORD attributes);
 // for that already; then `*isPinned` is false. A link in its place is opened itself, unless `throughLink`. CreateFileW.
 FileHandle openFolder(const std::wstring& systemPath, bool throughLink, bool* isPinned = nullptr);
 
-// The number of an open entry on its volume. Empty when the file system has none. NtQueryInformationFile.
-std::optional<std::uint64_t> fileNumberOf(HANDLE entry);
-
 // What is known about an open entry.
 struct OpenEntry {
   DWORD attributes = 0;

@@ -156,6 +156,13 @@ TEST_F(DirectoryWalk, ListsAFileSystemThatGivesNoNumbers) {
   EXPECT_THAT(walked(folder_.path()), ElementsAre(folder_ / L"a", folder_ / L"a\\b", folder_ / L"a\\b\\file"));
 }
 
+TEST_F(DirectoryWalk, AsksNoQuestionAboutADirectoryWhoseOwnEntryTellsItsNumber) {
+  folder_.makeFile(L"a\\b\\file");
+  numberQuestions = 0;
+  EXPECT_EQ(walked(folder_.path()).size(), 3u);
+  EXPECT_EQ(numberQuestions, 0);
+}
+
 TEST_F(DirectoryWalk, EntersNoDirectoryThatWasExchangedWhateverTheFileSystemAnswers) {
   for (const bool answered : {true, false}) {
     numberIsAnswered = answered;
