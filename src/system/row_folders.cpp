@@ -86,7 +86,7 @@ std::wstring systemPathOf(const std::wstring& row) {
 RowFolders::Answer RowFolders::hold(const std::wstring& row) {
   const ListedFolder* const listed = listedFolderOf(row);
   const std::wstring path = listed ? listed->systemPath : folderOf(toExtendedPath(row));
-  if (held_.contains(path)) {
+  if (path == lastPath_ || held_.contains(path)) {
     return Answer::Held;
   }
   HeldFolder folder = listed ? holdListed(row, *listed) : HeldFolder(path);
@@ -103,11 +103,13 @@ RowFolders::Answer RowFolders::hold(const std::wstring& row) {
     held_.clear();
   }
   held_.emplace(path, std::move(folder));
+  lastPath_ = path;
   return Answer::Held;
 }
 
 void RowFolders::release() {
   held_.clear();
+  lastPath_.clear();
   parentPath_.clear();
   parent_ = HeldFolder();
 }

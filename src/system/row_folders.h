@@ -47,6 +47,7 @@ class RowFolders {
 
   std::size_t most_;
   std::unordered_map<std::wstring, HeldFolder> held_;  // by the folder's system path
+  std::wstring lastPath_;                              // of the one held last, where most rows lie that follow
   // The folder that the one held last lies in: the next one most likely lies there too.
   std::wstring parentPath_;
   HeldFolder parent_;
