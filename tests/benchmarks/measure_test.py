@@ -32,6 +32,8 @@ class Figures(unittest.TestCase):
     def test_ratios_and_growth_need_something_to_divide_by(self) -> None:
         self.assertEqual(tables.ratio(3.0, 2.0), "1.50")
         self.assertEqual(tables.ratio(3.0, 0.0), "-")
+        self.assertEqual(tables.ratio(-3.0, 2.0), "-")
+        self.assertEqual(tables.growth(-3.0, 3.0), "-")
         self.assertEqual(tables.growth(30.0, None), "-")
         self.assertEqual(tables.growth(30.0, 3.0), "x 10.0")
 

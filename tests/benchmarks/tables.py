@@ -15,15 +15,15 @@ def table(heads: list[str], rows: Iterable[list[str]]) -> str:
 
 
 def ratio(numerator: float | None, denominator: float | None) -> str:
-    """Two decimals, or a dash where there is nothing to divide."""
-    if numerator is None or denominator is None or denominator <= 0:
+    """Two decimals, or a dash where one of the costs is lost in the noise of the machine's own."""
+    if numerator is None or denominator is None or numerator <= 0 or denominator <= 0:
         return "-"
     return f"{numerator / denominator:.2f}"
 
 
 def growth(now: float | None, before: float | None) -> str:
     """How many times the cost of a tenth of the work."""
-    if now is None or before is None or before <= 0:
+    if now is None or before is None or now <= 0 or before <= 0:
         return "-"
     return f"x {now / before:.1f}"
 
